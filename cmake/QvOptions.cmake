@@ -1,0 +1,30 @@
+# Compiler settings of our own code. This is the one place that knows compilers apart.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+
+add_library(qv_options INTERFACE)
+target_include_directories(qv_options INTERFACE "${PROJECT_SOURCE_DIR}/include" "${PROJECT_SOURCE_DIR}")
+
+if(MSVC)
+  target_compile_options(qv_options INTERFACE /W4 /WX /permissive- /utf-8 /EHsc)
+else()
+  target_compile_options(qv_options INTERFACE
+    -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
+    -Wcast-align -Wimplicit-fallthrough)
+endif()
+
+if(WIN32)
+  target_compile_definitions(qv_options INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
+  if(MINGW)
+    # No DLL of the compiler is needed beside the programs.
+    add_link_options(-static)
+  endif()
+endif()
+
+if(QV_SANITIZE)
+  add_compile_options(-fsanitize=${QV_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${QV_SANITIZE})
+endif()

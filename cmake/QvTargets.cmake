@@ -1,0 +1,31 @@
+# qv_add_library(NAME SOURCES ... [TESTS ...] [LINK ...] [TEST_LINK ...])
+#
+# A static library of our own, and beside it the test program NAME_test when TESTS are given. A library links only what
+# lies below it in docs/architecture.md; test code is linked by test programs only.
+function(qv_add_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;TESTS;LINK;TEST_LINK")
+  add_library(${name} STATIC ${arg_SOURCES})
+  target_link_libraries(${name} PUBLIC qv_options ${arg_LINK})
+  if(arg_TESTS)
+    qv_add_test(${name}_test SOURCES ${arg_TESTS} LINK ${name} ${arg_TEST_LINK})
+  endif()
+endfunction()
+
+# qv_add_test(NAME SOURCES ... [LINK ...]): a GoogleTest program that ./test runs.
+function(qv_add_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+  if(NOT QV_BUILD_TESTS)
+    return()
+  endif()
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE qv_options ${arg_LINK} gmock gtest_main)
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
+  set_property(GLOBAL APPEND PROPERTY QV_TESTS "$<TARGET_FILE:${name}>")
+endfunction()
+
+# Writes the paths of all test programs to tests.txt in the build folder, one a line, for ./test.
+function(qv_write_test_list)
+  get_property(tests GLOBAL PROPERTY QV_TESTS)
+  list(JOIN tests "\n" lines)
+  file(GENERATE OUTPUT "${CMAKE_BINARY_DIR}/tests.txt" CONTENT "${lines}\n")
+endfunction()

@@ -1,0 +1,68 @@
+#!/usr/bin/env bash
+# Installs what the build needs on Debian 12 and builds Boost for the cross compiler. Sourced by run and test;
+# every step is skipped when its result is already there, so a second call costs a fraction of a second.
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+deps=$root/build/deps
+boost=boost1.81
+
+packages_common=(cmake ninja-build make g++ g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64 ca-certificates xz-utils dpkg-dev)
+packages_test=(googletest zlib1g-dev clang-format clang-tidy
+  lib${boost/boost/boost-program-options}-dev lib${boost/boost/boost-filesystem}-dev
+  lib${boost/boost/boost-iostreams}-dev lib${boost/boost/boost-json}-dev)
+
+step() { printf '\033[1m==>\033[0m %s\n' "$*"; }
+die() { printf 'error: %s\n' "$*" >&2; exit 1; }
+
+as_root() {
+  if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
+}
+
+is_installed() {
+  dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'ok installed'
+}
+
+install_packages() {
+  local missing=() package
+  for package in "$@"; do is_installed "$package" || missing+=("$package"); done
+  [ ${#missing[@]} -gt 0 ] || return 0
+  step "Installing ${missing[*]}"
+  mkdir -p "$deps"
+  {
+    as_root apt-get update &&
+      as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}"
+  } >"$deps/apt.log" 2>&1 || { tail -20 "$deps/apt.log" >&2; die "apt-get failed; the whole output is in build/deps/apt.log"; }
+}
+
+# Fetches the source package without touching the machine's own source list: the same suites, asked for sources.
+fetch_boost_source() {
+  local lists=$deps/apt
+  mkdir -p "$lists/sources.d" "$lists/lists/partial" "$lists/source"
+  cat /etc/apt/sources.list.d/*.sources 2>/dev/null | sed 's/^Types:.*/Types: deb-src/' >"$lists/sources.d/deb822.sources"
+  grep -hE '^deb ' /etc/apt/sources.list /etc/apt/sources.list.d/*.list 2>/dev/null | sed 's/^deb /deb-src /' \
+    >"$lists/sources.d/one-line.list"
+  local options=(-o Dir::Etc::sourcelist=/dev/null -o Dir::Etc::sourceparts="$lists/sources.d"
+    -o Dir::State::lists="$lists/lists" -o Dir::Cache="$lists" -o APT::Sandbox::User=root)
+  apt-get "${options[@]}" update && (cd "$lists/source" && apt-get "${options[@]}" source --download-only "$boost")
+}
+
+# No package carries Boost for the cross compiler, so it is built from Debian's own source with Boost's CMake files.
+build_boost_for_windows() {
+  local prefix=$deps/windows mark=$deps/windows/.complete
+  [ -f "$mark" ] && return 0
+  step "Fetching the source of $boost"
+  mkdir -p "$deps"
+  fetch_boost_source >"$deps/boost.log" 2>&1 || { tail -20 "$deps/boost.log" >&2; die "cannot fetch the source of $boost"; }
+  rm -rf "$deps/boost" && mkdir -p "$deps/boost"
+  tar -xf "$deps"/apt/source/${boost}_*.orig.tar.* -C "$deps/boost" --strip-components=1
+  step "Building Boost for Windows"
+  {
+    cmake -S "$deps/boost" -B "$deps/boost-build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
+      -DCMAKE_TOOLCHAIN_FILE="$root/cmake/windows-toolchain.cmake" -DCMAKE_INSTALL_PREFIX="$prefix" \
+      -DBOOST_INCLUDE_LIBRARIES="program_options;filesystem;iostreams;json" -DBUILD_SHARED_LIBS=OFF \
+      -DBOOST_IOSTREAMS_ENABLE_BZIP2=OFF -DBOOST_IOSTREAMS_ENABLE_ZSTD=OFF -DBOOST_IOSTREAMS_ENABLE_LZMA=OFF &&
+      cmake --build "$deps/boost-build" && cmake --install "$deps/boost-build"
+  } >>"$deps/boost.log" 2>&1 || { tail -20 "$deps/boost.log" >&2; die "Boost did not build; see build/deps/boost.log"; }
+  rm -rf "$deps/boost" "$deps/boost-build" "$deps/apt"
+  touch "$mark"
+}

@@ -1,0 +1,19 @@
+#include <windows.h>
+
+#include "quorvex/common/os/thread.h"
+
+namespace quorvex::common::os {
+
+std::uint32_t current_thread_id() noexcept {
+    return GetCurrentThreadId();
+}
+
+void sleep_milliseconds(std::uint32_t milliseconds) noexcept {
+    Sleep(milliseconds);
+}
+
+void processor_pause() noexcept {
+    YieldProcessor();
+}
+
+}  // namespace quorvex::common::os

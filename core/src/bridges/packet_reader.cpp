@@ -1,0 +1,22 @@
+#include "core/src/bridges/packet_reader.h"
+
+#include "qv/diagnostics/exception.h"
+
+namespace qv {
+
+unsigned char packet_reader::receive(std::vector<unsigned char>* payload) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    unsigned char code = 0;
+    stream_.Read(&code, 1);
+    const std::uint64_t length = stream_.ReadPacked();
+    if (payload != nullptr)
+        read_block(stream_, length, *payload);
+    else if (length != 0)
+        throw_error("Unexpectable packet data",
+                    "unsigned char __cdecl packet_reader::receive(class std::vector<unsigned char,class "
+                    "std::allocator<unsigned char> > *)",
+                    "core/src/bridges/packet_reader", 23);
+    return code;
+}
+
+}  // namespace qv

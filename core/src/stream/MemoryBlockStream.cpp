@@ -1,0 +1,30 @@
+#include "core/src/stream/MemoryBlockStream.h"
+
+#include <cstring>
+
+#include "core/src/stream/seek.h"
+#include "qv/diagnostics/exception.h"
+
+namespace qv {
+namespace {
+
+constexpr const char* source = "core/src/Stream/MemoryBlockStream";
+
+}  // namespace
+
+void MemoryBlockStream::Read(void* destination, std::uint64_t size) {
+    if (size == 0) return;
+    if (size > size_ - position_)
+        throw_error("No enought data to read", "void __cdecl MemoryBlockStream::Read(void *,const unsigned __int64)",
+                    source, 62);
+    std::memcpy(destination, data_ + position_, static_cast<std::size_t>(size));
+    position_ += size;
+}
+
+void MemoryBlockStream::Seek(SeekOrigin origin, std::int64_t offset) {
+    static constexpr detail::seek_site site = {
+        "void __cdecl MemoryBlockStream::Seek(const enum SeekOrigin,const __int64)", source, 44, 48, 50};
+    position_ = detail::seek_position(origin, offset, position_, size_, site);
+}
+
+}  // namespace qv

@@ -1,0 +1,37 @@
+#include "core/src/stream/MemoryStream.h"
+
+#include <cstring>
+
+#include "core/src/stream/seek.h"
+#include "qv/diagnostics/exception.h"
+
+namespace qv {
+namespace {
+
+constexpr const char* source = "core/src/Stream/MemoryStream";
+
+}  // namespace
+
+void MemoryStream::Write(const void* source_bytes, std::uint64_t size) {
+    if (size == 0) return;
+    if (size > bytes_.size() - position_) bytes_.resize(static_cast<std::size_t>(position_ + size));
+    std::memcpy(bytes_.data() + position_, source_bytes, static_cast<std::size_t>(size));
+    position_ += size;
+}
+
+void MemoryStream::Read(void* destination, std::uint64_t size) {
+    if (size == 0) return;
+    if (size > bytes_.size() - position_)
+        throw_error("No enought data to read", "void __cdecl MemoryStream::Read(void *,const unsigned __int64)", source,
+                    72);
+    std::memcpy(destination, bytes_.data() + position_, static_cast<std::size_t>(size));
+    position_ += size;
+}
+
+void MemoryStream::Seek(SeekOrigin origin, std::int64_t offset) {
+    static constexpr detail::seek_site site = {"void __cdecl MemoryStream::Seek(const enum SeekOrigin,const __int64)",
+                                               source, 40, 44, 46};
+    position_ = detail::seek_position(origin, offset, position_, bytes_.size(), site);
+}
+
+}  // namespace qv

@@ -1,0 +1,69 @@
+// Formats log records: 8-bit text, keys and values, onto a byte sink.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "quorvex/common/guid.h"
+
+namespace qv::profiler::stream {
+
+// Where the bytes go.
+class TextSink {
+public:
+    virtual void write(const char* bytes, std::size_t count) = 0;
+
+protected:
+    ~TextSink() = default;
+};
+
+// Every operation returns the stream, so that calls chain. Not synchronised: the log holds its lock around a record.
+class TextStream {
+public:
+    // The sink must outlive the stream. `indentation` is the number of TABs that begin a continuation line.
+    explicit TextStream(TextSink& sink, std::uint64_t indentation = 1) noexcept;
+
+    // 8-bit text; each byte 0x01 to 0x1F except TAB becomes 0x7F, so that no text can break a line. Null is written as
+    // "<nullptr>".
+    TextStream& text(const char* value);
+    TextStream& character(char value);
+
+    // A separating blank if the line has begun, then "name=". A null name is empty.
+    TextStream& key(const char* name);
+
+    // The value between apostrophes, controls replaced as in text(). Malformed UTF-16 never fails a record: see the
+    // definition.
+    TextStream& quoted(std::string_view utf8);
+    TextStream& quoted(std::wstring_view utf16);
+
+    // CR LF and the indentation: goes on with the same record. end_line ends it.
+    TextStream& new_line();
+    TextStream& end_line();
+
+    // Fixed width, upper case, zero padded.
+    TextStream& Hex(unsigned char value);
+    TextStream& Hex(unsigned short value);
+    TextStream& Hex(unsigned int value);
+    TextStream& Hex(unsigned long value);
+    TextStream& Hex(unsigned long long value);
+
+    // Decimal, padded with blanks on the left to the width.
+    TextStream& Dec(int value, int width = 0);
+    TextStream& Dec(unsigned char value, int width = 0);
+    TextStream& Dec(unsigned short value, int width = 0);
+    TextStream& Dec(unsigned int value, int width = 0);
+    TextStream& Dec(unsigned long value, int width = 0);
+    TextStream& Dec(unsigned long long value, int width = 0);
+
+    // "{7d3be11c-9bd2-4ca7-a626-1c82b93935a9}"
+    TextStream& guid(const GUID& value);
+
+private:
+    TextSink& sink_;
+    std::uint64_t indentation_;
+    bool line_pending_ = false;
+};
+
+}  // namespace qv::profiler::stream

@@ -1,0 +1,130 @@
+#include "qv/text/utf.h"
+
+#include <stdexcept>
+
+namespace qv::text {
+namespace {
+
+// A lead byte of UTF-8: the bits it contributes and how many continuation bytes follow.
+struct lead {
+    std::uint32_t bits;
+    int continuations;
+};
+
+lead decode_lead(unsigned char byte) {
+    if (byte < 0x80) return {byte, 0};
+    if (byte < 0xC0) throw std::runtime_error("Unexpected UTF8 slave symbol at master position");
+    if (byte < 0xE0) return {byte & 0x1Fu, 1};
+    if (byte < 0xF0) return {byte & 0x0Fu, 2};
+    if (byte < 0xF8) return {byte & 0x07u, 3};
+    if (byte < 0xFC) return {byte & 0x03u, 4};
+    if (byte < 0xFE) return {byte & 0x01u, 5};
+    throw std::runtime_error("Invalid UTF8 master symbol");
+}
+
+// A terminator inside a character is no continuation byte, so decoding never runs past it.
+std::uint32_t decode_utf8(const char*& position) {
+    const lead first = decode_lead(static_cast<unsigned char>(*position++));
+    std::uint32_t value = first.bits;
+    for (int i = 0; i < first.continuations; ++i) {
+        const auto byte = static_cast<unsigned char>(*position);
+        if ((byte & 0xC0) != 0x80) throw std::runtime_error("Invalid UTF8 slave symbol");
+        ++position;
+        value = (value << 6) | (byte & 0x3Fu);
+    }
+    return value;
+}
+
+void append_utf16(std::uint32_t code_point, std::wstring& utf16) {
+    if (code_point >= 0xD800 && code_point <= 0xDFFF) throw std::runtime_error("Surrogate code point detected");
+    if (code_point >= 0x110000) throw std::runtime_error("Unsupported UTF16 code point");
+    if (code_point < 0x10000) {
+        utf16.push_back(static_cast<wchar_t>(code_point));
+        return;
+    }
+    utf16.push_back(static_cast<wchar_t>(0xD800 + ((code_point - 0x10000) >> 10)));
+    utf16.push_back(static_cast<wchar_t>(0xDC00 + ((code_point - 0x10000) & 0x3FF)));
+}
+
+bool is_high_surrogate(std::uint32_t unit) {
+    return unit >= 0xD800 && unit <= 0xDBFF;
+}
+
+bool is_low_surrogate(std::uint32_t unit) {
+    return unit >= 0xDC00 && unit <= 0xDFFF;
+}
+
+std::uint32_t combine_surrogates(std::uint32_t high, std::uint32_t low) {
+    if (!is_low_surrogate(low)) throw std::runtime_error("Invalid UTF16 slave symbol");
+    return ((high - 0xD800) << 10 | (low - 0xDC00)) + 0x10000;
+}
+
+void reject_leading_low_surrogate(std::uint32_t unit) {
+    if (is_low_surrogate(unit)) throw std::runtime_error("Unexpected UTF16 slave symbol at master position");
+}
+
+}  // namespace
+
+const char* utf8_to_utf16(const char* utf8, std::wstring& utf16) {
+    while (const std::uint32_t code_point = decode_utf8(utf8)) append_utf16(code_point, utf16);
+    return utf8;
+}
+
+void code_point_to_utf8(std::uint32_t code_point, std::string& utf8) {
+    struct form {
+        std::uint32_t limit;
+        std::uint32_t lead;
+        int continuations;
+    };
+    static constexpr form forms[] = {{0x80, 0x00, 0},     {0x800, 0xC0, 1},     {0x10000, 0xE0, 2},
+                                     {0x200000, 0xF0, 3}, {0x4000000, 0xF8, 4}, {0x80000000, 0xFC, 5}};
+    for (const form& f : forms) {
+        if (code_point >= f.limit) continue;
+        utf8.push_back(static_cast<char>(f.lead | (code_point >> (6 * f.continuations))));
+        for (int i = f.continuations - 1; i >= 0; --i)
+            utf8.push_back(static_cast<char>(0x80 | ((code_point >> (6 * i)) & 0x3F)));
+        return;
+    }
+    throw std::runtime_error("Unsupported UTF8 code point");
+}
+
+const wchar_t* utf16_to_utf8(const wchar_t* utf16, std::string& utf8) {
+    while (const auto unit = static_cast<std::uint32_t>(*utf16++)) {
+        reject_leading_low_surrogate(unit);
+        if (is_high_surrogate(unit)) {
+            // A terminator here is no low surrogate, so the position never passes it.
+            code_point_to_utf8(combine_surrogates(unit, static_cast<std::uint32_t>(*utf16)), utf8);
+            ++utf16;
+        } else {
+            code_point_to_utf8(unit, utf8);
+        }
+    }
+    return utf16;
+}
+
+void utf16_to_utf8(const wchar_t* begin, const wchar_t* end, std::string& utf8) {
+    while (begin != end) {
+        const auto unit = static_cast<std::uint32_t>(*begin++);
+        reject_leading_low_surrogate(unit);
+        if (is_high_surrogate(unit)) {
+            if (begin == end) throw std::runtime_error("Not enough input");
+            code_point_to_utf8(combine_surrogates(unit, static_cast<std::uint32_t>(*begin++)), utf8);
+        } else {
+            code_point_to_utf8(unit, utf8);
+        }
+    }
+}
+
+std::wstring to_utf16(const std::string& utf8) {
+    std::wstring result;
+    utf8_to_utf16(utf8.c_str(), result);
+    return result;
+}
+
+std::string to_utf8(std::wstring_view utf16) {
+    std::string result;
+    utf16_to_utf8(utf16.data(), utf16.data() + utf16.size(), result);
+    return result;
+}
+
+}  // namespace qv::text
