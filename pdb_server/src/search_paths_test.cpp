@@ -72,15 +72,15 @@ TEST(SymbolCandidates, OffersEveryPlaceInOrder) {
     offering offer;
     offer.elements = {rooted("one"), path("srv*x"), rooted("two")};
     const path key = "0123456789ABCDEF0123456789ABCDEFFFFFFFFF";
-    EXPECT_THAT(offer.of(text::to_wide(rooted("build/App.pdb"))),
-                ElementsAre(rooted("build/App.pdb"), rooted("app/bin") / "App.pdb",
-                            rooted("app/bin") / "symbols" / "App.pdb",  //
-                            rooted("one") / "App.pdb", rooted("one") / "symbols" / "App.pdb",
-                            rooted("one") / "dll" / "App.pdb", rooted("one") / "symbols" / "dll" / "App.pdb",
-                            rooted("one") / "App.pdb" / key / "App.pdb",  //
-                            rooted("two") / "App.pdb", rooted("two") / "symbols" / "App.pdb",
-                            rooted("two") / "dll" / "App.pdb", rooted("two") / "symbols" / "dll" / "App.pdb",
-                            rooted("two") / "App.pdb" / key / "App.pdb"));
+    EXPECT_THAT(
+        offer.of(text::to_wide(rooted("build/App.pdb"))),
+        ElementsAre(rooted("build/App.pdb"), rooted("app/bin") / "App.pdb",
+                    rooted("app/bin") / "symbols" / "App.pdb",  //
+                    rooted("one") / "App.pdb", rooted("one") / "symbols" / "App.pdb", rooted("one") / "dll" / "App.pdb",
+                    rooted("one") / "symbols" / "dll" / "App.pdb",
+                    rooted("one") / "App.pdb" / key / "App.pdb",  //
+                    rooted("two") / "App.pdb", rooted("two") / "symbols" / "App.pdb", rooted("two") / "dll" / "App.pdb",
+                    rooted("two") / "symbols" / "dll" / "App.pdb", rooted("two") / "App.pdb" / key / "App.pdb"));
     EXPECT_TRUE(offer.asked.empty()) << "the policy does not permit symbol servers";
 }
 
@@ -98,8 +98,7 @@ TEST(SymbolCandidates, AsksSymbolServersOnlyWhenThePolicyPermits) {
     offer.elements = {path("SRV*a*b"), path("cache*c")};
     offer.policy = policy_symbol_server;
     offer.answer = rooted("cache/App.pdb");
-    EXPECT_THAT(offer.of(L"/_/App.pdb"),
-                ::testing::Contains(rooted("cache/App.pdb")));
+    EXPECT_THAT(offer.of(L"/_/App.pdb"), ::testing::Contains(rooted("cache/App.pdb")));
     EXPECT_THAT(offer.asked, ElementsAre(L"SRV*a*b", L"cache*c"));
     offer.asked.clear();
     EXPECT_EQ(offer.of(L"x\\App.pdb", 3).back(), rooted("cache/App.pdb"));
