@@ -3,7 +3,7 @@
 #include "pdb_server/src/pdb_processor.h"
 #include "tests/real_modules/open_symbol_source.h"
 
-namespace qv::test {
+namespace qv::testing {
 namespace {
 
 class in_process_source : public symbol_source {
@@ -52,4 +52,4 @@ std::unique_ptr<symbol_source> open_symbol_source() {
     return std::make_unique<in_process_source>();
 }
 
-}  // namespace qv::test
+}  // namespace qv::testing

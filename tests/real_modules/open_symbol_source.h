@@ -5,9 +5,9 @@
 
 #include "tests/support/expected/symbol_source.h"
 
-namespace qv::test {
+namespace qv::testing {
 
 // A source ready for load(): the engine itself, or a connection to a server started for it.
 std::unique_ptr<symbol_source> open_symbol_source();
 
-}  // namespace qv::test
+}  // namespace qv::testing

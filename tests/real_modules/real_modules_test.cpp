@@ -10,8 +10,9 @@
 #include "tests/real_modules/open_symbol_source.h"
 #include "tests/support/expected/compare.h"
 #include "tests/support/expected/stage.h"
+#include "tests/support/files/test_files.h"
 
-namespace qv::test {
+namespace qv::testing {
 namespace {
 
 namespace fs = boost::filesystem;
@@ -19,7 +20,7 @@ namespace fs = boost::filesystem;
 // The folder that the environment names, else one given relative to the source root.
 fs::path folder_of(const char* variable, const char* below_source_root) {
     const char* named = std::getenv(variable);
-    return named != nullptr && *named != '\0' ? fs::path(named) : fs::path(QV_SOURCE_ROOT) / below_source_root;
+    return named != nullptr && *named != '\0' ? fs::path(named) : source_root() / below_source_root;
 }
 
 // Holds all modules of a folder against their expected answers, over one connection.
@@ -45,7 +46,7 @@ public:
 private:
     void check(const expected_module& module) {
         if (module.format == "windows") return;
-        const auto image = stage(module, staging_.path() / std::to_string(modules + without_symbols));
+        const auto image = stage(module, staging_, std::to_string(modules + without_symbols));
         const auto id = source_->load(image, module.mvid);
         if (!module.match) {
             EXPECT_EQ(id, 0u) << "symbols were found where none belong to the image";
@@ -61,7 +62,7 @@ private:
         total.documents += result.documents;
     }
 
-    temporary_folder staging_;
+    temporary_directory staging_;
     std::unique_ptr<symbol_source> source_ = open_symbol_source();
 };
 
@@ -82,4 +83,4 @@ TEST(RealModules, CollectedModulesAnswerAsExpected) {
 }
 
 }  // namespace
-}  // namespace qv::test
+}  // namespace qv::testing

@@ -6,7 +6,7 @@
 
 #include "qv/text/utf.h"
 
-namespace qv::test {
+namespace qv::testing {
 namespace {
 
 constexpr std::size_t shown_of_a_kind = 10;
@@ -135,4 +135,4 @@ comparison compare(const expected_module& expected, symbol_source& source, std::
     return result;
 }
 
-}  // namespace qv::test
+}  // namespace qv::testing

@@ -7,7 +7,7 @@
 
 #include "tests/support/expected/expected.h"
 
-namespace qv::test {
+namespace qv::testing {
 
 // How much was compared and what differs. One line for each method, document or other answer that differs; the first
 // ten of a kind in full, then the number of the rest.
@@ -22,4 +22,4 @@ struct comparison {
 // query that throws is a difference too.
 comparison compare(const expected_module& expected, symbol_source& source, std::uint32_t module_id);
 
-}  // namespace qv::test
+}  // namespace qv::testing

@@ -5,7 +5,7 @@
 #include <functional>
 #include <stdexcept>
 
-namespace qv::test {
+namespace qv::testing {
 namespace {
 
 using ::testing::ElementsAre;
@@ -99,7 +99,7 @@ TEST(Compare, PointsTooFewAndTooManyAreSeen) {
     source.answers.methods[0x06000002].push_back({});
     source.one_range_less = true;
     EXPECT_THAT(compare(sample(), source, 1).differences,
-                testing::Contains("method 0x6000002: 0 points expected, answered 1 offsets and 0 ranges"));
+                ::testing::Contains("method 0x6000002: 0 points expected, answered 1 offsets and 0 ranges"));
 }
 
 TEST(Compare, AFailedQueryIsADifference) {
@@ -134,4 +134,4 @@ TEST(Compare, OnlyTheFirstTenOfAKindAreShown) {
 }
 
 }  // namespace
-}  // namespace qv::test
+}  // namespace qv::testing

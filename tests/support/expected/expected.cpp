@@ -1,16 +1,15 @@
 #include "tests/support/expected/expected.h"
 
 #include <algorithm>
-#include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <boost/json.hpp>
-#include <iterator>
 #include <stdexcept>
 
 #include "qv/text/path.h"
 #include "qv/text/utf.h"
+#include "tests/support/files/test_files.h"
 
-namespace qv::test {
+namespace qv::testing {
 namespace {
 
 namespace fs = boost::filesystem;
@@ -104,11 +103,4 @@ expected_module parse_expected(std::string_view json, const fs::path& folder) {
     return module;
 }
 
-std::string read_file(const fs::path& file) {
-    fs::ifstream stream(file, std::ios::binary);
-    std::string bytes{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    if (!stream) throw std::runtime_error("cannot read " + text::to_utf8(text::to_wide(file)));
-    return bytes;
-}
-
-}  // namespace qv::test
+}  // namespace qv::testing

@@ -19,7 +19,7 @@
 
 #include "tests/support/expected/symbol_source.h"
 
-namespace qv::test {
+namespace qv::testing {
 
 struct expected_point {
     std::uint32_t offset;
@@ -49,7 +49,4 @@ expected_module load_expected(const boost::filesystem::path& file);
 // The same from the JSON text of a file in `folder`.
 expected_module parse_expected(std::string_view json, const boost::filesystem::path& folder);
 
-// The whole file. Throws std::runtime_error.
-std::string read_file(const boost::filesystem::path& file);
-
-}  // namespace qv::test
+}  // namespace qv::testing

@@ -2,13 +2,10 @@
 
 #include <gmock/gmock.h>
 
-#include <boost/filesystem/fstream.hpp>
-#include <boost/filesystem/operations.hpp>
-
 #include "qv/text/utf.h"
-#include "tests/support/expected/stage.h"
+#include "tests/support/files/test_files.h"
 
-namespace qv::test {
+namespace qv::testing {
 namespace {
 
 using ::testing::ElementsAre;
@@ -48,18 +45,16 @@ TEST(Expected, WhatDoesNotReadAsExpectedThrows) {
 }
 
 TEST(Expected, FilesAreFoundByNameInAllFolders) {
-    namespace fs = boost::filesystem;
-    const temporary_folder folder;
-    EXPECT_TRUE(find_expected(folder.path()).empty());
-    const auto below = folder.path() / "below" / "it";
-    fs::create_directories(below);
-    for (const auto& file : {folder.path() / "B.expected.json", folder.path() / "expected.json",
-                             folder.path() / "unexpected.json", folder.path() / "B.dll", below / "A.expected.json"})
-        fs::ofstream(file) << sample;
-    EXPECT_THAT(find_expected(folder.path()), ElementsAre(folder.path() / "B.expected.json", below / "A.expected.json",
-                                                          folder.path() / "expected.json"));
+    const temporary_directory directory;
+    EXPECT_TRUE(find_expected(directory.path()).empty());
+    for (const auto* file : {"B.expected.json", "expected.json", "unexpected.json", "B.dll", "x/y/A.expected.json"})
+        directory.write(file, std::string(sample));
+    const auto below = directory.path() / "x" / "y";
+    EXPECT_THAT(find_expected(directory.path()),
+                ElementsAre(directory.path() / "B.expected.json", directory.path() / "expected.json",
+                            below / "A.expected.json"));
     EXPECT_EQ(load_expected(below / "A.expected.json").image, below / "A.dll");
 }
 
 }  // namespace
-}  // namespace qv::test
+}  // namespace qv::testing

@@ -1,14 +1,13 @@
 #include "tests/support/expected/stage.h"
 
 #include <algorithm>
-#include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <stdexcept>
 
 #include "qv/text/path.h"
 #include "qv/text/utf.h"
 
-namespace qv::test {
+namespace qv::testing {
 namespace {
 
 namespace fs = boost::filesystem;
@@ -17,12 +16,6 @@ namespace fs = boost::filesystem;
 constexpr std::string_view record_signature = "RSDS";
 constexpr std::size_t record_path_position = 24;
 constexpr std::size_t longest_path = 1024;
-
-void write_file(const fs::path& file, std::string_view bytes) {
-    fs::ofstream stream(file, std::ios::binary);
-    stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    if (!stream.flush()) throw std::runtime_error("cannot write " + text::to_utf8(text::to_wide(file)));
-}
 
 bool ends_with_pdb(std::string_view path) {
     return path.size() >= 4 && (path.ends_with(".pdb") || path.ends_with(".PDB"));
@@ -40,26 +33,15 @@ fs::path pdb_file_of(const fs::path& image) {
 
 }  // namespace
 
-temporary_folder::temporary_folder() : path_(fs::temp_directory_path() / fs::unique_path("qv-%%%%-%%%%-%%%%-%%%%")) {
-    fs::create_directories(path_);
-}
-
-temporary_folder::~temporary_folder() {
-    boost::system::error_code ignored;
-    fs::remove_all(path_, ignored);
-}
-
-fs::path stage(const expected_module& module, const fs::path& folder) {
-    fs::create_directories(folder);
+fs::path stage(const expected_module& module, const temporary_directory& directory, const fs::path& folder) {
     const auto image = read_file(module.image);
-    const auto copy = fs::absolute(folder / module.image.filename());
-    write_file(copy, image);
+    const auto copy = fs::absolute(directory.write(folder / module.image.filename(), image));
     if (module.embedded || module.format.empty()) return copy;
 
     const auto names = recorded_pdb_names(image);
     if (names.empty()) throw std::runtime_error("no CodeView record in " + text::to_utf8(text::to_wide(module.image)));
     const auto pdb = read_file(pdb_file_of(module.image));
-    for (const auto& name : names) write_file(folder / text::to_path(text::to_utf16(name)), pdb);
+    for (const auto& name : names) directory.write(folder / text::to_path(text::to_utf16(name)), pdb);
     return copy;
 }
 
@@ -78,4 +60,4 @@ std::vector<std::string> recorded_pdb_names(std::string_view image) {
     return names;
 }
 
-}  // namespace qv::test
+}  // namespace qv::testing

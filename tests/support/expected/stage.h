@@ -7,30 +7,18 @@
 #include <vector>
 
 #include "tests/support/expected/expected.h"
+#include "tests/support/files/test_files.h"
 
-namespace qv::test {
+namespace qv::testing {
 
-// A fresh folder below the system's temporary folder; removed with everything in it at the end.
-class temporary_folder {
-public:
-    temporary_folder();
-    ~temporary_folder();
-    temporary_folder(const temporary_folder&) = delete;
-    temporary_folder& operator=(const temporary_folder&) = delete;
-
-    const boost::filesystem::path& path() const noexcept { return path_; }
-
-private:
-    boost::filesystem::path path_;
-};
-
-// Copies the image into `folder`, which is created, and beside it, if it has a PDB file, that file under each file name
+// Copies the image into `folder` of the directory and beside it, if it has a PDB file, that file under each file name
 // that a CodeView record of the image gives. Returns the absolute path of the image's copy. Throws std::runtime_error
 // where a PDB file or a record is missing that the expected answers rest on.
-boost::filesystem::path stage(const expected_module& module, const boost::filesystem::path& folder);
+boost::filesystem::path stage(const expected_module& module, const temporary_directory& directory,
+                              const boost::filesystem::path& folder);
 
 // The file names of the PDB paths in all CodeView records ("RSDS") found anywhere in the bytes of an image, without
 // repetition. Both kinds of slash separate.
 std::vector<std::string> recorded_pdb_names(std::string_view image);
 
-}  // namespace qv::test
+}  // namespace qv::testing

@@ -3,10 +3,9 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
 
-namespace qv::test {
+namespace qv::testing {
 namespace {
 
 using ::testing::ElementsAre;
@@ -16,10 +15,6 @@ namespace fs = boost::filesystem;
 
 std::string record(const std::string& path) {
     return "RSDS" + std::string(20, '\1') + path + '\0';
-}
-
-void write(const fs::path& file, const std::string& bytes) {
-    fs::ofstream(file, std::ios::binary) << bytes;
 }
 
 TEST(RecordedPdbNames, BothSlashesSeparateAndNamesAreGivenOnce) {
@@ -34,60 +29,48 @@ TEST(RecordedPdbNames, WhatIsNoRecordIsPassedOver) {
     EXPECT_THAT(recorded_pdb_names("RSDS" + std::string(20, '\1') + "endless.pdb"), IsEmpty());
 }
 
-class Stage : public testing::Test {
+class Stage : public ::testing::Test {
 protected:
     Stage() {
-        fs::create_directory(folder.path() / "from");
-        module.image = folder.path() / "from" / "A.dllx";
+        module.image = directory.path() / "from" / "A.dllx";
         module.format = "portable";
     }
 
     std::vector<std::string> stage_and_list() {
-        const auto copy = stage(module, folder.path() / "to");
+        const auto copy = stage(module, directory, "to");
         EXPECT_TRUE(copy.is_absolute());
         std::vector<std::string> names;
-        for (const auto& entry : fs::directory_iterator(folder.path() / "to"))
+        for (const auto& entry : fs::directory_iterator(directory.path() / "to"))
             names.push_back(entry.path().filename().string() + "=" + read_file(entry.path()));
         std::sort(names.begin(), names.end());
         return names;
     }
 
-    temporary_folder folder;
+    temporary_directory directory;
     expected_module module{};
 };
 
 TEST_F(Stage, ThePdbGetsTheNamesThatTheImageRecords) {
     const auto image = record("C:\\obj\\B.pdb") + record("C.pdb");
-    write(module.image, image);
-    write(folder.path() / "from" / "A.pdbx", "the pdb");
+    directory.write("from/A.dllx", image);
+    directory.write("from/A.pdbx", "the pdb");
     EXPECT_THAT(stage_and_list(), ElementsAre("A.dllx=" + image, "B.pdb=the pdb", "C.pdb=the pdb"));
 }
 
 TEST_F(Stage, AnEmbeddedPdbNeedsNoFile) {
     module.embedded = true;
-    write(module.image, record("B.pdb"));
+    directory.write("from/A.dllx", record("B.pdb"));
     EXPECT_THAT(stage_and_list(), ElementsAre("A.dllx=" + record("B.pdb")));
 }
 
 TEST_F(Stage, AMissingPdbOrRecordIsAnError) {
-    write(module.image, record("B.pdb"));
-    EXPECT_THROW(stage(module, folder.path() / "to"), std::runtime_error);
-    write(folder.path() / "from" / "A.pdb", "the pdb");
-    EXPECT_NO_THROW(stage(module, folder.path() / "to"));
-    write(module.image, "no record");
-    EXPECT_THROW(stage(module, folder.path() / "to"), std::runtime_error);
-}
-
-TEST(TemporaryFolder, IsGoneWithItsContentAtTheEnd) {
-    fs::path path;
-    {
-        const temporary_folder folder;
-        path = folder.path();
-        write(path / "file", "content");
-        EXPECT_TRUE(fs::exists(path / "file"));
-    }
-    EXPECT_FALSE(fs::exists(path));
+    directory.write("from/A.dllx", record("B.pdb"));
+    EXPECT_THROW(stage(module, directory, "to"), std::runtime_error);
+    directory.write("from/A.pdb", "the pdb");
+    EXPECT_NO_THROW(stage(module, directory, "to"));
+    directory.write("from/A.dllx", "no record");
+    EXPECT_THROW(stage(module, directory, "to"), std::runtime_error);
 }
 
 }  // namespace
-}  // namespace qv::test
+}  // namespace qv::testing

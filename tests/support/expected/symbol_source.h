@@ -8,7 +8,7 @@
 
 #include "quorvex/common/guid.h"
 
-namespace qv::test {
+namespace qv::testing {
 
 // The source of one sequence point.
 struct source_range {
@@ -41,4 +41,4 @@ public:
     virtual std::vector<std::uint8_t> source_server_data(std::uint32_t module) = 0;
 };
 
-}  // namespace qv::test
+}  // namespace qv::testing
