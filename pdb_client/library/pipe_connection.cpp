@@ -36,10 +36,11 @@ HANDLE open_pipe(const std::wstring& name) {
                          FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION, nullptr);
 }
 
-unique_handle connect(const std::wstring& name, milliseconds limit) {
+handle_hld connect(const std::wstring& name, milliseconds limit) {
     const auto deadline = steady_clock::now() + limit;
     for (;;) {
-        if (unique_handle pipe = make_handle(open_pipe(name))) return pipe;
+        handle_hld pipe(valid_handle_or_null(open_pipe(name)));
+        if (pipe) return pipe;
         const DWORD code = ::GetLastError();
         if (code != ERROR_PIPE_BUSY && code != ERROR_FILE_NOT_FOUND) throw_not_connected(code);
         const DWORD left = remaining(deadline);
@@ -62,7 +63,7 @@ pipe_connection::pipe_connection(const std::wstring& pipe_id, const time_limits&
             "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > &,const "
             "struct qv::profiler::pdb_client::time_limits &)",
             source, __LINE__);
-    done_ = make_handle(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    done_.reset(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
     if (!done_) throw_not_connected(::GetLastError());
     pipe_ = connect(pipe_name(pipe_id), limits.connect);
     deadline_ = clock::now() + answer_limit_;

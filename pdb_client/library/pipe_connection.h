@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "common/holders.h"
 #include "core/src/stream/CoreStreams.h"
-#include "pdb_client/library/handle.h"
 
 namespace qv::profiler::pdb_client {
 
@@ -37,8 +37,8 @@ private:
     std::uint32_t transfer(bool write, void* bytes, std::uint64_t size);
     std::uint32_t read_some(void* destination, std::uint64_t size) { return transfer(false, destination, size); }
 
-    unique_handle done_;  // signalled when the transfer under way has ended
-    unique_handle pipe_;
+    handle_hld done_;  // signalled when the transfer under way has ended
+    handle_hld pipe_;
     std::chrono::milliseconds answer_limit_;
     clock::time_point deadline_;
     std::vector<unsigned char> buffer_;  // read ahead; [begin_, end_) is still to be handed out

