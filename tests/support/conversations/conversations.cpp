@@ -146,7 +146,7 @@ std::vector<exchange> every_command() {
     const GUID md5 = {0x406ea660, 0x64cf, 0x4c82, {0xb6, 0xf0, 0x42, 0xd4, 0x81, 0x72, 0xa7, 0x99}};
     const bytes checksum = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
                             0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff};
-    const std::string source_link = R"({"documents":{"/src/*":"https://example.invalid/raw/*"}})";
+    const std::string source_link = read_file(source_root() / "tests" / "fixtures" / "src" / "SourceLink.json");
     return {
         {load_request(1, fixture("Documents.dll"), documents), packet(0x30, {1, 0, 1})},
         {load_request(2, "no/such/module.dll", documents), packet(0x30, {2, 0, 2})},
