@@ -1,0 +1,51 @@
+#include "quorvex/common/os/console_ctrl_hld.h"
+
+#include <windows.h>
+
+#include <mutex>
+#include <utility>
+
+#include "qv/diagnostics/exception.h"
+
+namespace quorvex::common::os {
+namespace {
+
+constexpr const char* source = "sharedCommon/Native/Shared/include/quorvex/common/os/console_ctrl_hld";
+constexpr const char* constructor_signature =
+    "__cdecl quorvex::common::os::console_ctrl_hld::console_ctrl_hld(class std::function<bool __cdecl(unsigned int)>)";
+
+// The system's handler has no context argument, hence the process-wide place. The mutex is held during a call.
+std::mutex current_mutex;
+bool exists = false;
+console_ctrl_hld::callable current;
+
+BOOL WINAPI handle_control(DWORD control_type) noexcept {
+    try {
+        const std::lock_guard<std::mutex> lock(current_mutex);
+        return current && current(control_type) ? TRUE : FALSE;
+    } catch (...) {
+        return FALSE;  // there is no caller of ours that could be told
+    }
+}
+
+}  // namespace
+
+console_ctrl_hld::console_ctrl_hld(callable handler) {
+    const std::lock_guard<std::mutex> lock(current_mutex);
+    if (exists)
+        qv::throw_error("Only one instance of the console ctrl holder is allowed", constructor_signature, source,
+                        __LINE__);
+    if (!SetConsoleCtrlHandler(handle_control, TRUE))
+        qv::throw_win32_error("Can't add control handler", GetLastError(), constructor_signature, source, __LINE__);
+    exists = true;
+    current = std::move(handler);
+}
+
+console_ctrl_hld::~console_ctrl_hld() {
+    SetConsoleCtrlHandler(handle_control, FALSE);
+    const std::lock_guard<std::mutex> lock(current_mutex);
+    current = nullptr;
+    exists = false;
+}
+
+}  // namespace quorvex::common::os

@@ -1,0 +1,28 @@
+#include "core/src/stream/FileNativeStream.h"
+
+#include "core/src/stream/FileNativeStream_source.h"
+#include "core/src/stream/seek.h"
+#include "qv/diagnostics/exception.h"
+
+namespace qv {
+
+FileNativeStream::~FileNativeStream() {
+    Close();
+}
+
+bool FileNativeStream::IsOpen() const noexcept {
+    return handle_ != no_handle;
+}
+
+void FileNativeStream::Seek(SeekOrigin origin, std::int64_t offset) {
+    static constexpr detail::seek_site site = {
+        "void __cdecl FileNativeStream::Seek(const enum SeekOrigin,const __int64)", detail::file_native_stream_source,
+        __LINE__, __LINE__, __LINE__};
+    position_ = detail::seek_position(origin, offset, position_, GetSize(), site);
+}
+
+void FileNativeStream::require_open(const char* function, unsigned line) const {
+    if (!IsOpen()) throw_error("File is closed", function, detail::file_native_stream_source, line);
+}
+
+}  // namespace qv

@@ -1,0 +1,17 @@
+// What the operating-system twins of FileNativeStream share: the texts by which their failures are known.
+#pragma once
+
+namespace qv::detail {
+
+constexpr const char* file_native_stream_source = "core/src/stream/FileNativeStream";
+
+namespace file_native_stream_function {
+constexpr const char* create = "void __cdecl FileNativeStream::Create(const class boost::filesystem::path &)";
+constexpr const char* open = "void __cdecl FileNativeStream::Open(const class boost::filesystem::path &)";
+constexpr const char* get_size = "unsigned __int64 __cdecl FileNativeStream::GetSize(void) const";
+constexpr const char* read = "void __cdecl FileNativeStream::Read(void *,const unsigned __int64)";
+constexpr const char* write = "void __cdecl FileNativeStream::Write(const void *,const unsigned __int64)";
+constexpr const char* flush = "void __cdecl FileNativeStream::Flush(void)";
+}  // namespace file_native_stream_function
+
+}  // namespace qv::detail
