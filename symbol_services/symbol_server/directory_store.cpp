@@ -29,7 +29,7 @@ std::wstring group_of(const std::wstring& name) {
 }
 
 fs::path find_by_pointer(const request& wanted, const fs::path& pointer) {
-    const auto target = read_pointer_file(pointer);
+    auto target = read_pointer_file(pointer);
     if (target.empty())
         trace(wanted, L"leads nowhere", pointer);
     else if (!file_exists(target))

@@ -1,6 +1,7 @@
 #include "symbol_services/symbol_server/exports.h"
 
 #include <algorithm>
+#include <cstring>
 #include <cwchar>
 #include <exception>
 #include <new>

@@ -13,14 +13,18 @@ namespace qv::symbol_store {
 
 namespace option {
 enum bit : std::uint64_t {
-    callback = 0x1,             // a function that takes narrow text
-    id_is_dword = 0x2,          // how the first id of a search is passed: as a number,
-    id_is_dword_pointer = 0x4,  // by pointer to a number,
-    id_is_guid_pointer = 0x8,   // by pointer to a GUID
+    callback = 0x1,  // a function that takes narrow text
+
+    // How the first id of a search is passed: as a number, by pointer to a number, by pointer to a GUID. The last one
+    // is reserved by its publisher and taken as a pointer to a GUID too.
+    id_is_dword = 0x2,
+    id_is_dword_pointer = 0x4,
+    id_is_guid_pointer = 0x8,
     id_is_old_guid_pointer = 0x10,
+
     unattended = 0x20,          // show no dialogs: this library has none
     no_copy = 0x40,             // answer files where they lie
-    parent_window = 0x80,       // of the dialogs
+    parent_window = 0x80,       // of dialogs: likewise only kept
     parameter_type = 0x100,     // the value is one of the id options above
     trace = 0x400,              // tell the callback what is looked at
     callback_context = 0x800,   // handed to the callback

@@ -73,8 +73,11 @@ bool is_special_share(std::wstring_view rest) noexcept {
 
 // Takes the root off the front of `path`; false where it has none.
 bool take_root(std::wstring_view& path) noexcept {
-    if (take_network_prefix(path))
-        return is_plain_component(take_component(path)) && is_plain_component(take_component(path));
+    if (take_network_prefix(path)) {
+        const auto host = take_component(path);
+        const auto share = take_component(path);
+        return is_plain_component(host) && is_plain_component(share);
+    }
 #ifdef _WIN32
     if (!is_drive(path.substr(0, 2)) || path.size() < 3 || !is_separator(path[2])) return false;
     path.remove_prefix(3);

@@ -57,7 +57,7 @@ std::vector<tier_chain> parse_search_string(std::wstring_view text, const std::w
     if (text.empty()) return {make_tiers(text, default_store)};
 
     std::vector<tier_chain> chains;
-    tier_chain caches;
+    tier_chain cache;
     for (auto element : split(text, L';')) {
         if (element.empty()) continue;
         const bool is_cache = take_prefix(element, L"cache*");
@@ -66,10 +66,10 @@ std::vector<tier_chain> parse_search_string(std::wstring_view text, const std::w
         } else if (!is_cache) {
             take_prefix(element, L"srv*");
         }
-        auto chain = caches;
+        auto chain = cache;
         const auto tiers = make_tiers(element, default_store);
         chain.insert(chain.end(), tiers.begin(), tiers.end());
-        if (is_cache) caches.push_back(tiers.front());
+        if (is_cache && cache.empty()) cache.push_back(tiers.front());
         chains.push_back(std::move(chain));
     }
     return chains;

@@ -3,9 +3,11 @@
 //     srv*store                        one store
 //     srv*cache*store...               tiers: each is a cache of those to its right
 //     symsrv*symsrv.dll*cache*store    the same, with the library named
-//     cache*dir                        dir becomes the first tier of every element to its right
+//     cache*dir                        dir becomes the first tier of every element to its right; a second cache*
+//     element
+//                                      is searched, but the first one stays where hits are kept
 //     cache*dir*store...               both at once
-//     store, cache*-less a*b           what is left of the first forms when a caller has cut their prefix off
+//     store, a*b                       what is left of the first forms when a caller has cut their prefix off
 //
 // Elements are joined by ";" and empty ones are ignored. An empty tier, as in "srv*" or "srv**store", is the default
 // store, and so is a search string that is empty altogether. An element "symsrv*other.dll*..." belongs to another

@@ -35,10 +35,10 @@ TEST(SearchString, EmptyElementsAreIgnored) {
     EXPECT_THAT(parse(L";"), IsEmpty());
 }
 
-TEST(SearchString, CacheServesOnlyElementsToItsRight) {
+TEST(SearchString, FirstCacheServesTheElementsToItsRight) {
     EXPECT_THAT(parse(L"a;cache*c;srv*b;cache*d*e;f"),
                 ElementsAre(tier_chain{dir(L"a")}, tier_chain{dir(L"c")}, tier_chain{dir(L"c"), dir(L"b")},
-                            tier_chain{dir(L"c"), dir(L"d"), dir(L"e")}, tier_chain{dir(L"c"), dir(L"d"), dir(L"f")}));
+                            tier_chain{dir(L"c"), dir(L"d"), dir(L"e")}, tier_chain{dir(L"c"), dir(L"f")}));
 }
 
 TEST(SearchString, ElementsOfOtherLibrariesAreLeftOut) {
