@@ -5,6 +5,7 @@
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 deps=$root/build/deps
 boost=boost1.81
+boost_libraries="program_options;filesystem;iostreams;json;multi_index"
 
 packages_common=(cmake ninja-build make g++ g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64 ca-certificates xz-utils dpkg-dev)
 packages_test=(googletest zlib1g-dev clang-format clang-tidy
@@ -49,7 +50,7 @@ fetch_boost_source() {
 # No package carries Boost for the cross compiler, so it is built from Debian's own source with Boost's CMake files.
 build_boost_for_windows() {
   local prefix=$deps/windows mark=$deps/windows/.complete
-  [ -f "$mark" ] && return 0
+  [ "$(cat "$mark" 2>/dev/null)" = "$boost $boost_libraries" ] && return 0
   step "Fetching the source of $boost"
   mkdir -p "$deps"
   fetch_boost_source >"$deps/boost.log" 2>&1 || { tail -20 "$deps/boost.log" >&2; die "cannot fetch the source of $boost"; }
@@ -59,10 +60,49 @@ build_boost_for_windows() {
   {
     cmake -S "$deps/boost" -B "$deps/boost-build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
       -DCMAKE_TOOLCHAIN_FILE="$root/cmake/windows-toolchain.cmake" -DCMAKE_INSTALL_PREFIX="$prefix" \
-      -DBOOST_INCLUDE_LIBRARIES="program_options;filesystem;iostreams;json" -DBUILD_SHARED_LIBS=OFF \
+      -DBOOST_INCLUDE_LIBRARIES="$boost_libraries" -DBUILD_SHARED_LIBS=OFF \
       -DBOOST_IOSTREAMS_ENABLE_BZIP2=OFF -DBOOST_IOSTREAMS_ENABLE_ZSTD=OFF -DBOOST_IOSTREAMS_ENABLE_LZMA=OFF &&
       cmake --build "$deps/boost-build" && cmake --install "$deps/boost-build"
   } >>"$deps/boost.log" 2>&1 || { tail -20 "$deps/boost.log" >&2; die "Boost did not build; see build/deps/boost.log"; }
   rm -rf "$deps/boost" "$deps/boost-build" "$deps/apt"
-  touch "$mark"
+  echo "$boost $boost_libraries" >"$mark"
+}
+
+set_up() {
+  install_packages "${packages_common[@]}" "${packages_test[@]}"
+  build_boost_for_windows
+}
+
+# build PRESET [TARGET ...]
+build() {
+  local preset=$1 log=$root/build/$1.log targets=()
+  shift
+  [ $# -eq 0 ] || targets=(--target "$@")
+  if [ ! -f "$root/build/$preset/build.ninja" ]; then
+    (cd "$root" && cmake --preset "$preset") >"$log" 2>&1 || { tail -20 "$log" >&2; die "cannot configure $preset; see build/$preset.log"; }
+  fi
+  step "Building ($preset)"
+  (cd "$root" && cmake --build --preset "$preset" "${targets[@]}") >"$log" 2>&1 ||
+    { grep -E 'error|FAILED|warning' "$log" | head -30 >&2; die "the build failed; see build/$preset.log"; }
+}
+
+# Programs for Windows run in a Wine prefix of the build, without Mono and without its host library of the .NET runtime.
+run_windows() {
+  local prefix=$root/build/wine
+  if [ ! -f "$prefix/.ready" ]; then
+    step "Preparing Wine" >&2
+    mkdir -p "$prefix"
+    wine_environment wineboot --init >"$root/build/wine.log" 2>&1 || { tail -5 "$root/build/wine.log" >&2; die "Wine does not start; see build/wine.log"; }
+    touch "$prefix/.ready"
+  fi
+  wine_environment wine "$@"
+}
+
+wine_environment() {
+  WINEPREFIX=$root/build/wine WINEDEBUG=-all WINEDLLOVERRIDES="mscoree=;mshtml=" "$@"
+}
+
+windows_path() {
+  local path=Z:$1
+  printf '%s' "${path//\//\\}"
 }

@@ -1,0 +1,114 @@
+#include "core/src/Util/slave_key_atom_map.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace qv::profiler {
+namespace {
+
+struct item {
+    std::string key;
+};
+
+struct item_traits {
+    using key_hash = std::hash<std::string>;
+    static const std::string& key(const std::shared_ptr<item>& value) { return value->key; }
+    static constexpr const char* insert_or_throw_signature = "insert_or_throw of the test";
+};
+
+using item_map = slave_key_atom_map<std::uint32_t, std::string, std::shared_ptr<item>, item_traits>;
+
+std::shared_ptr<item> make(const char* key) {
+    return std::make_shared<item>(item{key});
+}
+
+std::string failure_of_insert(item_map& map, std::uint32_t atom, const std::shared_ptr<item>& value) {
+    try {
+        map.insert_or_throw(atom, value);
+    } catch (const exception& error) {
+        EXPECT_STREQ(error.where().function, item_traits::insert_or_throw_signature);
+        EXPECT_STREQ(error.where().source, "core/src/Util/slave_key_atom_map");
+        return error.what();
+    }
+    return {};
+}
+
+TEST(SlaveKeyAtomMap, RejectsEmptyValuesAndTakenAtoms) {
+    item_map map;
+    EXPECT_EQ(failure_of_insert(map, 1, nullptr), "Empty value");
+    EXPECT_EQ(failure_of_insert(map, 1, make("a")), "");
+    EXPECT_EQ(failure_of_insert(map, 1, make("b")), "Key is already exist");
+    EXPECT_EQ(map.find_atom(1)->key, "a");
+    EXPECT_EQ(map.find_key("b"), nullptr);
+}
+
+TEST(SlaveKeyAtomMap, SharesOneValueUnderSeveralAtoms) {
+    item_map map;
+    const auto value = make("a");
+    map.insert_or_throw(1, value);
+    map.insert_or_throw(2, value);
+    map.erase_atom(1);
+    map.erase_atom(1);
+    EXPECT_EQ(map.find_atom(1), nullptr);
+    EXPECT_EQ(map.find_atom(2), value);
+    EXPECT_EQ(map.find_key("a"), value);
+    map.erase_atom(2);
+    EXPECT_EQ(map.find_key("a"), nullptr);
+    EXPECT_EQ(value.use_count(), 1);
+}
+
+TEST(SlaveKeyAtomMap, HandsOutOneAtomPerKey) {
+    item_map map;
+    std::uint32_t atom = 0;
+    auto first = make("a");
+    const auto original = first;
+    EXPECT_TRUE(map.insert_or_get("a", first, atom));
+    EXPECT_EQ(atom, 1u);
+    auto second = make("b");
+    EXPECT_TRUE(map.insert_or_get("b", second, atom));
+    EXPECT_EQ(atom, 2u);
+    auto again = make("a");
+    EXPECT_FALSE(map.insert_or_get("a", again, atom));
+    EXPECT_EQ(atom, 1u);
+    EXPECT_EQ(again, original);
+}
+
+// A destructor that comes back to the map must find its lock free.
+TEST(SlaveKeyAtomMap, LetsValuesGoOutsideItsLock) {
+    item_map map;
+    const auto reentrant = [&map] {
+        return std::shared_ptr<item>(new item{"a"}, [&map](item* value) {
+            map.find_atom(1);
+            delete value;
+        });
+    };
+    map.insert_or_throw(1, reentrant());
+    map.erase_atom(1);
+    map.insert_or_throw(1, reentrant());
+    map.clear();
+    EXPECT_EQ(map.find_atom(1), nullptr);
+}
+
+TEST(SlaveKeyAtomMap, KeepsValuesAliveUnderConcurrentErasure) {
+    item_map map;
+    std::vector<std::thread> threads;
+    for (std::uint32_t t = 0; t < 4; ++t)
+        threads.emplace_back([&map, t] {
+            for (std::uint32_t i = 0; i < 500; ++i) {
+                const std::uint32_t atom = t * 1000 + i;
+                map.insert_or_throw(atom, make("shared"));
+                ASSERT_EQ(map.find_key("shared")->key, "shared");
+                ASSERT_EQ(map.find_atom(atom)->key, "shared");
+                map.erase_atom(atom);
+            }
+        });
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(map.find_key("shared"), nullptr);
+}
+
+}  // namespace
+}  // namespace qv::profiler

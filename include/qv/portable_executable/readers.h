@@ -1,0 +1,95 @@
+// Reads what a symbol server needs of a managed PE image: the CLI metadata and the debug directory entries that can
+// lead to symbols. The image is read in file layout, from any seekable stream; it is never mapped or run.
+//
+// Readers are templates over the stream type: `read(destination, size)` gets exactly that many bytes or throws,
+// `seek(position)` goes to a position counted from the beginning of the image, `remaining()` is the number of bytes
+// from here to the end. They are instantiated for core_stream_adapter.
+//
+// A failed check throws qv::exception; a short read or a bad position is the stream's own failure. No count or size in
+// the image is believed beyond what the stream holds.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "core/src/stream/CoreStreams.h"
+#include "qv/portable_executable/parser.h"
+
+namespace qv::portable_executable {
+
+constexpr std::uint32_t debug_type_codeview = 2;
+constexpr std::uint32_t debug_type_embedded_portable_pdb = 17;
+
+// In a CodeView entry: it names a portable PDB ("PM").
+constexpr std::uint16_t portable_pdb_minor_version = 0x504D;
+
+// A debug directory entry together with its data.
+struct image_debug_entry {
+    std::uint32_t Characteristics;
+    std::uint32_t TimeDateStamp;
+    std::uint16_t MajorVersion;
+    std::uint16_t MinorVersion;
+    std::uint32_t Type;
+    std::vector<unsigned char> data;  // empty when it has none, or when no section holds it
+};
+
+struct image_data {
+    std::vector<unsigned char> metadata;           // the whole block that the CLI header names
+    std::vector<image_debug_entry> debug_entries;  // CodeView and embedded portable PDB, in directory order
+};
+
+using image_sections = std::vector<IMAGE_SECTION_HEADER>;
+
+// Presents a core stream to the readers. The image begins where the stream stands when the adapter is made. The stream
+// is not owned.
+class core_stream_adapter {
+public:
+    explicit core_stream_adapter(IReadSeekCoreStream& stream) : stream_(stream), base_(stream.GetPosition()) {}
+
+    void read(void* destination, std::uint64_t size) { stream_.Read(destination, size); }
+    void seek(std::int64_t position);
+    std::uint64_t remaining();
+
+private:
+    IReadSeekCoreStream& stream_;
+    std::uint64_t base_;
+};
+
+// DOS or VxD header. Throws "Invalid DOS header signature".
+template <class Stream>
+void read_image_header(Stream& stream, image_header& header);
+
+// NT signature and file header. Throws "Unexpected DOS header signature", "Invalid NT header signature".
+template <class Stream>
+void read_image_file_header(Stream& stream, const image_header& header, IMAGE_FILE_HEADER& file_header);
+
+// Optional header with all data directories. Throws "Invalid option header size", "Invalid 32-bit option header size",
+// "Invalid 64-bit option header size", "Invalid ROM option header size", "Invalid optional header signature".
+template <class Stream>
+void read_image_optional_header(Stream& stream, const IMAGE_FILE_HEADER& file_header,
+                                image_optional_header& optional_header);
+
+// CLI header and metadata. Throws "Invalid cor image directory", "Can't get cor image directory virtual address",
+// "Invalid cor header size, version 2.0 expected", "Invalid metadata image directory ", "Too small metadata size",
+// "Can't get metadata virtual address", "Invalid metadata signature".
+template <class Stream>
+void read_image_com_data_directory(Stream& stream, const image_sections& sections,
+                                   const IMAGE_DATA_DIRECTORY& directory, std::vector<unsigned char>& metadata);
+
+// Debug directory; an absent one has no entries. Throws "Can't get debug data directory virtual address".
+template <class Stream>
+void read_image_debug_data_directory(Stream& stream, const image_sections& sections,
+                                     const IMAGE_DATA_DIRECTORY& directory, std::vector<image_debug_entry>& entries);
+
+// One debug entry, with its data when it is of a kind that leads to symbols; false for any other kind. Leaves the
+// stream anywhere. `data_allowance` is how many data bytes the entries of the image may still have, see the
+// definition. Throws "RAW data pointer in image debug directory should be declared", "Too large debug data".
+template <class Stream>
+bool read_image_debug_directory(Stream& stream, const image_sections& sections, const IMAGE_DEBUG_DIRECTORY& directory,
+                                std::uint64_t& data_allowance, image_debug_entry& entry);
+
+// All of the above in order. After a failure `image` is filled as far as the reading got.
+template <class Stream>
+void read_image_data(Stream& stream, image_data& image);
+
+}  // namespace qv::portable_executable

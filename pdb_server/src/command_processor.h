@@ -1,0 +1,28 @@
+// The whole conversation with one client: version check, options, module commands until quit.
+#pragma once
+
+#include <functional>
+
+#include "core/src/bridges/packet_reader.h"
+#include "core/src/bridges/packet_writer.h"
+#include "pdb_server/src/pdb_processor.h"
+
+namespace qv::profiler::pdb_server {
+
+// Serves one client on one connection, on the calling thread, with a symbol engine of its own. Returns after the quit
+// command or when `stop` answers true; throws when the handshake, the framing or a payload is bad, when the stream
+// fails, and when a command is unknown. A query that fails is answered and the conversation goes on.
+//
+// `stop` is asked before each command whether the loop is to end. `wait` waits up to the given number of milliseconds
+// for data and answers whether a packet can be read. Neither may be empty.
+void process_commands(const std::function<bool()>& stop, const std::function<bool(int)>& wait, packet_reader* reader,
+                      packet_writer* writer, const platform_services& services = system_services());
+
+// First packet of a conversation: both sides must name the same protocol version. A client of another version is told
+// so before the exception leaves.
+void cmd_check_version(packet_reader* reader, packet_writer* writer);
+
+// Second packet: search policy and search paths.
+void cmd_init(packet_reader* reader, packet_writer* writer, pdb_processor& processor);
+
+}  // namespace qv::profiler::pdb_server

@@ -1,0 +1,125 @@
+// Whole conversations over an in-memory pipe, compared byte for byte.
+#include "pdb_server/src/command_processor.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+
+#include "tests/support/conversations/conversations.h"
+#include "tests/support/streams/duplex_pipe.h"
+
+namespace qv::profiler::pdb_server {
+namespace {
+
+using namespace qv::testing;
+
+const char* const client_closed = "pipe is closed";
+
+// A server on one end of a pipe; the test plays the client.
+class Conversation : public ::testing::Test {
+protected:
+    Conversation() {
+        ended_ = std::async(std::launch::async, [this] {
+            const platform_services services = {[](const wchar_t*, wchar_t*, std::uint32_t, std::uint32_t& error) {
+                                                    error = 203;
+                                                    return 0u;
+                                                },
+                                                [](const std::wstring&, const std::wstring&, const GUID&,
+                                                   std::uint32_t) { return boost::filesystem::path(); }};
+            packet_reader reader(*pipe_.server);
+            packet_writer writer(*pipe_.server);
+            std::string how;
+            try {
+                process_commands([this] { return stop_.load(); },
+                                 [this](int milliseconds) { return pipe_.server->WaitForDataToRead(milliseconds); },
+                                 &reader, &writer, services);
+            } catch (const std::exception& error) {
+                how = error.what();
+            }
+            pipe_.server->Close();
+            return how;
+        });
+    }
+
+    ~Conversation() override { end(); }
+
+    void send(const bytes& request) { pipe_.client->Write(request.data(), request.size()); }
+
+    bytes receive(std::size_t size) {
+        bytes answer(size);
+        pipe_.client->Read(answer.data(), size);
+        return answer;
+    }
+
+    // Sends and compares the answer, which must be exactly this.
+    void exchange(const bytes& request, const bytes& answer) {
+        send(request);
+        EXPECT_EQ(receive(answer.size()), answer);
+    }
+
+    // Closes the client's end; the message of the exception that ended the conversation, empty without one.
+    std::string end() {
+        if (!ended_.valid()) return how_;
+        pipe_.client->Close();
+        how_ = ended_.get();
+        return how_;
+    }
+
+    // Waits for the server to end by itself; what it still sent must be exactly `answer`.
+    std::string end_of_server(const bytes& answer = {}) {
+        how_ = ended_.get();
+        EXPECT_EQ(receive(answer.size()), answer);
+        unsigned char surplus = 0;
+        EXPECT_THROW(pipe_.client->Read(&surplus, 1), std::runtime_error) << "surplus byte " << int{surplus};
+        return how_;
+    }
+
+    testing::duplex_pipe pipe_;
+    std::atomic<bool> stop_{false};
+    std::future<std::string> ended_;
+    std::string how_;
+};
+
+class Endings : public Conversation, public ::testing::WithParamInterface<ending> {};
+
+TEST_P(Endings, EndsTheConnection) {
+    send(GetParam().sent);
+    EXPECT_EQ(end_of_server(GetParam().answered), GetParam().message);
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, Endings, ::testing::ValuesIn(endings()),
+                         [](const auto& test) { return test.param.name; });
+
+TEST_F(Conversation, QuitEndsTheLoopWithoutReadingFurther) {
+    send(handshake() + packet(0xFF, {0x80, 0x85}) + packet(0x32));
+    EXPECT_EQ(end_of_server(handshake_answer() + packet(0xFF, {0x80, 0x85, 0x00})), "");
+}
+
+TEST_F(Conversation, StopEndsAnIdleLoop) {
+    exchange(handshake(), handshake_answer());
+    stop_ = true;
+    EXPECT_EQ(end_of_server(), "");
+}
+
+TEST_F(Conversation, ClientThatGoesAwayEndsTheLoop) {
+    exchange(handshake(), handshake_answer());
+    send({0x42, 0x80});
+    EXPECT_EQ(end(), client_closed);
+}
+
+TEST_F(Conversation, AnswersFailingQueriesAndGoesOn) {
+    exchange(handshake(), handshake_answer());
+    for (const auto& step : failing_queries()) exchange(step.request, step.answer);
+    EXPECT_EQ(end(), client_closed);
+}
+
+TEST_F(Conversation, AnswersEveryCommand) {
+    exchange(handshake(), handshake_answer());
+    for (const auto& step : every_command()) exchange(step.request, step.answer);
+    send(packet(0xFF, {11}));
+    EXPECT_EQ(end_of_server(packet(0xFF, {11, 0})), "");
+}
+
+}  // namespace
+}  // namespace qv::profiler::pdb_server

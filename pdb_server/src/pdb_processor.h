@@ -1,0 +1,81 @@
+// The symbol engine behind one connection: search paths, loaded modules, and the queries on them.
+#pragma once
+
+#include <atomic>
+#include <boost/filesystem/path.hpp>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/src/Util/slave_key_atom_map.h"
+#include "pdb_server/src/module_data.h"
+#include "pdb_server/src/search_paths.h"
+#include "pdb_server/src/system/platform_services.h"
+#include "qv/portable_executable/readers.h"
+
+namespace qv::profiler::pdb_server {
+
+struct dsr_data;
+
+// Queries may run on several threads at once, also against a concurrent unload: a query keeps its module alive. init
+// and terminate belong to the connection's own thread. All failures are exceptions.
+class pdb_processor {
+public:
+    explicit pdb_processor(const platform_services& services = system_services());
+    ~pdb_processor();
+    pdb_processor(const pdb_processor&) = delete;
+    pdb_processor& operator=(const pdb_processor&) = delete;
+
+    // Sets the search policy (bits of search_policy) and replaces the search paths by the given ones followed by those
+    // of _NT_ALT_SYMBOL_PATH and _NT_SYMBOL_PATH.
+    void init(std::uint8_t policy, const std::vector<std::wstring>& paths);
+
+    // Lets all modules go. Called by the destructor at the latest.
+    void terminate() noexcept;
+
+    // Loads the symbols of the module with this MVID. A relative path is looked for along the search paths. Returns a
+    // fresh module id, or 0 when no such image or no symbols were found. An MVID that is loaded already gets a further
+    // id for the same data and no file is opened.
+    unsigned int load_module(const boost::filesystem::path& path, const GUID& mvid);
+
+    // Lets one id go; an unknown one is no error, 0 is.
+    void unload_module(unsigned int mid);
+
+    // The queries of module_data, by module id. "Invalid PDB module id" for 0, "Invalid method token" for what is no
+    // MethodDef token, "Invalid PDB document id" for 0, "Unknown PDB module" for an id that is not loaded.
+    void get_method_offsets(unsigned int mid, unsigned int token, std::vector<unsigned int>& offsets) const;
+    void get_method_ranges(unsigned int mid, unsigned int token, std::vector<unsigned int>& document_ids,
+                           std::vector<unsigned int>& start_lines, std::vector<unsigned int>& start_columns,
+                           std::vector<unsigned int>& end_lines, std::vector<unsigned int>& end_columns) const;
+    void get_document(unsigned int mid, unsigned int did, std::wstring& url, GUID& checksum_algorithm,
+                      std::vector<unsigned char>& checksum) const;
+    void get_source_server_data(unsigned int mid, std::vector<unsigned char>& data) const;
+
+    // Appends the elements of an environment variable to the search paths; an unset one changes nothing.
+    void add_search_path_from_environment(const wchar_t* name);
+
+    const search_path_list& search_paths() const noexcept { return search_paths_; }
+
+private:
+    struct registry_traits {
+        using key_hash = quorvex::common::guid_hash;
+        static const GUID& key(const std::shared_ptr<module_data>& value) { return value->mvid; }
+        static const char* const insert_or_throw_signature;
+    };
+
+    std::shared_ptr<module_data> find_module(unsigned int mid, const char* function) const;
+    bool resolve_relative(const boost::filesystem::path& path, const GUID& mvid, boost::filesystem::path& resolved,
+                          portable_executable::image_data& image) const;
+    std::shared_ptr<module_data> load_symbols(const boost::filesystem::path& path, const GUID& mvid,
+                                              const portable_executable::image_data& image) const;
+
+    const platform_services& services_;
+    search_path_list search_paths_;
+    std::uint8_t policy_ = 0;
+    std::shared_ptr<dsr_data> dsr_;
+    std::atomic<std::uint32_t> module_id_counter_{0};
+    slave_key_atom_map<std::uint32_t, GUID, std::shared_ptr<module_data>, registry_traits> modules_;
+};
+
+}  // namespace qv::profiler::pdb_server

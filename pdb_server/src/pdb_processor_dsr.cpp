@@ -1,0 +1,15 @@
+#include "pdb_server/src/pdb_processor_dsr.h"
+
+namespace qv::profiler::pdb_server {
+
+std::shared_ptr<dsr_data> dsr_init() {
+    return std::make_shared<dsr_data>();
+}
+
+// Does nothing yet: every image without a portable PDB has no symbols.
+std::shared_ptr<module_data> dsr_load_module(const std::shared_ptr<dsr_data>&, const boost::filesystem::path&,
+                                             const GUID&, const search_path_list&, std::uint8_t) {
+    return nullptr;
+}
+
+}  // namespace qv::profiler::pdb_server

@@ -1,0 +1,108 @@
+// Module loading: from an image path and an MVID to registered symbol data.
+#include <algorithm>
+#include <boost/filesystem/operations.hpp>
+
+#include "pdb_server/src/pdb_processor.h"
+#include "pdb_server/src/pdb_processor_dsr.h"
+#include "pdb_server/src/pdb_processor_ppdb.h"
+#include "qv/diagnostics/exception.h"
+#include "qv/diagnostics/log.h"
+#include "qv/metadata/module_identity.h"
+#include "qv/portable_executable/image_file.h"
+#include "qv/text/path.h"
+
+namespace qv::profiler::pdb_server {
+namespace {
+
+constexpr const char* source = "pdb_server/src/pdb_processor";
+constexpr const char* tag = "PP::LoadModule";
+constexpr const char* signature =
+    "unsigned int __cdecl qv::profiler::pdb_server::pdb_processor::load_module(const class boost::filesystem::path "
+    "&,const struct _GUID &)";
+
+template <class Body>
+void log_load(Body&& body) {
+    log::Logger::instance().record(log::component::PdbGt, [&](log::TextStream& out) {
+        out.text(tag);
+        body(out);
+    });
+}
+
+void log_name(const GUID& mvid, const boost::filesystem::path& path) {
+    log_load([&](log::TextStream& out) { out.key("mvid").guid(mvid).key("name").quoted(text::to_wide(path)); });
+}
+
+void log_outcome(const char* outcome, const GUID& mvid) {
+    log_load([&](log::TextStream& out) { out.key("res").text(outcome).key("mvid").guid(mvid); });
+}
+
+// True when the file is a managed image of this build; `image` then holds what leads to its symbols.
+bool image_has_mvid(const boost::filesystem::path& path, const GUID& mvid, portable_executable::image_data& image) {
+    boost::system::error_code ignored;
+    if (!boost::filesystem::is_regular_file(path, ignored)) return false;
+    image = portable_executable::read_image_file(path);
+    return metadata::read_module_identity(image.metadata).mvid == mvid;
+}
+
+bool names_portable_pdb(const portable_executable::image_data& image) {
+    return std::any_of(image.debug_entries.begin(), image.debug_entries.end(), [](const auto& entry) {
+        return entry.Type == portable_executable::debug_type_codeview &&
+               entry.MinorVersion == portable_executable::portable_pdb_minor_version;
+    });
+}
+
+}  // namespace
+
+unsigned int pdb_processor::load_module(const boost::filesystem::path& path, const GUID& mvid) {
+    log_name(mvid, path);
+    std::shared_ptr<module_data> data = modules_.find_key(mvid);
+    if (!data) {
+        portable_executable::image_data image;
+        boost::filesystem::path resolved = path;
+        if (!path.is_absolute()) {
+            if (!resolve_relative(path, mvid, resolved, image)) {
+                log_outcome("not_found", mvid);
+                return 0;
+            }
+        } else if (!image_has_mvid(path, mvid, image)) {
+            throw_error("Invalid MVID for the absolute module path is detected", signature, source, __LINE__,
+                        errtag_file_w{text::to_wide(path)});
+        }
+        if (!resolved.is_absolute())
+            throw_error("The module path isn't absolute", signature, source, __LINE__,
+                        errtag_file_w{text::to_wide(resolved)});
+        log_name(mvid, resolved);
+        data = load_symbols(resolved, mvid, image);
+        if (!data) {
+            log_outcome("no_pdb", mvid);
+            return 0;
+        }
+    }
+    const std::uint32_t id = ++module_id_counter_;
+    modules_.insert_or_throw(id, data);
+    log_load([&](log::TextStream& out) { out.key("pdbmid").Dec(id).key("mvid").guid(mvid); });
+    return id;
+}
+
+bool pdb_processor::resolve_relative(const boost::filesystem::path& path, const GUID& mvid,
+                                     boost::filesystem::path& resolved, portable_executable::image_data& image) const {
+    for (const boost::filesystem::path& element : search_paths_) {
+        if (is_symbol_server_element(element)) continue;
+        resolved = element / path;
+        if (image_has_mvid(resolved, mvid, image)) return true;
+    }
+    return false;
+}
+
+// The choice of the backend is made once: an image that names a portable PDB is never tried with the other one.
+std::shared_ptr<module_data> pdb_processor::load_symbols(const boost::filesystem::path& path, const GUID& mvid,
+                                                         const portable_executable::image_data& image) const {
+    if (!names_portable_pdb(image)) return dsr_load_module(dsr_, path, mvid, search_paths_, policy_);
+    const symbol_candidates candidates{path, search_paths_, policy_, services_};
+    return try_load_module(
+        mvid, image, [&](const std::wstring& recorded_path, const GUID& pdb_guid, const candidate_visitor& visit) {
+            candidates.offer(recorded_path, pdb_guid, visit);
+        });
+}
+
+}  // namespace qv::profiler::pdb_server

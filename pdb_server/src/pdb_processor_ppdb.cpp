@@ -1,0 +1,106 @@
+#include "pdb_server/src/pdb_processor_ppdb.h"
+
+#include <algorithm>
+#include <boost/filesystem/operations.hpp>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+#include "core/src/stream/FileNativeStream.h"
+#include "pdb_server/src/ppdb/metadata_container.h"
+#include "pdb_server/src/ppdb/ppdb_module_data.h"
+#include "qv/portable_executable/metadata_pdb_unpacker.h"
+#include "qv/text/utf.h"
+
+namespace qv::profiler::pdb_server {
+namespace {
+
+using portable_executable::image_debug_entry;
+
+constexpr std::uint32_t rsds_signature = 0x53445352;  // "RSDS"
+constexpr std::size_t codeview_header_size = 24;
+
+// What a CodeView entry says about the PDB of its image.
+struct codeview_record {
+    GUID guid;
+    std::uint32_t age;
+    std::uint32_t stamp;  // of the debug directory entry; the last part of the PDB's id
+    std::wstring path;    // as the compiler wrote it
+};
+
+// The record of an entry that names a portable PDB; none for any other entry. Throws on a path that is not UTF-8.
+std::optional<codeview_record> read_codeview(const image_debug_entry& entry) {
+    const auto& data = entry.data;
+    if (entry.Type != portable_executable::debug_type_codeview ||
+        entry.MinorVersion != portable_executable::portable_pdb_minor_version || data.size() < codeview_header_size)
+        return {};
+    std::uint32_t signature = 0;
+    std::memcpy(&signature, data.data(), sizeof signature);
+    if (signature != rsds_signature) return {};
+
+    codeview_record record;
+    std::memcpy(&record.guid, data.data() + 4, sizeof record.guid);
+    std::memcpy(&record.age, data.data() + 20, sizeof record.age);
+    record.stamp = entry.TimeDateStamp;
+    const auto path = data.begin() + codeview_header_size;
+    record.path = text::to_utf16(std::string(path, std::find(path, data.end(), '\0')));
+    return record;
+}
+
+// The bytes of a file that can be metadata; none for any other file. The file is closed before this returns.
+std::optional<std::vector<unsigned char>> read_metadata_file(const boost::filesystem::path& path) {
+    boost::system::error_code error;
+    if (!boost::filesystem::is_regular_file(path, error)) return {};
+    FileNativeStream file;
+    file.Open(path);
+    const std::uint64_t size = file.GetSize();
+    if (size < 5 || size > 0xFFFFFFFF) return {};
+    std::uint32_t signature = 0;
+    file.Read(&signature, sizeof signature);
+    if (signature != portable_executable::metadata_signature) return {};
+    file.Seek(SeekOrigin::Begin, 0);
+    std::vector<unsigned char> bytes;
+    bytes.reserve(static_cast<std::size_t>(size));
+    read_block(file, size, bytes);
+    return bytes;
+}
+
+std::shared_ptr<module_data> make_module_data(const GUID& mvid, std::unique_ptr<const metadata_container> container) {
+    return std::make_shared<ppdb_module_data>(mvid, std::move(container));
+}
+
+// The candidate's symbols when it is a portable PDB of this build.
+std::shared_ptr<module_data> try_load(const GUID& mvid, const codeview_record& record,
+                                      const boost::filesystem::path& candidate) {
+    auto bytes = read_metadata_file(candidate);
+    if (!bytes) return {};
+    auto container = std::make_unique<const metadata_container>(std::move(*bytes));
+    if (!container->has_id(record.guid, record.stamp)) return {};
+    return make_module_data(mvid, std::move(container));
+}
+
+}  // namespace
+
+std::shared_ptr<module_data> try_load_module(const GUID& mvid, const portable_executable::image_data& image,
+                                             const candidate_source& candidates) {
+    for (const auto& entry : image.debug_entries) {
+        if (entry.Type != portable_executable::debug_type_embedded_portable_pdb || entry.data.empty()) continue;
+        auto bytes = portable_executable::unpack_metadata_pdb(entry.data.data(), entry.data.size());
+        return make_module_data(mvid, std::make_unique<const metadata_container>(std::move(bytes)));
+    }
+
+    std::shared_ptr<module_data> found;
+    for (const auto& entry : image.debug_entries) {
+        const auto record = read_codeview(entry);
+        // A portable PDB always has the age 1; no file can satisfy a record with another one.
+        if (!record || record->age != 1) continue;
+        candidates(record->path, record->guid, [&](const boost::filesystem::path& candidate) {
+            found = try_load(mvid, *record, candidate);
+            return found != nullptr;
+        });
+        if (found) return found;
+    }
+    return {};
+}
+
+}  // namespace qv::profiler::pdb_server

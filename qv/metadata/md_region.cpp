@@ -1,0 +1,87 @@
+#include "qv/metadata/md_region.h"
+
+#include <stdexcept>
+
+#include "qv/diagnostics/exception.h"
+
+namespace qv::metadata::detail_metadata {
+namespace {
+
+constexpr const char* source = "sharedCommon/Native/Shared/include/qv/metadata/metadata";
+
+std::uint32_t utf8_length(unsigned char lead) {
+    if (lead < 0x80) return 1;
+    if (lead < 0xC0) throw std::runtime_error("Unexpected UTF8 slave symbol at master position");
+    if (lead < 0xE0) return 2;
+    if (lead < 0xF0) return 3;
+    if (lead < 0xF8) return 4;
+    if (lead < 0xFC) return 5;
+    if (lead < 0xFE) return 6;
+    throw std::runtime_error("Invalid UTF8 master symbol");
+}
+
+// A compressed integer: its bits and how many of them are the number, by the form it was written in.
+struct compressed {
+    std::uint32_t bits;
+    std::uint32_t sign_extension;  // the bits to set when a number of this form is negative
+};
+
+compressed read_compressed(const md_region& region, std::uint32_t& position) {
+    const auto get = [&]() -> std::uint32_t { return region.read_value<unsigned char>(position); };
+    const std::uint32_t lead = get();
+    if (lead < 0x80) return {lead, 0xFFFFFFC0};
+    if (lead < 0xC0) return {(lead & 0x3F) << 8 | get(), 0xFFFFE000};
+    std::uint32_t bits = lead & 0x1F;
+    for (int i = 0; i < 3; ++i) bits = bits << 8 | get();
+    return {bits, 0xF0000000};
+}
+
+}  // namespace
+
+md_region md_region::create_child(std::uint32_t offset, std::uint32_t size) const {
+    if (offset > size_ || size > size_ - offset)
+        throw_error("Out of arent region",
+                    "class qv::metadata::detail_metadata::md_region __cdecl "
+                    "qv::metadata::detail_metadata::md_region::create_child(const unsigned int,const unsigned int) "
+                    "const",
+                    source, __LINE__);
+    return {data_ + offset, size};
+}
+
+const unsigned char* md_region::read_char_utf8(std::uint32_t& position, const unsigned char** next) const {
+    static constexpr const char* function =
+        "const unsigned char *__cdecl qv::metadata::detail_metadata::md_region::read_char_utf8(unsigned int &,const "
+        "unsigned char **) const";
+    std::uint32_t lead = position;
+    const std::uint32_t length = utf8_length(*take(lead, 1, function));
+    const unsigned char* const character = take(position, length, function);
+    if (next != nullptr) *next = character + length;
+    return character;
+}
+
+std::string_view md_region::read_string_utf8(std::uint32_t& position) const {
+    const unsigned char* const first = read_char_utf8(position);
+    for (const unsigned char* character = first; *character != 0;) character = read_char_utf8(position);
+    return {reinterpret_cast<const char*>(first)};
+}
+
+std::string_view md_region::read_text_utf8() const {
+    for (std::uint32_t position = 0; position != size_;) read_char_utf8(position);
+    return {reinterpret_cast<const char*>(data_), size_};
+}
+
+std::uint32_t md_region::read_compressed_unsigned(std::uint32_t& position) const {
+    return read_compressed(*this, position).bits;
+}
+
+std::uint32_t md_region::read_compressed_signed(std::uint32_t& position) const {
+    const compressed number = read_compressed(*this, position);
+    const std::uint32_t magnitude = number.bits >> 1;
+    return (number.bits & 1) != 0 ? magnitude | number.sign_extension : magnitude;
+}
+
+void md_region::end_of_region(const char* function) {
+    throw_error("End of region", function, source, __LINE__);
+}
+
+}  // namespace qv::metadata::detail_metadata

@@ -1,0 +1,258 @@
+#include "qv/portable_executable/readers.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "qv/diagnostics/exception.h"
+
+#define QV_STREAM "class qv::portable_executable::core_stream_adapter"
+#define QV_SECTIONS \
+    "const class std::vector<struct _IMAGE_SECTION_HEADER,class std::allocator<struct _IMAGE_SECTION_HEADER> > &"
+
+namespace qv::portable_executable {
+namespace {
+
+constexpr const char* source = "sharedCommon/Native/Shared/include/qv/portable_executable/readers";
+
+// Reads the rest of a record whose first member has been read already.
+template <class Stream, class Record, class First>
+void read_rest(Stream& stream, Record& record, const First& first) {
+    std::memcpy(&record, &first, sizeof first);
+    stream.read(reinterpret_cast<unsigned char*>(&record) + sizeof first, sizeof record - sizeof first);
+}
+
+// Reads `count` items in steps, so that memory grows only with bytes that are there.
+template <class Stream, class Item>
+void read_items(Stream& stream, std::uint64_t count, std::vector<Item>& items) {
+    constexpr std::uint64_t step = (1u << 20) / sizeof(Item);
+    items.clear();
+    if (count <= stream.remaining() / sizeof(Item)) items.reserve(static_cast<std::size_t>(count));
+    while (items.size() < count) {
+        const std::size_t done = items.size();
+        const std::uint64_t part = std::min(step, count - done);
+        items.resize(static_cast<std::size_t>(done + part));
+        stream.read(items.data() + done, part * sizeof(Item));
+    }
+}
+
+// File offset of a directory's data, 0 when no section holds it whole.
+std::uint64_t to_file_offset(const image_sections& sections, const IMAGE_DATA_DIRECTORY& directory) {
+    const std::uint64_t begin = directory.VirtualAddress;
+    const std::uint64_t end = begin + directory.Size;
+    for (const auto& section : sections) {
+        const std::uint64_t section_begin = section.VirtualAddress;
+        if (section_begin <= begin && end <= section_begin + section.VirtualSize)
+            return section.PointerToRawData + (begin - section_begin);
+    }
+    return 0;
+}
+
+bool is_absent(const IMAGE_DATA_DIRECTORY& directory) {
+    return directory.VirtualAddress == 0 || directory.Size == 0;
+}
+
+// The virtual size bounds the raw data here, as it always did; compilers write it no smaller than what they store.
+bool holds_raw_data(const IMAGE_SECTION_HEADER& section, const IMAGE_DEBUG_DIRECTORY& directory) {
+    const std::uint64_t begin = directory.PointerToRawData;
+    const std::uint64_t section_begin = section.PointerToRawData;
+    return section_begin <= begin && begin + directory.SizeOfData <= section_begin + section.VirtualSize;
+}
+
+bool leads_to_symbols(std::uint32_t debug_type) {
+    return debug_type == debug_type_codeview || debug_type == debug_type_embedded_portable_pdb;
+}
+
+}  // namespace
+
+void core_stream_adapter::seek(std::int64_t position) {
+    stream_.Seek(SeekOrigin::Begin, static_cast<std::int64_t>(base_) + position);
+}
+
+std::uint64_t core_stream_adapter::remaining() {
+    const std::uint64_t position = stream_.GetPosition();
+    stream_.Seek(SeekOrigin::End, 0);
+    const std::uint64_t end = stream_.GetPosition();
+    stream_.Seek(SeekOrigin::Begin, static_cast<std::int64_t>(position));
+    return end - position;
+}
+
+template <class Stream>
+void read_image_header(Stream& stream, image_header& header) {
+    std::uint16_t signature = 0;
+    stream.read(&signature, sizeof signature);
+    switch (signature) {
+        case vxd_signature: return read_rest(stream, header.vxd, signature);
+        case os2_signature:
+        case dos_signature: return read_rest(stream, header.dos, signature);
+        default:
+            throw_error("Invalid DOS header signature",
+                        "void __cdecl qv::portable_executable::read_image_header<" QV_STREAM ">(" QV_STREAM
+                        " &,union qv::portable_executable::image_header &)",
+                        source, __LINE__, errtag_pe_dos_hdr_signature{signature});
+    }
+}
+
+template <class Stream>
+void read_image_file_header(Stream& stream, const image_header& header, IMAGE_FILE_HEADER& file_header) {
+    static constexpr const char* function =
+        "void __cdecl qv::portable_executable::read_image_file_header<" QV_STREAM ">(" QV_STREAM
+        " &,const union qv::portable_executable::image_header &,struct _IMAGE_FILE_HEADER &)";
+    if (header.signature != dos_signature)
+        throw_error("Unexpected DOS header signature", function, source, __LINE__,
+                    errtag_pe_dos_hdr_signature{header.signature});
+    stream.seek(header.dos.e_lfanew);
+    std::uint32_t signature = 0;
+    stream.read(&signature, sizeof signature);
+    if (signature != nt_signature)
+        throw_error("Invalid NT header signature", function, source, __LINE__, errtag_pe_nt_hdr_signature{signature});
+    stream.read(&file_header, sizeof file_header);
+}
+
+template <class Stream>
+void read_image_optional_header(Stream& stream, const IMAGE_FILE_HEADER& file_header,
+                                image_optional_header& optional_header) {
+    static constexpr const char* function =
+        "void __cdecl qv::portable_executable::read_image_optional_header<" QV_STREAM ">(" QV_STREAM
+        " &,const struct _IMAGE_FILE_HEADER &,struct qv::portable_executable::image_optional_header &)";
+    const unsigned size = file_header.SizeOfOptionalHeader;
+    std::uint16_t magic = 0;
+    if (size < sizeof magic) throw_error("Invalid option header size", function, source, __LINE__);
+    stream.read(&magic, sizeof magic);
+
+    std::uint32_t directories = 0;
+    switch (magic) {
+        case optional_header_32_magic:
+            if (size < sizeof optional_header.header32)
+                throw_error("Invalid 32-bit option header size", function, source, __LINE__);
+            read_rest(stream, optional_header.header32, magic);
+            directories = optional_header.header32.NumberOfRvaAndSizes;
+            break;
+        case optional_header_64_magic:
+            if (size < sizeof optional_header.header64)
+                throw_error("Invalid 64-bit option header size", function, source, __LINE__);
+            read_rest(stream, optional_header.header64, magic);
+            directories = optional_header.header64.NumberOfRvaAndSizes;
+            break;
+        case optional_header_rom_magic:
+            if (size < sizeof optional_header.rom)
+                throw_error("Invalid ROM option header size", function, source, __LINE__);
+            read_rest(stream, optional_header.rom, magic);
+            break;
+        default:
+            throw_error("Invalid optional header signature", function, source, __LINE__,
+                        errtag_pe_opt_hdr_signature{magic});
+    }
+    if (directories > standard_directories)
+        read_items(stream, directories - standard_directories, optional_header.further_directories);
+}
+
+template <class Stream>
+void read_image_com_data_directory(Stream& stream, const image_sections& sections,
+                                   const IMAGE_DATA_DIRECTORY& directory, std::vector<unsigned char>& metadata) {
+    static constexpr const char* function =
+        "void __cdecl qv::portable_executable::read_image_com_data_directory<" QV_STREAM ">(" QV_STREAM
+        " &," QV_SECTIONS
+        ",const struct _IMAGE_DATA_DIRECTORY &,class std::vector<unsigned char,class std::allocator<unsigned char> > "
+        "&)";
+    if (is_absent(directory)) throw_error("Invalid cor image directory", function, source, __LINE__);
+    const std::uint64_t header_offset = to_file_offset(sections, directory);
+    if (header_offset == 0) throw_error("Can't get cor image directory virtual address", function, source, __LINE__);
+
+    IMAGE_COR20_HEADER header;
+    stream.seek(static_cast<std::int64_t>(header_offset));
+    stream.read(&header, sizeof header);
+    if (header.cb != sizeof header)
+        throw_error("Invalid cor header size, version 2.0 expected", function, source, __LINE__);
+    if (is_absent(header.MetaData)) throw_error("Invalid metadata image directory ", function, source, __LINE__);
+    // The fixed part of the metadata root and the shortest version string.
+    if (header.MetaData.Size < 20) throw_error("Too small metadata size", function, source, __LINE__);
+    const std::uint64_t metadata_offset = to_file_offset(sections, header.MetaData);
+    if (metadata_offset == 0) throw_error("Can't get metadata virtual address", function, source, __LINE__);
+
+    stream.seek(static_cast<std::int64_t>(metadata_offset));
+    read_items(stream, header.MetaData.Size, metadata);
+    std::uint32_t signature = 0;
+    std::memcpy(&signature, metadata.data(), sizeof signature);
+    if (signature != metadata_signature)
+        throw_error("Invalid metadata signature", function, source, __LINE__, errtag_pe_cor_sec_signature{signature});
+}
+
+// Data of different entries may overlap in a hostile image, so that a small file would yield data without end. The
+// allowance, the size of the file, is more than entries that lie side by side can ever need.
+template <class Stream>
+bool read_image_debug_directory(Stream& stream, const image_sections& sections, const IMAGE_DEBUG_DIRECTORY& directory,
+                                std::uint64_t& data_allowance, image_debug_entry& entry) {
+    static constexpr const char* function =
+        "bool __cdecl qv::portable_executable::read_image_debug_directory<" QV_STREAM ">(" QV_STREAM " &," QV_SECTIONS
+        ",const struct _IMAGE_DEBUG_DIRECTORY &,unsigned __int64 &,struct qv::portable_executable::image_debug_entry "
+        "&)";
+    if (!leads_to_symbols(directory.Type)) return false;
+    entry = {directory.Characteristics, directory.TimeDateStamp, directory.MajorVersion,
+             directory.MinorVersion,    directory.Type,          {}};
+    if (directory.SizeOfData == 0) return true;
+    if (directory.PointerToRawData == 0)
+        throw_error("RAW data pointer in image debug directory should be declared", function, source, __LINE__);
+    if (std::none_of(sections.begin(), sections.end(),
+                     [&](const IMAGE_SECTION_HEADER& section) { return holds_raw_data(section, directory); }))
+        return true;
+    stream.seek(directory.PointerToRawData);
+    read_items(stream, directory.SizeOfData, entry.data);
+    if (directory.SizeOfData > data_allowance) throw_error("Too large debug data", function, source, __LINE__);
+    data_allowance -= directory.SizeOfData;
+    return true;
+}
+
+template <class Stream>
+void read_image_debug_data_directory(Stream& stream, const image_sections& sections,
+                                     const IMAGE_DATA_DIRECTORY& directory, std::vector<image_debug_entry>& entries) {
+    if (is_absent(directory)) return;
+    const std::uint64_t offset = to_file_offset(sections, directory);
+    if (offset == 0)
+        throw_error("Can't get debug data directory virtual address",
+                    "void __cdecl qv::portable_executable::read_image_debug_data_directory<" QV_STREAM ">(" QV_STREAM
+                    " &," QV_SECTIONS
+                    ",const struct _IMAGE_DATA_DIRECTORY &,class std::vector<struct "
+                    "qv::portable_executable::image_debug_entry,class std::allocator<struct "
+                    "qv::portable_executable::image_debug_entry> > &)",
+                    source, __LINE__);
+    stream.seek(0);
+    std::uint64_t data_allowance = stream.remaining();
+    stream.seek(static_cast<std::int64_t>(offset));
+    std::vector<IMAGE_DEBUG_DIRECTORY> directories;
+    read_items(stream, directory.Size / sizeof(IMAGE_DEBUG_DIRECTORY), directories);
+    for (const auto& item : directories) {
+        image_debug_entry entry;
+        if (read_image_debug_directory(stream, sections, item, data_allowance, entry))
+            entries.push_back(std::move(entry));
+    }
+}
+
+template <class Stream>
+void read_image_data(Stream& stream, image_data& image) {
+    image_header header{};
+    read_image_header(stream, header);
+    IMAGE_FILE_HEADER file_header;
+    read_image_file_header(stream, header, file_header);
+    image_optional_header optional_header{};
+    read_image_optional_header(stream, file_header, optional_header);
+    image_sections sections;
+    read_items(stream, file_header.NumberOfSections, sections);
+
+    const image_data_directories& directories = get_data_directories(optional_header);
+    read_image_com_data_directory(stream, sections, directories[com_directory], image.metadata);
+    read_image_debug_data_directory(stream, sections, directories[debug_directory], image.debug_entries);
+}
+
+template void read_image_header(core_stream_adapter&, image_header&);
+template void read_image_file_header(core_stream_adapter&, const image_header&, IMAGE_FILE_HEADER&);
+template void read_image_optional_header(core_stream_adapter&, const IMAGE_FILE_HEADER&, image_optional_header&);
+template void read_image_com_data_directory(core_stream_adapter&, const image_sections&, const IMAGE_DATA_DIRECTORY&,
+                                            std::vector<unsigned char>&);
+template void read_image_debug_data_directory(core_stream_adapter&, const image_sections&, const IMAGE_DATA_DIRECTORY&,
+                                              std::vector<image_debug_entry>&);
+template bool read_image_debug_directory(core_stream_adapter&, const image_sections&, const IMAGE_DEBUG_DIRECTORY&,
+                                         std::uint64_t&, image_debug_entry&);
+template void read_image_data(core_stream_adapter&, image_data&);
+
+}  // namespace qv::portable_executable

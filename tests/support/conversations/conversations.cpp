@@ -1,0 +1,175 @@
+#include "tests/support/conversations/conversations.h"
+
+#include "core/src/stream/MemoryStream.h"
+#include "qv/metadata/module_identity.h"
+#include "qv/portable_executable/image_file.h"
+#include "qv/text/path.h"
+#include "tests/support/files/test_files.h"
+
+namespace qv::testing {
+namespace {
+
+// The bytes that `write` puts on a stream.
+template <class Write>
+bytes written(Write&& write) {
+    MemoryStream stream;
+    write(stream);
+    return stream.bytes();
+}
+
+const bytes version = {0xD0, 0x10, 0x1c, 0xe1, 0x3b, 0x7d, 0xd2, 0x9b, 0xa7,
+                       0x4c, 0xa6, 0x26, 0x1c, 0x82, 0xb9, 0x39, 0x35, 0xa9};
+const bytes version_accepted = {0xD1, 0x00};
+const bytes options = {0xE0, 0x02, 0x00, 0x00};
+const bytes options_accepted = {0xE0, 0x00};
+
+ending serving(const char* name, const bytes& sent, const char* message) {
+    return {name, handshake() + sent, handshake_answer(), message};
+}
+
+exchange failing(unsigned char code, const bytes& arguments, const char* message) {
+    return {packet(code, bytes{0x07} + arguments), error_answer(code, 0x07, message)};
+}
+
+}  // namespace
+
+bytes operator+(bytes left, const bytes& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+bytes packet(unsigned char code, const bytes& payload) {
+    return bytes{code} + written([&](MemoryStream& s) { s.WritePacked(payload.size()); }) + payload;
+}
+
+bytes text(const std::string& value) {
+    return written([&](MemoryStream& s) { s.WriteText(value); });
+}
+
+bytes guid(const GUID& value) {
+    return written([&](MemoryStream& s) { s.WriteGuid(value); });
+}
+
+bytes little_endian(std::initializer_list<std::uint32_t> values) {
+    bytes result;
+    for (const std::uint32_t value : values)
+        for (int shift = 0; shift < 32; shift += 8) result.push_back(static_cast<unsigned char>(value >> shift));
+    return result;
+}
+
+bytes load_request(unsigned char id, const boost::filesystem::path& image, const GUID& mvid) {
+    const bytes path = written([&](MemoryStream& s) { s.WriteString(qv::text::to_wide(image)); });
+    return packet(0x30, bytes{id} + path + guid(mvid));
+}
+
+bytes error_answer(unsigned char code, unsigned char id, const std::string& message) {
+    return packet(code, bytes{id} + text(message));
+}
+
+GUID mvid_of(const boost::filesystem::path& image) {
+    return metadata::read_module_identity(portable_executable::read_image_file(image).metadata).mvid;
+}
+
+bytes handshake() {
+    return version + options;
+}
+
+bytes handshake_answer() {
+    return version_accepted + options_accepted;
+}
+
+std::vector<ending> endings() {
+    const char* const truncated = "No enought data to read";
+    const char* const surplus = "Not all data were read";
+    return {
+        {"OptionsBeforeVersion", options, {}, "Unknown version answer"},
+        {"ShortVersion", packet(0xD0, bytes(15)), {}, truncated},
+        {"LongVersion", packet(0xD0, bytes(17)), {}, "Not all unload module data were read"},
+        {"OtherVersion", packet(0xD0, bytes(16)), packet(0xD0), "Unexpect PDB server version"},
+        {"BadPacketLength", {0xD0, 0xE0}, {}, "Invalid counter encoding"},
+        {"VersionTwice", version + version, version_accepted, "Unexpected options command"},
+        {"EmptyOptions", version + packet(0xE0), version_accepted, truncated},
+        {"OptionsWithoutCount", version + packet(0xE0, {0x00}), version_accepted, truncated},
+        {"MissingSearchPath", version + packet(0xE0, {0x00, 0x01}), version_accepted, truncated},
+        {"EndlessSearchPath", version + packet(0xE0, {0x00, 0x01, 0xDF, 0xFF, 0xFF, 0xFF}), version_accepted,
+         truncated},
+        {"MalformedSearchPath", version + packet(0xE0, {0x00, 0x01, 0x01, 0xFF}), version_accepted,
+         "Invalid UTF8 master symbol"},
+        {"SurplusOptions", version + packet(0xE0, {0x00, 0x00, 0x00}), version_accepted, surplus},
+        serving("UnknownCommand", packet(0x32, {0x01}), "Unknown command"),
+        serving("VersionAgain", version, "Unknown command"),
+        serving("BadCommandLength", {0x42, 0xFF}, "Invalid counter encoding"),
+        serving("NoRequestId", packet(0x42), truncated),
+        serving("BadRequestId", packet(0x42, {0xFF}), "Invalid counter encoding"),
+        serving("LoadWithoutMvid", packet(0x30, bytes{0x01, 0x00} + bytes(15)), truncated),
+        serving("LoadWithSurplus", packet(0x30, bytes{0x01, 0x00} + bytes(17)), surplus),
+        serving("LoadWithBadPath", packet(0x30, bytes{0x01, 0x02, 0xC3, 0x41} + bytes(16)),
+                "Invalid UTF8 slave symbol"),
+        serving("UnloadWithoutId", packet(0x31, {0x01}), truncated),
+        serving("UnloadWithSurplus", packet(0x31, {0x01, 0x01, 0x01}), surplus),
+        serving("OffsetsWithoutMethod", packet(0x42, {0x01, 0x01}), truncated),
+        serving("OffsetsWithSurplus", packet(0x42, {0x01, 0x01, 0x00, 0x00}), surplus),
+        serving("RangesWithBadMethod", packet(0x43, {0x01, 0x01, 0xE0}), "Invalid counter encoding"),
+        serving("RangesWithSurplus", packet(0x43, {0x01, 0x01, 0x00, 0x00}), surplus),
+        serving("SourceDataWithoutId", packet(0x44, {0x01}), truncated),
+        serving("SourceDataWithSurplus", packet(0x44, {0x01, 0x01, 0x00}), surplus),
+        serving("DocumentWithoutId", packet(0x45, {0x01, 0x01}), truncated),
+        serving("DocumentWithSurplus", packet(0x45, {0x01, 0x01, 0x01, 0x00}), surplus),
+        serving("QuitWithoutRequestId", packet(0xFF), truncated),
+        serving("QuitWithSurplus", packet(0xFF, {0x01, 0x01}), surplus),
+    };
+}
+
+std::vector<exchange> failing_queries() {
+    return {
+        failing(0x31, {0x00}, "Invalid PDB module id"),
+        failing(0x42, {0x00, 0x00}, "Invalid PDB module id"),
+        failing(0x42, {0x01, 0x00}, "Unknown PDB module"),
+        failing(0x42, {0x01, 0xC0, 0xFF, 0xFF, 0xFF}, "Invalid method token"),
+        failing(0x43, {0x00, 0x00}, "Invalid PDB module id"),
+        failing(0x43, {0x05, 0x81, 0x00}, "Unknown PDB module"),
+        failing(0x44, {0x00}, "Invalid PDB module id"),
+        failing(0x44, {0x01}, "Unknown PDB module"),
+        failing(0x45, {0x00, 0x00}, "Invalid PDB module id"),
+        failing(0x45, {0x01, 0x00}, "Invalid PDB document id"),
+        failing(0x45, {0x01, 0x01}, "Unknown PDB module"),
+        {load_request(0x08, fixture("Standalone.dll"), GUID{}),
+         error_answer(0x30, 0x08, "Invalid MVID for the absolute module path is detected")},
+        // Unloading what was never loaded is no failure.
+        {packet(0x31, {0x09, 0x05}), packet(0x31, {0x09, 0x00})},
+    };
+}
+
+std::vector<exchange> every_command() {
+    // The values are those that the compiler wrote; the fixtures' sources lie beside them.
+    const GUID documents = mvid_of(fixture("Documents.dll"));
+    const GUID md5 = {0x406ea660, 0x64cf, 0x4c82, {0xb6, 0xf0, 0x42, 0xd4, 0x81, 0x72, 0xa7, 0x99}};
+    const bytes checksum = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
+                            0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff};
+    const std::string source_link = read_file(source_root() / "tests" / "fixtures" / "src" / "SourceLink.json");
+    return {
+        {load_request(1, fixture("Documents.dll"), documents), packet(0x30, {1, 0, 1})},
+        {load_request(2, "no/such/module.dll", documents), packet(0x30, {2, 0, 2})},
+        {load_request(3, fixture("NoSymbols.dll"), mvid_of(fixture("NoSymbols.dll"))), packet(0x30, {3, 0, 0})},
+        {load_request(4, fixture("Hidden.dll"), mvid_of(fixture("Hidden.dll"))), packet(0x30, {4, 0, 3})},
+        {packet(0x42, {5, 1, 0}), packet(0x42, bytes{5, 0, 3} + little_endian({0, 1, 9}))},
+        {packet(0x43, {6, 2, 0}),
+         packet(0x43, bytes{6, 0, 3} + little_endian({1, 1, 1}) + little_endian({4, 5, 6}) + little_endian({25, 9, 5}) +
+                          little_endian({4, 5, 6}) + little_endian({26, 23, 6}))},
+        {packet(0x45, {7, 1, 3}), packet(0x45, bytes{7, 0} + text("/gen/md5.txt") + bytes{16} + guid(md5) + checksum)},
+        {packet(0x45, {8, 1, 7}), packet(0x45, bytes{8, 0} + text("/gen/elsewhere.txt") + bytes{0})},
+        {packet(0x44, {9, 1}), packet(0x44, {9, 0, 0})},
+        // A method without sequence points.
+        {packet(0x42, {5, 3, 2}), {0x42, 0x03, 0x05, 0x00, 0x00}},
+        {packet(0x43, {5, 3, 2}), {0x43, 0x03, 0x05, 0x00, 0x00}},
+        {load_request(10, fixture("SourceLink.dll"), mvid_of(fixture("SourceLink.dll"))), packet(0x30, {10, 0, 4})},
+        {packet(0x44, {11, 4}), packet(0x44, bytes{11, 0} + text(source_link))},
+        {packet(0x31, {12, 1}), packet(0x31, {12, 0})},
+        {packet(0x42, {13, 1, 0}), error_answer(0x42, 13, "Unknown PDB module")},
+        {packet(0x42, {14, 2, 0x80, 200}), error_answer(0x42, 14, "Too large table index")},
+        // A request id of several bytes comes back as it was sent.
+        {packet(0x31, {0xDF, 0xFF, 0xFF, 0xFF, 2}), packet(0x31, {0xDF, 0xFF, 0xFF, 0xFF, 0x00})},
+    };
+}
+
+}  // namespace qv::testing

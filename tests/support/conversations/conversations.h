@@ -1,0 +1,60 @@
+// Conversations with the server, byte for byte, for tests over any transport.
+#pragma once
+
+#include <boost/filesystem/path.hpp>
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "quorvex/common/guid.h"
+
+namespace qv::testing {
+
+using bytes = std::vector<unsigned char>;
+
+bytes operator+(bytes left, const bytes& right);
+
+// A packet: code, packed length, payload.
+bytes packet(unsigned char code, const bytes& payload = {});
+
+// Packed byte count and the bytes of an 8-bit text.
+bytes text(const std::string& value);
+bytes guid(const GUID& value);
+bytes little_endian(std::initializer_list<std::uint32_t> values);
+
+// The load command for an image, and the answer that a failing query gets.
+bytes load_request(unsigned char id, const boost::filesystem::path& image, const GUID& mvid);
+bytes error_answer(unsigned char code, unsigned char id, const std::string& message);
+
+// MVID of an image, read from the image.
+GUID mvid_of(const boost::filesystem::path& image);
+
+// Version check and options without search paths, and what the server answers to them.
+bytes handshake();
+bytes handshake_answer();
+
+// What a client sends to a fresh connection, what the server answers before it ends the connection, and the message of
+// the failure that ended it.
+struct ending {
+    std::string name;
+    bytes sent;
+    bytes answered;
+    std::string message;
+};
+
+// Every fault of handshake, framing, command code and payload.
+std::vector<ending> endings();
+
+struct exchange {
+    bytes request;
+    bytes answer;
+};
+
+// After the handshake of a fresh connection: every query that fails and is answered with its error text, and every
+// command with the answers that the fixture modules give. Neither list ends the connection.
+std::vector<exchange> failing_queries();
+std::vector<exchange> every_command();
+
+}  // namespace qv::testing
