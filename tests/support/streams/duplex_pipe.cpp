@@ -37,10 +37,10 @@ bool duplex_end::WaitForDataToRead(int milliseconds) {
 }
 
 void duplex_end::Close() {
-    for (const auto& channel : {in_, out_}) {
-        const std::lock_guard<std::mutex> lock(channel->mutex);
-        channel->closed = true;
-        channel->changed.notify_all();
+    for (const auto& one : {in_, out_}) {
+        const std::lock_guard<std::mutex> lock(one->mutex);
+        one->closed = true;
+        one->changed.notify_all();
     }
 }
 

@@ -1,0 +1,80 @@
+// One end of one named-pipe instance, as a duplex core stream. Windows only.
+//
+// All waiting is done by overlapped I/O. One thread uses one stream; a read and a write may be outstanding together, as
+// each has its own event. Failures are qv::exception and qv::win32_error_exception. A peer that has gone shows as a
+// failed or empty transfer.
+#pragma once
+
+#include <string>
+
+#include "common/holders.h"
+#include "core/src/stream/CoreStreams.h"
+
+namespace qv {
+
+// The directions in which this end moves data; the values are those of the pipe's open mode.
+enum class file_access : std::uint32_t { read = 1, write = 2, read_write = 3 };
+
+class NamedPipeStream : public ICoreStream {
+public:
+    // What Create is given for a pipe of the server.
+    static constexpr std::uint32_t unlimited_instances = 255;
+    static constexpr std::uint32_t buffer_size = 256;        // bytes, for each direction
+    static constexpr std::uint32_t default_time_out = 1000;  // milliseconds
+
+    // `stop_event`: a manual-reset event that outlives the stream, or null. While it is signalled Read, Write and Flush
+    // do not wait for the peer any more.
+    explicit NamedPipeStream(HANDLE stop_event = nullptr) noexcept : stop_event_(stop_event) {}
+    NamedPipeStream(const NamedPipeStream&) = delete;
+    NamedPipeStream& operator=(const NamedPipeStream&) = delete;
+
+    // Opens "\\.\pipe\" + `name`: a new instance as its server end, or the client end of a waiting instance, for which
+    // the four settings mean nothing. Throws "Can't open pipe twice" and "Can't create pipe".
+    void Create(const std::wstring& name, file_access access, bool server_end, std::uint32_t maximum_instances,
+                std::uint32_t output_buffer, std::uint32_t input_buffer, std::uint32_t time_out,
+                SECURITY_ATTRIBUTES* security);
+
+    // Waits for a client in steps of 100 ms, at least one, until `timeout` milliseconds have passed; answers whether
+    // one is connected. Throws "Pipe is closed", "Server side call" (for a client end), "Can't connect named pipe" and
+    // "Failed to wait operation to be completed".
+    bool Connect(std::uint32_t timeout);
+
+    // Answers whether a byte can be read, waiting up to `timeout` milliseconds for one. Throws "Pipe has been closed"
+    // and "Failed to check data for reading".
+    bool WaitForDataToRead(std::uint32_t timeout);
+
+    // Transfer exactly `count` bytes, at most 16,384 at once. Throw "Pipe has been closed", "Read pipe event has been
+    // closed", "Can't read data", "No data to read" ("Write pipe event has been closed", "Can't write data", "Zero
+    // length data has been written"), and "Failed to wait operation to be completed", with ERROR_OPERATION_ABORTED
+    // where the stop event ended the transfer.
+    void Read(void* destination, std::uint64_t count) override;
+    void Write(const void* source, std::uint64_t count) override;
+
+    // Waits until the client has read everything. Once the stop event is signalled it does nothing, and a flush that is
+    // under way fails with ERROR_OPERATION_ABORTED. Throws "Pipe is closed" and "Can't flush named pipe".
+    void Flush();
+
+    // Ends the client's connection: what it has not read is lost, and Connect may take the next one. Throws "Pipe is
+    // closed", "Server side call" and "Can't connect named pipe".
+    void Disconnect();
+
+    void Close() noexcept;
+
+private:
+    struct direction;
+
+    void Transfer(const direction& way, HANDLE event, void* bytes, std::uint64_t count);
+    std::uint32_t TransferOnce(const direction& way, HANDLE event, void* bytes, std::uint32_t count);
+    bool ConnectStep(const char* function);
+    void RequireServerEnd(const char* function) const;
+    bool StopRequested() const noexcept;
+
+    HANDLE stop_event_;
+    bool server_end_ = false;
+    handle_hld pipe_;
+    handle_hld connect_event_;
+    handle_hld read_event_;
+    handle_hld write_event_;
+};
+
+}  // namespace qv

@@ -1,0 +1,26 @@
+// Keeps a thread from being stuck in a system call that has no overlapped form. Windows only.
+#pragma once
+
+#include "common/holders.h"
+
+namespace qv {
+
+// While it lives, a signalled event cancels the synchronous I/O of the thread that made it: the call fails with
+// ERROR_OPERATION_ABORTED. Only the call to be guarded belongs into its lifetime.
+class synchronous_io_canceller {
+public:
+    // Neither owns the event nor keeps it signalled. Throws "Can't watch stop event".
+    explicit synchronous_io_canceller(HANDLE stop_event);
+    ~synchronous_io_canceller();
+    synchronous_io_canceller(const synchronous_io_canceller&) = delete;
+    synchronous_io_canceller& operator=(const synchronous_io_canceller&) = delete;
+
+private:
+    static void CALLBACK cancel(void* self, BOOLEAN timed_out);
+
+    handle_hld thread_;
+    handle_hld done_;
+    HANDLE wait_ = nullptr;
+};
+
+}  // namespace qv

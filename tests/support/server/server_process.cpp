@@ -1,0 +1,155 @@
+#include "tests/support/server/server_process.h"
+
+#include <atomic>
+#include <stdexcept>
+
+#include "qv/text/path.h"
+
+namespace qv::testing {
+namespace {
+
+constexpr DWORD patience_milliseconds = 60000;
+
+std::wstring unique_name() {
+    static std::atomic<unsigned> counter{0};
+    return L"qv-test-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++counter);
+}
+
+boost::filesystem::path server_executable() {
+    return boost::filesystem::path(L"" QV_SERVER_EXECUTABLE).make_preferred();
+}
+
+std::wstring quoted(const std::wstring& word) {
+    return L" \"" + word + L"\"";
+}
+
+// A file that the child may inherit as its output.
+handle_hld inheritable_file(const boost::filesystem::path& path) {
+    SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
+    return handle_hld(valid_handle_or_null(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                                       &inheritable, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)));
+}
+
+void check(bool succeeded, const char* what) {
+    if (!succeeded) throw std::runtime_error(std::string(what) + " failed with " + std::to_string(GetLastError()));
+}
+
+}  // namespace
+
+server_process::server_process(const settings& s) : pipe_id_(unique_name()) {
+    const std::wstring stop_name = pipe_id_ + L"_stop";
+    ready_.reset(CreateEventW(nullptr, TRUE, FALSE, (pipe_id_ + L"_ready").c_str()));
+    stop_.reset(CreateEventW(nullptr, TRUE, FALSE, stop_name.c_str()));
+    std::wstring command = quoted(server_executable().native()) + L" --pipe " + pipe_id_ + L" --log_file" +
+                           quoted((directory_.path() / "log.txt").native()) + L" --log_mask " +
+                           std::to_wstring(s.log_mask) + L" --stop_request_event " + stop_name;
+    for (const std::wstring& argument : s.further_arguments) command += quoted(argument);
+
+    const handle_hld output = inheritable_file(directory_.path() / "stdout.txt");
+    const handle_hld errors = inheritable_file(directory_.path() / "stderr.txt");
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = output.get();
+    startup.hStdError = errors.get();
+    PROCESS_INFORMATION process = {};
+    check(CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, s.own_console ? CREATE_NEW_CONSOLE : 0,
+                         nullptr, nullptr, &startup, &process) != FALSE,
+          "CreateProcess");
+    process_.reset(process.hProcess);
+    process_id_ = process.dwProcessId;
+    CloseHandle(process.hThread);
+}
+
+server_process::~server_process() {
+    request_stop();
+    if (!wait_for_exit(patience_milliseconds)) TerminateProcess(process_.get(), 99);
+}
+
+bool server_process::wait_until_ready() {
+    const HANDLE handles[] = {ready_.get(), process_.get()};
+    return WaitForMultipleObjects(2, handles, FALSE, patience_milliseconds) == WAIT_OBJECT_0;
+}
+
+void server_process::request_stop() {
+    SetEvent(stop_.get());
+}
+
+void server_process::press_control_c() {
+    // The event goes to every process of the console that the caller is attached to, so that must be the server's.
+    FreeConsole();
+    check(AttachConsole(process_id_) != FALSE, "AttachConsole");
+    SetConsoleCtrlHandler(nullptr, TRUE);
+    check(GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0) != FALSE, "GenerateConsoleCtrlEvent");
+    FreeConsole();
+}
+
+std::optional<std::uint32_t> server_process::wait_for_exit(std::uint32_t milliseconds) {
+    if (WaitForSingleObject(process_.get(), milliseconds) != WAIT_OBJECT_0) return std::nullopt;
+    DWORD code = 0;
+    check(GetExitCodeProcess(process_.get(), &code) != FALSE, "GetExitCodeProcess");
+    return code;
+}
+
+std::string server_process::standard_output() const {
+    return read_file(directory_.path() / "stdout.txt");
+}
+
+std::string server_process::standard_error() const {
+    return read_file(directory_.path() / "stderr.txt");
+}
+
+std::string server_process::log() const {
+    return read_file(directory_.path() / "log.txt");
+}
+
+raw_client::raw_client(const std::wstring& pipe_id) {
+    const std::wstring name = L"\\\\.\\pipe\\" + pipe_id;
+    const ULONGLONG start = GetTickCount64();
+    while (!pipe_) {
+        pipe_.reset(valid_handle_or_null(
+            CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr)));
+        if (pipe_) break;
+        const DWORD error = GetLastError();
+        check((error == ERROR_PIPE_BUSY || error == ERROR_FILE_NOT_FOUND) &&
+                  GetTickCount64() - start < patience_milliseconds,
+              "connecting");
+        if (error == ERROR_FILE_NOT_FOUND || !WaitNamedPipeW(name.c_str(), 1000)) Sleep(10);
+    }
+}
+
+void raw_client::send(const bytes& request) {
+    DWORD written = 0;
+    check(WriteFile(pipe_.get(), request.data(), static_cast<DWORD>(request.size()), &written, nullptr) != FALSE &&
+              written == request.size(),
+          "WriteFile");
+}
+
+bytes raw_client::receive(std::size_t size) {
+    bytes answer(size);
+    std::size_t done = 0;
+    while (done < size) {
+        DWORD part = 0;
+        if (!ReadFile(pipe_.get(), answer.data() + done, static_cast<DWORD>(size - done), &part, nullptr) || part == 0)
+            break;
+        done += part;
+    }
+    answer.resize(done);
+    return answer;
+}
+
+bytes raw_client::receive_rest() {
+    bytes all;
+    for (;;) {
+        const bytes part = receive(1);
+        if (part.empty()) return all;
+        all = all + part;
+    }
+}
+
+bytes raw_client::exchange_for(const bytes& request, std::size_t answer_size) {
+    send(request);
+    return receive(answer_size);
+}
+
+}  // namespace qv::testing

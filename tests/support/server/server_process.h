@@ -1,0 +1,83 @@
+// The real pdb_server.exe as a child process, and raw clients of its pipe. Windows only.
+#pragma once
+
+#include <windows.h>
+
+#include <boost/filesystem/path.hpp>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "common/holders.h"
+#include "tests/support/conversations/conversations.h"
+#include "tests/support/files/test_files.h"
+
+namespace qv::testing {
+
+// Starts the server on a pipe name of its own, with a log file and a stop event. The server is ended with the object.
+class server_process {
+public:
+    struct settings {
+        std::uint16_t log_mask = 17;
+        bool own_console = false;                     // needed for Ctrl-C
+        std::vector<std::wstring> further_arguments;  // as further words of the command line
+    };
+
+    explicit server_process(const settings& s = {});
+    ~server_process();
+    server_process(const server_process&) = delete;
+    server_process& operator=(const server_process&) = delete;
+
+    // Blocks until the server has set its ready event; false if it ended instead or took too long.
+    bool wait_until_ready();
+
+    void request_stop();
+
+    // Presses Ctrl-C in the server's own console.
+    void press_control_c();
+
+    // The exit code, or no value when the server is still running after this time.
+    std::optional<std::uint32_t> wait_for_exit(std::uint32_t milliseconds);
+
+    // What the server has written so far.
+    std::string standard_output() const;
+    std::string standard_error() const;
+    std::string log() const;
+
+    const std::wstring& pipe_id() const noexcept { return pipe_id_; }
+    HANDLE process() const noexcept { return process_.get(); }
+
+private:
+    std::wstring pipe_id_;
+    temporary_directory directory_;
+    handle_hld ready_;
+    handle_hld stop_;
+    handle_hld process_;
+    std::uint32_t process_id_ = 0;
+};
+
+// One client connection, bytes in and out.
+class raw_client {
+public:
+    // Connects, waiting for the server and a free instance as long as it takes within reason.
+    explicit raw_client(const std::wstring& pipe_id);
+
+    void send(const bytes& request);
+
+    // Exactly this many bytes, or fewer when the server closes first.
+    bytes receive(std::size_t size);
+
+    // Everything until the server closes the connection.
+    bytes receive_rest();
+
+    // Sends and receives as many bytes as the answer has.
+    bytes exchange_for(const bytes& request, std::size_t answer_size);
+
+    void close() noexcept { pipe_.reset(); }
+
+private:
+    handle_hld pipe_;
+};
+
+}  // namespace qv::testing

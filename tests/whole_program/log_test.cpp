@@ -1,0 +1,108 @@
+// The log of a whole run, line by line, for each mask.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include "tests/support/server/server_process.h"
+
+namespace {
+
+using namespace qv::testing;
+using ::testing::AllOf;
+using ::testing::Contains;
+using ::testing::Each;
+using ::testing::MatchesRegex;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+constexpr std::uint32_t patience_milliseconds = 30000;
+
+std::vector<std::string> lines_of(const std::string& log) {
+    std::vector<std::string> lines;
+    for (std::size_t at = 0; at < log.size();) {
+        const std::size_t end = log.find("\r\n", at);
+        if (end == std::string::npos) return {"a line without end: " + log.substr(at)};
+        lines.push_back(log.substr(at, end - at));
+        at = end + 2;
+    }
+    return lines;
+}
+
+std::string log_of_a_run(std::uint16_t mask) {
+    server_process::settings settings;
+    settings.log_mask = mask;
+    server_process server(settings);
+    EXPECT_TRUE(server.wait_until_ready());
+    raw_client client(server.pipe_id());
+    client.exchange_for(handshake(), handshake_answer().size());
+    for (const exchange& step : every_command()) client.exchange_for(step.request, step.answer.size());
+    client.exchange_for(packet(0xFF, {11}), 4);
+    client.receive_rest();
+    server.request_stop();
+    EXPECT_EQ(server.wait_for_exit(patience_milliseconds), 0u);
+    return server.log();
+}
+
+// The records whose body begins with this context, without their thread prefix.
+std::vector<std::string> bodies(const std::vector<std::string>& lines, const std::string& context) {
+    std::vector<std::string> found;
+    for (const std::string& line : lines)
+        if (line.size() > 9 && line.compare(9, context.size(), context) == 0) found.push_back(line.substr(9));
+    return found;
+}
+
+class LogOfARun : public ::testing::TestWithParam<std::uint16_t> {};
+
+TEST_P(LogOfARun, HoldsWhatTheMaskAsksFor) {
+    const bool core_bridge = (GetParam() & 1) != 0;
+    const bool pdb_gt = (GetParam() & 16) != 0;
+    const std::vector<std::string> lines = lines_of(log_of_a_run(GetParam()));
+
+    // Every line is a record with its thread, or the continuation of one.
+    EXPECT_THAT(lines, Each(MatchesRegex("[0-9A-F]{8} .*|\t.*")));
+    EXPECT_THAT(lines.front(), MatchesRegex("[0-9A-F]{8} Initialized"));
+    EXPECT_THAT(lines.at(1), MatchesRegex("\tLogFile='.*log\\.txt'"));
+    EXPECT_THAT(lines.at(2), MatchesRegex("\tRealLogFile='.*log\\.txt'"));
+    EXPECT_THAT(lines.back(), MatchesRegex("[0-9A-F]{8} Finished"));
+
+    char mask[40];
+    std::snprintf(mask, sizeof mask, "UpdateComponentMask maskSet=%04X maskClear=0000", GetParam());
+    EXPECT_THAT(bodies(lines, "UpdateComponentMask"), ::testing::ElementsAre(mask));
+    EXPECT_THAT(lines, Contains(core_bridge ? "\t 0: [X] CoreBridge" : "\t 0: [ ] CoreBridge"));
+    EXPECT_THAT(lines, Contains(pdb_gt ? "\t 4: [X] PdbGt" : "\t 4: [ ] PdbGt"));
+
+    EXPECT_EQ(bodies(lines, "CP::").empty(), !core_bridge);
+    EXPECT_EQ(bodies(lines, "PP::").empty(), !pdb_gt);
+    // The host's records and warnings are never gated.
+    EXPECT_THAT(bodies(lines, "S::RunPipes"),
+                AllOf(Contains("S::RunPipes res=starting"), Contains("S::RunPipes res=started"),
+                      Contains("S::RunPipes res=shutdowning"), Contains(StartsWith("S::RunPipes res=shutdow "))));
+    EXPECT_THAT(bodies(lines, "WARNING: "),
+                ::testing::ElementsAre("WARNING: Unknown PDB module", "WARNING: Too large table index"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Masks, LogOfARun, ::testing::Values(0, 1, 16, 17),
+                         [](const auto& test) { return "Mask" + std::to_string(test.param); });
+
+TEST(LogOfACommand, NamesItsStepsInOrder) {
+    const std::vector<std::string> lines = lines_of(log_of_a_run(17));
+    EXPECT_THAT(bodies(lines, "CP::CmdGetDocument"),
+                ::testing::ElementsAre("CP::CmdGetDocument res=started", "CP::CmdGetDocument id=7 res=received",
+                                       "CP::CmdGetDocument id=7 res=executed", "CP::CmdGetDocument res=finished",
+                                       "CP::CmdGetDocument res=started", "CP::CmdGetDocument id=8 res=received",
+                                       "CP::CmdGetDocument id=8 res=executed", "CP::CmdGetDocument res=finished"));
+    EXPECT_THAT(bodies(lines, "PP::GetDocument"),
+                AllOf(Contains("PP::GetDocument pdbmid=1 pdbdid=3"),
+                      Contains("PP::GetDocument pdbmid=1 pdbdid=3 url='/gen/md5.txt' "
+                               "chkAlgId={406ea660-64cf-4c82-b6f0-42d48172a799} chkSize=16")));
+    EXPECT_THAT(bodies(lines, "PP::GetMethodOffsets"),
+                AllOf(Contains("PP::GetMethodOffsets pdbmid=1 token=100663297"),
+                      Contains("PP::GetMethodOffsets pdbmid=1 token=100663297 res=ok c=3"),
+                      Contains("PP::GetMethodOffsets pdbmid=1 data=''")));
+    EXPECT_THAT(bodies(lines, "PP::LoadModule"), Contains(StartsWith("PP::LoadModule res=no_pdb mvid={")));
+    EXPECT_THAT(bodies(lines, "PP::Init"), Contains("PP::Init policy=fosr"));
+}
+
+}  // namespace

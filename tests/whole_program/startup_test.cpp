@@ -1,0 +1,58 @@
+// What the server prints and how it exits when it starts, and when it cannot.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/server/server_process.h"
+
+namespace {
+
+using namespace qv::testing;
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+using ::testing::StartsWith;
+
+constexpr std::uint32_t patience_milliseconds = 30000;
+
+TEST(Startup, GreetsAndSaysHowToEnd) {
+    server_process server;
+    ASSERT_TRUE(server.wait_until_ready());
+    server.request_stop();
+    ASSERT_EQ(server.wait_for_exit(patience_milliseconds), 0u);
+    const std::string output = server.standard_output();
+    EXPECT_THAT(output, StartsWith("PDB Server v1.0.0.0"));
+    const std::size_t banner = output.find('\n') + 1;
+    EXPECT_EQ(output.substr(banner), "Press Ctrl-C to terminate...\r\nExternal stop request was detected\r\n");
+    EXPECT_EQ(server.standard_error(), "");
+}
+
+struct failure {
+    std::string name;
+    std::vector<std::wstring> arguments;
+    std::uint32_t code;
+    std::string output;  // what follows "Exception: "
+};
+
+class StartupFailures : public ::testing::TestWithParam<failure> {};
+
+TEST_P(StartupFailures, AreToldPlainly) {
+    server_process::settings settings;
+    settings.further_arguments = GetParam().arguments;
+    server_process server(settings);
+    ASSERT_EQ(server.wait_for_exit(patience_milliseconds), GetParam().code);
+    EXPECT_THAT(server.standard_output(), HasSubstr("Exception: " + GetParam().output));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Arguments, StartupFailures,
+    ::testing::Values(
+        failure{"UnknownOption", {L"--nonsense"}, 2, ""}, failure{"MaskTooLarge", {L"--log_mask", L"65536"}, 2, ""},
+        failure{"PipeTwice", {L"another"}, 2, ""},
+        failure{"RelativeSymbolServer", {L"--symsrv_dir", L"relative"}, 1, "Symbol server path isn't absolute\r\n"},
+        failure{"MissingSymbolServerDirectory",
+                {L"--symsrv_dir", L"C:\\no such directory"},
+                1,
+                "Symbol server path doesn't exist\r\n"},
+        failure{"DirectoryWithoutSymbolServer", {L"--symsrv_dir", L"C:\\windows"}, 1, "Symbol server wasn't loaded"}),
+    [](const auto& test) { return test.param.name; });
+
+}  // namespace
