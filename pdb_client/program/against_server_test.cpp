@@ -144,7 +144,8 @@ using point_lists = std::map<std::string, std::vector<std::array<std::uint32_t, 
 
 point_lists points_in(const std::string& dump) {
     point_lists found;
-    for (const json::value& method : json::parse(dump).at("methods").as_array()) {
+    const json::value parsed = json::parse(dump);
+    for (const json::value& method : parsed.at("methods").as_array()) {
         auto& points = found[json::value_to<std::string>(method.at("token"))];
         for (const json::value& point : method.at("points").as_array()) {
             const auto number = [&](const char* name) { return json::value_to<std::uint32_t>(point.at(name)); };
