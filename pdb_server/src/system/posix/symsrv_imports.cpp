@@ -1,0 +1,11 @@
+#include "pdb_server/src/system/windows/symsrv_imports.h"
+
+namespace qv::profiler::pdb_server::symsrv_imports {
+
+void init(boost::filesystem::path) {}
+
+boost::filesystem::path find_file(const std::wstring&, const std::wstring&, const GUID&, std::uint32_t) {
+    return {};
+}
+
+}  // namespace qv::profiler::pdb_server::symsrv_imports
