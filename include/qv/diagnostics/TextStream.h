@@ -33,14 +33,17 @@ public:
     // A separating blank if the line has begun, then "name=". A null name is empty.
     TextStream& key(const char* name);
 
-    // The value between apostrophes, controls replaced as in text(). Malformed UTF-16 never fails a record: see the
-    // definition.
+    // The value between apostrophes, kept as it is but for controls, which are replaced as in text() (here a NUL too).
+    // What is malformed in UTF-16 becomes U+FFFD, so that no value can fail a record.
     TextStream& quoted(std::string_view utf8);
     TextStream& quoted(std::wstring_view utf16);
 
     // CR LF and the indentation: goes on with the same record. end_line ends it.
     TextStream& new_line();
     TextStream& end_line();
+
+    // Numbers are formatted into a buffer of the widest value's size. Formatting that fails, or a width beyond that
+    // size, throws "Failed to log ...", the source being core/src/stream/BaseTextStream.
 
     // Fixed width, upper case, zero padded.
     TextStream& Hex(unsigned char value);
@@ -61,6 +64,9 @@ public:
     TextStream& guid(const GUID& value);
 
 private:
+    void write(std::string_view bytes);
+    void write_substituting_controls(std::string_view bytes);
+
     TextSink& sink_;
     std::uint64_t indentation_;
     bool line_pending_ = false;

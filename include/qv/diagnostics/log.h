@@ -37,7 +37,8 @@ public:
     Logger& operator=(const Logger&) = delete;
 
     // Creates the file and writes the opening records; a second call does nothing. Throws when the file cannot be
-    // created ("Can't create file").
+    // created ("Can't create file"). A record that the file does not take, as on a full disk, is lost whole and
+    // silently.
     void open(const boost::filesystem::path& path);
 
     // Switches on the components whose bits are set and records the mask.
@@ -50,7 +51,7 @@ public:
     bool enabled(component which) const noexcept;
 
     // Writes one record: the thread prefix, then what `body(TextStream&)` writes, then the line end. A body that throws
-    // leaves a marked record behind and nothing else.
+    // leaves a marked record behind and nothing else. The body runs under the log's lock and must not log itself.
     template <class Body>
     void record(Body&& body) {
         if (!enabled()) return;
@@ -85,6 +86,11 @@ void write_state(const char* context, state word);
 void write_received(const char* context, std::uint64_t id);
 void write_executed(const char* context, std::uint64_t id);
 void write_event(const char* context, const char* event);
+
+// The same, only while the component is switched on.
+void write_state(component gate, const char* context, state word);
+void write_received(component gate, const char* context, std::uint64_t id);
+void write_executed(component gate, const char* context, std::uint64_t id);
 
 // Describe the exception being handled; call them inside a catch block only.
 void write_warning();

@@ -1,0 +1,49 @@
+// The client end of the server's named pipe, as a stream. Windows only.
+//
+// Answers are read ahead into a buffer and a Write is one call for one packet, so that a command costs few pipe calls.
+// One thread at a time.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "common/holders.h"
+#include "core/src/stream/CoreStreams.h"
+
+namespace qv::profiler::pdb_client {
+
+struct time_limits {
+    std::chrono::milliseconds connect;  // until a free instance of the pipe has been found
+    std::chrono::milliseconds answer;   // from the beginning of a Write to the last byte of what is read after it
+};
+
+class pipe_connection final : public ICoreStream {
+public:
+    // Connects to the server with this pipe identifier. A pipe that is not there yet, or whose instances are all busy,
+    // is tried again until the time is over. The server may learn who the client is but cannot act in its name.
+    // Throws "Invalid pipe identifier", or a Win32 error: "Can't connect to the server".
+    pipe_connection(const std::wstring& pipe_id, const time_limits& limits);
+
+    // Both move exactly `size` bytes or throw a Win32 error: "Can't read from the server", "Can't write to the server",
+    // each with ERROR_TIMEOUT when the time for the answer is over.
+    void Read(void* destination, std::uint64_t size) override;
+    void Write(const void* source, std::uint64_t size) override;
+
+private:
+    using clock = std::chrono::steady_clock;
+
+    std::uint32_t transfer(bool write, void* bytes, std::uint64_t size);
+    std::uint32_t read_some(void* destination, std::uint64_t size) { return transfer(false, destination, size); }
+
+    handle_hld done_;  // signalled when the transfer under way has ended
+    handle_hld pipe_;
+    std::chrono::milliseconds answer_limit_;
+    clock::time_point deadline_;
+    std::vector<unsigned char> buffer_;  // read ahead; [begin_, end_) is still to be handed out
+    std::size_t begin_ = 0;
+    std::size_t end_ = 0;
+};
+
+}  // namespace qv::profiler::pdb_client

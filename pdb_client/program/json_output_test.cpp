@@ -1,0 +1,70 @@
+#include "pdb_client/program/json_output.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/json.hpp>
+
+#include "pdb_client/program/sample_symbols.h"
+
+namespace qv::profiler::pdb_client {
+namespace {
+
+TEST(JsonOutput, Everything) {
+    EXPECT_EQ(to_json(sample_symbols()),
+              R"({
+  "module": "C:\\app\\orders.dll",
+  "mvid": "7d3be11c-9bd2-4ca7-a626-1c82b93935a9",
+  "methodDefs": 7,
+  "documents": [
+    {"id":1,"name":"/src/)"
+              "\u00dc"
+              R"(berg.cs","hashAlgorithm":"SHA-1","hash":"dbeb2a"},
+    {"id":3,"name":"C:\\b\u001b.cs","hashAlgorithm":null,"hash":null},
+    {"id":12,"error":"Too large table index"}
+  ],
+  "methods": [
+    {"token":"0x06000001","points":[{"offset":0,"document":1,"startLine":9,"startColumn":5,"endLine":9,"endColumn":6,"hidden":false},{"offset":1,"document":1,"startLine":10,"startColumn":9,"endLine":12,"endColumn":102,"hidden":false},{"offset":300,"document":1,"startLine":16707566,"startColumn":0,"endLine":16707566,"endColumn":0,"hidden":true}]},
+    {"token":"0x06000002","points":[{"offset":0,"document":1,"startLine":7,"startColumn":1,"endLine":7,"endColumn":2,"hidden":false},{"offset":74565,"document":3,"startLine":16707566,"startColumn":0,"endLine":16707566,"endColumn":0,"hidden":true},{"offset":74566,"document":12,"startLine":8,"startColumn":1,"endLine":8,"endColumn":2,"hidden":false}]},
+    {"token":"0x06000004","error":"End of \\xe9"},
+    {"token":"0x06000005","points":[{"offset":0,"document":3,"startLine":16707566,"startColumn":0,"endLine":16707566,"endColumn":0,"hidden":true}]}
+  ],
+  "sourceServerData": "{\")"
+              "\u00e9"
+              R"(\"}"
+}
+)");
+}
+
+struct source_server_case {
+    const char* name;
+    source_server_symbols symbols;
+    const char* last_line;
+};
+
+class JsonSourceServer : public testing::TestWithParam<source_server_case> {};
+
+TEST_P(JsonSourceServer, LastLine) {
+    module_symbols symbols{};
+    symbols.source_server = GetParam().symbols;
+    const std::string text = to_json(symbols);
+    EXPECT_NE(text.find(std::string(",\n  ") + GetParam().last_line + "\n}\n"), text.npos) << text;
+    EXPECT_EQ(boost::json::parse(text).as_object().size(), 4u);
+}
+
+INSTANTIATE_TEST_SUITE_P(JsonOutput, JsonSourceServer,
+                         testing::Values(source_server_case{"None", {}, R"("sourceServerData": null)"},
+                                         source_server_case{
+                                             "NotUtf8", {{0xE9, 0x00}, {}}, R"("sourceServerDataHex": "e900")"},
+                                         source_server_case{"Error", {{}, "a\"b"}, R"("sourceServerError": "a\"b")"}),
+                         [](const auto& tested) { return std::string(tested.param.name); });
+
+TEST(JsonOutput, OnlyWhatWasAskedFor) {
+    module_symbols symbols{};
+    symbols.documents.emplace();
+    EXPECT_EQ(to_json(symbols),
+              "{\n  \"module\": \"\",\n  \"mvid\": \"00000000-0000-0000-0000-000000000000\",\n"
+              "  \"methodDefs\": 0,\n  \"documents\": []\n}\n");
+}
+
+}  // namespace
+}  // namespace qv::profiler::pdb_client

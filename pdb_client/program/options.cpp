@@ -1,0 +1,186 @@
+#include "pdb_client/program/options.h"
+
+#include <array>
+#include <boost/algorithm/string/predicate.hpp>
+#include <boost/filesystem/operations.hpp>
+#include <boost/program_options.hpp>
+#include <optional>
+
+#include "pdb_client/library/pipe_name.h"
+#include "qv/diagnostics/exception.h"
+#include "qv/text/path.h"
+#include "qv/text/utf.h"
+
+namespace qv::profiler::pdb_client {
+namespace {
+
+namespace po = boost::program_options;
+
+[[noreturn]] void refuse(const char* why) {
+    throw_error(why, "void __cdecl qv::profiler::pdb_client::`anonymous-namespace'::refuse(const char *)",
+                "pdb_client/program/options", __LINE__);
+}
+
+int digit_value(wchar_t c) {
+    if (c >= L'0' && c <= L'9') return c - L'0';
+    if (c >= L'a' && c <= L'f') return c - L'a' + 10;
+    if (c >= L'A' && c <= L'F') return c - L'A' + 10;
+    return 16;
+}
+
+// A decimal number, or a hexadecimal one after 0x, of at most `limit`.
+std::optional<std::uint32_t> parse_number(std::wstring_view text, std::uint32_t limit) {
+    const bool is_hex = text.starts_with(L"0x") || text.starts_with(L"0X");
+    if (is_hex) text.remove_prefix(2);
+    const int base = is_hex ? 16 : 10;
+    if (text.empty()) return std::nullopt;
+    std::uint64_t value = 0;
+    for (const wchar_t c : text) {
+        const int digit = digit_value(c);
+        if (digit >= base) return std::nullopt;
+        value = value * static_cast<unsigned>(base) + static_cast<unsigned>(digit);
+        if (value > limit) return std::nullopt;
+    }
+    return static_cast<std::uint32_t>(value);
+}
+
+// Specifications of symbol servers are no directories.
+bool is_directory(const std::wstring& element) {
+    constexpr std::array<const wchar_t*, 3> prefixes = {L"srv*", L"symsrv*", L"cache*"};
+    return std::none_of(prefixes.begin(), prefixes.end(),
+                        [&](const wchar_t* prefix) { return boost::istarts_with(element, prefix); });
+}
+
+std::wstring to_search_path(const std::wstring& element) {
+    if (element.empty()) refuse("A search path is empty");
+    text::to_utf8(element);  // throws for what could not be sent
+    if (!is_directory(element)) return element;
+    return text::to_wide(boost::filesystem::system_complete(text::to_path(element)));
+}
+
+command to_command(const std::wstring& word) {
+    if (word == L"dump") return command::dump;
+    if (word == L"method") return command::method;
+    if (word == L"documents") return command::documents;
+    if (word == L"sourcelink") return command::sourcelink;
+    refuse("The command is none of dump, method, documents and sourcelink");
+}
+
+std::uint32_t to_token(const std::wstring& word) {
+    const auto token = parse_number(word, 0x06FFFFFF);
+    if (!token || *token <= method_table) refuse("The method is not a MethodDef token such as 0x06000005");
+    return *token;
+}
+
+void take_words(const std::vector<std::wstring>& words, options& result) {
+    if (words.empty()) refuse("No command is given");
+    result.what = to_command(words[0]);
+    if (words.size() < 2 || words[1].empty()) refuse("No module is given");
+    result.module = text::to_path(words[1]);
+    const std::size_t expected = result.what == command::method ? 3 : 2;
+    if (words.size() < expected) refuse("No method token is given");
+    if (words.size() > expected) refuse("There are too many arguments");
+    if (result.what == command::method) result.token = to_token(words[2]);
+}
+
+void take_server(const po::variables_map& values, options& result) {
+    result.spawn = values.count("spawn") != 0;
+    if (result.spawn == (values.count("pipe") != 0)) refuse("Either --pipe or --spawn is needed");
+    if (result.spawn) return;
+    result.pipe = values["pipe"].as<std::wstring>();
+    if (!is_pipe_id(result.pipe)) refuse("The pipe identifier is not valid");
+}
+
+po::options_description describe() {
+    po::options_description all;
+    auto add = all.add_options();
+    add("help", "");
+    add("json", "");
+    add("spawn", "");
+    add("pipe", po::wvalue<std::wstring>());
+    add("timeout", po::wvalue<std::wstring>());
+    add("policy", po::wvalue<std::wstring>());
+    add("search-path", po::wvalue<std::vector<std::wstring>>());
+    add("word", po::wvalue<std::vector<std::wstring>>());
+    return all;
+}
+
+po::variables_map parse(const std::vector<std::wstring>& arguments) {
+    const po::options_description all = describe();
+    po::positional_options_description words;
+    words.add("word", -1);
+    constexpr int style = po::command_line_style::allow_long | po::command_line_style::long_allow_adjacent |
+                          po::command_line_style::long_allow_next;
+    po::variables_map values;
+    po::store(po::wcommand_line_parser(arguments).options(all).positional(words).style(style).run(), values);
+    po::notify(values);
+    return values;
+}
+
+constexpr std::uint32_t default_timeout = 30;  // seconds
+constexpr std::uint32_t max_timeout = 24 * 60 * 60;
+
+}  // namespace
+
+options parse_options(const std::vector<std::wstring>& arguments) {
+    const po::variables_map values = parse(arguments);
+    options result;
+    result.help = values.count("help") != 0;
+    if (result.help) return result;
+
+    result.json = values.count("json") != 0;
+    take_server(values, result);
+    std::uint32_t seconds = default_timeout;
+    if (values.count("timeout") != 0) {
+        const auto given = parse_number(values["timeout"].as<std::wstring>(), max_timeout);
+        if (!given || *given == 0) refuse("The time-out is not a number of seconds from 1 to 86400");
+        seconds = *given;
+    }
+    result.timeout = std::chrono::seconds(seconds);
+    if (values.count("policy") != 0) {
+        const auto given = parse_number(values["policy"].as<std::wstring>(), 0xFF);
+        if (!given) refuse("The policy is not a number from 0 to 255");
+        result.search.policy = static_cast<std::uint8_t>(*given);
+    }
+    if (values.count("search-path") != 0)
+        for (const std::wstring& element : values["search-path"].as<std::vector<std::wstring>>())
+            result.search.search_paths.push_back(to_search_path(element));
+    take_words(values.count("word") != 0 ? values["word"].as<std::vector<std::wstring>>() : std::vector<std::wstring>(),
+               result);
+    return result;
+}
+
+std::string help_text() {
+    return R"(Shows the symbols of a managed module as a running symbol server sees them.
+
+    pdb_client (--pipe ID | --spawn) [options] COMMAND MODULE [TOKEN]
+
+Commands
+    dump MODULE          every method with sequence points, and the documents they lie in
+    method MODULE TOKEN  the sequence points of one method, as in: method app.dll 0x06000005
+    documents MODULE     the documents that sequence points refer to, with their checksums
+    sourcelink MODULE    the module's Source Link document or source server stream
+
+Which server
+    --pipe ID            the server that was started with this pipe identifier
+    --spawn              start pdb_server.exe from this program's folder and stop it at the end
+    --timeout SECONDS    how long to wait for the server and for each of its answers (default 30)
+
+Where the server looks for symbols
+    --search-path DIR    a directory, or a symbol server such as srv*C:\store; may be repeated
+    --policy N           the sum of 1 (registry), 2 (symbol servers), 4 (the path recorded in the
+                         image) and 8 (beside the image); default 14
+
+What is printed
+    --json               one JSON document instead of tables
+    --help               this text
+
+Exit code
+    0  done
+    1  the answer is an error or there are no symbols, or the module cannot be read
+    2  the command line is not understood
+    3  the server cannot be reached, or the conversation with it failed
+)";
+}
+
+}  // namespace qv::profiler::pdb_client

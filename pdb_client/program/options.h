@@ -1,0 +1,34 @@
+// The command line of pdb_client.
+#pragma once
+
+#include <boost/filesystem/path.hpp>
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "pdb_client/library/session.h"
+
+namespace qv::profiler::pdb_client {
+
+enum class command { dump, method, documents, sourcelink };
+
+struct options {
+    bool help = false;  // nothing else is filled then
+    bool json = false;
+    bool spawn = false;  // either this or `pipe`
+    std::wstring pipe;
+    std::chrono::milliseconds timeout{};
+    session_options search;
+    command what = command::dump;
+    boost::filesystem::path module;  // as given
+    std::uint32_t token = 0;         // of the command `method`
+};
+
+// Takes the arguments without the program's name. Relative directories among the search paths become absolute, because
+// the server has another current directory. Throws qv::exception or what the option parser throws when the command
+// line is not one that help_text describes.
+options parse_options(const std::vector<std::wstring>& arguments);
+
+std::string help_text();
+
+}  // namespace qv::profiler::pdb_client

@@ -1,0 +1,159 @@
+#include "pdb_client/program/spawned_server.h"
+
+#include <algorithm>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "pdb_client/library/pipe_name.h"
+#include "qv/diagnostics/exception.h"
+
+namespace qv::profiler::pdb_client {
+namespace {
+
+constexpr const char* source = "pdb_client/program/spawned_server";
+constexpr DWORD output_buffer = 0x10000;  // far more than a server prints in its life, so that it never waits for us
+constexpr DWORD stop_limit = 5000;        // milliseconds
+
+void require(bool ok, unsigned line) {
+    if (ok) return;
+    throw_win32_error("Can't prepare the server", ::GetLastError(),
+                      "void __cdecl qv::profiler::pdb_client::`anonymous-namespace'::require(bool,unsigned int)",
+                      source, line);
+}
+
+// Others may know the process id, so the rest is not to be guessed.
+std::wstring fresh_pipe_id() {
+    std::random_device random;
+    return L"pdb_client_" + std::to_wstring(::GetCurrentProcessId()) + L"_" + std::to_wstring(random()) + L"_" +
+           std::to_wstring(random());
+}
+
+std::wstring stop_event_name(const std::wstring& pipe_id) {
+    return pipe_id + L"_stop";
+}
+
+handle_hld create_event(const std::wstring& name) {
+    handle_hld event(::CreateEventW(nullptr, TRUE, FALSE, name.c_str()));
+    require(event && ::GetLastError() != ERROR_ALREADY_EXISTS, __LINE__);
+    return event;
+}
+
+handle_hld create_job() {
+    handle_hld job(::CreateJobObjectW(nullptr, nullptr));
+    require(static_cast<bool>(job), __LINE__);
+    JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+    limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+    require(::SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits, sizeof limits) != FALSE,
+            __LINE__);
+    return job;
+}
+
+// The attributes of a process that inherits these handles and no others.
+class inherited_handles {
+public:
+    explicit inherited_handles(std::vector<HANDLE> handles) : handles_(std::move(handles)) {
+        SIZE_T size = 0;
+        ::InitializeProcThreadAttributeList(nullptr, 1, 0, &size);  // fails; it is asked for the size
+        storage_ = std::make_unique<unsigned char[]>(size);
+        require(::InitializeProcThreadAttributeList(list(), 1, 0, &size) != FALSE, __LINE__);
+        if (!::UpdateProcThreadAttribute(list(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles_.data(),
+                                         handles_.size() * sizeof(HANDLE), nullptr, nullptr)) {
+            const DWORD code = ::GetLastError();
+            ::DeleteProcThreadAttributeList(list());
+            ::SetLastError(code);
+            require(false, __LINE__);
+        }
+    }
+    ~inherited_handles() { ::DeleteProcThreadAttributeList(list()); }
+    inherited_handles(const inherited_handles&) = delete;
+    inherited_handles& operator=(const inherited_handles&) = delete;
+
+    LPPROC_THREAD_ATTRIBUTE_LIST list() const { return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(storage_.get()); }
+
+private:
+    std::vector<HANDLE> handles_;  // the list points into it
+    std::unique_ptr<unsigned char[]> storage_;
+};
+
+// The process begins suspended, so that it cannot run outside the job.
+PROCESS_INFORMATION create_process(const std::wstring& executable, const std::wstring& arguments, HANDLE output) {
+    const inherited_handles inherited({output});
+    STARTUPINFOEXW start{};
+    start.StartupInfo.cb = sizeof start;
+    start.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+    start.StartupInfo.hStdOutput = output;
+    start.StartupInfo.hStdError = output;
+    start.lpAttributeList = inherited.list();
+    std::wstring command_line = L"\"" + executable + L"\" " + arguments;
+    PROCESS_INFORMATION created{};
+    if (!::CreateProcessW(executable.c_str(), command_line.data(), nullptr, nullptr, TRUE,
+                          CREATE_SUSPENDED | CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr,
+                          &start.StartupInfo, &created))
+        throw_win32_error("Can't start the server", ::GetLastError(),
+                          "struct _PROCESS_INFORMATION __cdecl "
+                          "qv::profiler::pdb_client::`anonymous-namespace'::create_process(const class "
+                          "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > "
+                          "&,const class std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class "
+                          "std::allocator<wchar_t> > &,void *)",
+                          source, __LINE__, errtag_file_name_w{executable});
+    return created;
+}
+
+}  // namespace
+
+spawned_server::spawned_server(const std::wstring& executable)
+    : pipe_id_(fresh_pipe_id()),
+      ready_(create_event(ready_event_name(pipe_id_))),
+      stop_(create_event(stop_event_name(pipe_id_))),
+      job_(create_job()) {
+    HANDLE read = nullptr;
+    HANDLE write = nullptr;
+    require(::CreatePipe(&read, &write, nullptr, output_buffer) != FALSE, __LINE__);
+    output_.reset(read);
+    const handle_hld its_output(write);
+    require(::SetHandleInformation(write, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT) != FALSE, __LINE__);
+
+    const PROCESS_INFORMATION created = create_process(
+        executable, L"--pipe " + pipe_id_ + L" --stop_request_event " + stop_event_name(pipe_id_), write);
+    process_.reset(created.hProcess);
+    const handle_hld thread(created.hThread);
+    if (!::AssignProcessToJobObject(job_.get(), created.hProcess) || ::ResumeThread(created.hThread) == MAXDWORD) {
+        const DWORD code = ::GetLastError();
+        ::TerminateProcess(created.hProcess, 1);
+        ::SetLastError(code);
+        require(false, __LINE__);
+    }
+}
+
+spawned_server::~spawned_server() {
+    ::SetEvent(stop_.get());
+    if (::WaitForSingleObject(process_.get(), stop_limit) == WAIT_OBJECT_0) return;
+    ::TerminateJobObject(job_.get(), 1);
+    ::WaitForSingleObject(process_.get(), stop_limit);
+}
+
+void spawned_server::wait_until_ready(std::chrono::milliseconds limit) const {
+    const HANDLE either[] = {ready_.get(), process_.get()};
+    const auto milliseconds = static_cast<DWORD>(std::clamp<long long>(limit.count(), 0, MAXDWORD - 1));
+    const DWORD which = ::WaitForMultipleObjects(2, either, FALSE, milliseconds);
+    if (which == WAIT_OBJECT_0) return;
+    throw_error(which == WAIT_OBJECT_0 + 1 ? "The server ended before it was ready" : "The server isn't ready in time",
+                "void __cdecl qv::profiler::pdb_client::spawned_server::wait_until_ready(class "
+                "std::chrono::duration<__int64,struct std::ratio<1,1000> >) const",
+                source, __LINE__);
+}
+
+std::string spawned_server::take_output() const {
+    std::string text;
+    DWORD available = 0;
+    while (::PeekNamedPipe(output_.get(), nullptr, 0, nullptr, &available, nullptr) && available != 0) {
+        std::string part(available, '\0');
+        DWORD read = 0;
+        if (!::ReadFile(output_.get(), part.data(), available, &read, nullptr)) break;
+        text.append(part, 0, read);
+    }
+    return text;
+}
+
+}  // namespace qv::profiler::pdb_client

@@ -1,0 +1,45 @@
+// Puts little-endian bytes together for test input.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <string_view>
+#include <vector>
+
+#include "quorvex/common/guid.h"
+
+namespace qv::test {
+
+using bytes = std::vector<unsigned char>;
+
+// Appends; every operation returns the writer, so that calls chain.
+class byte_writer {
+public:
+    byte_writer& u8(std::uint64_t value) { return integer(value, 1); }
+    byte_writer& u16(std::uint64_t value) { return integer(value, 2); }
+    byte_writer& u32(std::uint64_t value) { return integer(value, 4); }
+    byte_writer& u64(std::uint64_t value) { return integer(value, 8); }
+    byte_writer& integer(std::uint64_t value, unsigned width);
+    byte_writer& guid(const GUID& value);
+    byte_writer& text(std::string_view value);  // without a terminator
+    byte_writer& append(const bytes& value);
+    byte_writer& zeros(std::size_t count);
+    byte_writer& align(std::size_t alignment);
+
+    // Compressed integers of metadata, in their shortest form. The signed form takes what the writer of a portable PDB
+    // would: -2^28 to 2^28 - 1.
+    byte_writer& packed(std::uint32_t value);
+    byte_writer& packed_signed(std::int32_t value);
+
+    std::size_t size() const noexcept { return data_.size(); }
+    const bytes& data() const noexcept { return data_; }
+
+private:
+    bytes data_;
+};
+
+// Overwrites bytes in the middle.
+void poke(bytes& data, std::size_t offset, std::uint64_t value, unsigned width);
+
+}  // namespace qv::test
