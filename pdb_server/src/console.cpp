@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <boost/algorithm/string/replace.hpp>
 #include <string>
 
 namespace qv::profiler::pdb_server {
@@ -18,17 +19,17 @@ std::wstring to_display(const std::string& utf8) {
 
 }  // namespace
 
-void write_line(console_stream stream, std::string_view utf8) {
+void write_text(console_stream stream, std::string_view utf8) {
     const HANDLE handle = GetStdHandle(stream == console_stream::output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
     if (handle == nullptr || handle == INVALID_HANDLE_VALUE) return;
-    const std::string line = std::string(utf8) + "\r\n";
+    const std::string text = boost::algorithm::replace_all_copy(std::string(utf8), "\n", "\r\n");
     DWORD mode = 0;
     DWORD written = 0;
     if (GetConsoleMode(handle, &mode)) {
-        const std::wstring shown = to_display(line);
+        const std::wstring shown = to_display(text);
         WriteConsoleW(handle, shown.data(), static_cast<DWORD>(shown.size()), &written, nullptr);
     } else {
-        WriteFile(handle, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
+        WriteFile(handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
     }
 }
 

@@ -7,8 +7,8 @@ namespace qv::profiler::pdb_server {
 
 enum class console_stream { output, error };
 
-// Writes the text and a line end as one piece, at once: UTF-8 for a file or a pipe, the characters themselves for a
-// console. A stream that is closed or broken is ignored. Any thread may call.
-void write_line(console_stream stream, std::string_view utf8);
+// Writes the text, whose lines end with "\n", as one piece and at once: UTF-8 for a file or a pipe, the characters
+// themselves for a console. A stream that is closed or broken is ignored. Any thread may call.
+void write_text(console_stream stream, std::string_view utf8);
 
 }  // namespace qv::profiler::pdb_server

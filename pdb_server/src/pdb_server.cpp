@@ -35,14 +35,14 @@ handle_hld create_stop_event() {
 bool handle_console_control(std::uint32_t control_type, HANDLE stop_event) {
     if (control_type != CTRL_C_EVENT) return false;
     log::write_event("S::ConsoleCtrl", "Ctrl+C");
-    write_line(console_stream::output, "Ctrl-C was detected");
+    write_text(console_stream::output, "Ctrl-C was detected\n");
     SetEvent(stop_event);
     return true;
 }
 
 void signal_ready(const std::wstring& pipe) {
     if (set_external_ready_signal(pipe)) log::write_state("S::SetExternalReadySignal", log::state::ok);
-    write_line(console_stream::output, "Press Ctrl-C to terminate...");
+    write_text(console_stream::output, "Press Ctrl-C to terminate...\n");
 }
 
 void serve(const server_options& options) {
@@ -63,7 +63,7 @@ void serve(const server_options& options) {
 
     if (host_request.requested()) {
         log::write_state("S::HasExternalStopRequest", log::state::ok);
-        write_line(console_stream::output, "External stop request was detected");
+        write_text(console_stream::output, "External stop request was detected\n");
     }
 }
 
@@ -72,11 +72,11 @@ void report_exception() noexcept {
     log::write_error();
     try {
         const auto description = describe_current_exception("Unknown exception");
-        write_line(console_stream::output, "Exception: " + description.text);
-        if (description.continuation) write_line(console_stream::error, *description.continuation);
+        write_text(console_stream::output, "Exception: " + description.text + "\n");
+        if (description.continuation) write_text(console_stream::error, *description.continuation + "\n");
         throw;
     } catch (const exception& error) {
-        write_line(console_stream::error, diagnostic_text(error));
+        write_text(console_stream::error, diagnostic_text(error));
     } catch (...) {
         // Nothing more is known of it.
     }
@@ -85,8 +85,8 @@ void report_exception() noexcept {
 int run(const std::vector<std::wstring>& arguments) noexcept {
     int failure = exit_bad_command_line;
     try {
-        write_line(console_stream::output,
-                   std::string("PDB Server v") + server_version + ", by the PDB Server authors");
+        write_text(console_stream::output,
+                   std::string("PDB Server v") + server_version + ", by the PDB Server authors\n");
         const server_options options = parse_options(arguments);
         failure = exit_failure;
         if (!options.log_file.empty()) {
