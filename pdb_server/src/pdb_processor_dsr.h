@@ -22,6 +22,9 @@ struct dsr_data;
 // Never empty, and never fails for want of the service. The calling thread has initialised COM.
 std::shared_ptr<dsr_data> dsr_init();
 
+// Whether the service is there, so that dsr_load_module has someone to ask.
+bool dsr_is_available(const std::shared_ptr<dsr_data>& data) noexcept;
+
 // Opens the symbols of the image; empty, with the record "no_sud", when the reader finds none. Throws what dsr_init
 // failed with, and "Can't open metadata scope".
 std::shared_ptr<module_data> dsr_load_module(const std::shared_ptr<dsr_data>& data, const boost::filesystem::path& path,

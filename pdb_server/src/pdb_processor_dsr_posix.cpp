@@ -9,6 +9,10 @@ std::shared_ptr<dsr_data> dsr_init() {
     return std::make_shared<dsr_data>();
 }
 
+bool dsr_is_available(const std::shared_ptr<dsr_data>&) noexcept {
+    return false;
+}
+
 std::shared_ptr<module_data> dsr_load_module(const std::shared_ptr<dsr_data>&, const boost::filesystem::path&,
                                              const GUID&, const search_path_list&, std::uint8_t) {
     return nullptr;

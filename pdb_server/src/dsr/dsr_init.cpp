@@ -76,6 +76,10 @@ std::shared_ptr<dsr_data> dsr_init() {
     return dsr_init(system_com_services());
 }
 
+bool dsr_is_available(const std::shared_ptr<dsr_data>& data) noexcept {
+    return !data->failure;
+}
+
 std::shared_ptr<dsr_data> dsr_init(const com_services& services) {
     auto data = std::make_shared<dsr_data>();
     data->services = services;
