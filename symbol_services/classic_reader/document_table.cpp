@@ -1,5 +1,7 @@
 #include "symbol_services/classic_reader/document_table.h"
 
+#include <map>
+
 #include "symbol_services/classic_reader/path_fold.h"
 #include "symbol_services/classic_reader/pdb_errors.h"
 
@@ -38,39 +40,43 @@ record_header read_header(const msf_stream& record) {
 
 document_table::document_table(const named_streams& streams) {
     const auto all = streams.all();
-    records_.reserve(all.size());  // the views stay valid
-    for (const auto& [name, stream] : all) {
-        if (!name.starts_with(record_prefix)) continue;
-        records_.emplace_back(fold_path(name.substr(record_prefix.size())), stream);
-        record_by_name_.emplace(records_.back().first, stream);
-    }
+    records_.reserve(all.size());
+    by_name_.reserve(all.size());
+    for (const auto& [name, stream] : all)
+        if (name.starts_with(record_prefix)) records_.emplace(name.substr(record_prefix.size()), record{stream});
 }
 
 void document_table::add(std::string_view name, std::uint32_t module) {
-    if (!by_name_.try_emplace(std::string(name), size()).second) return;
-    const auto at = by_folded_name_.try_emplace(fold_path(name), size()).first;
-    listed_document document{std::string(name), module, std::nullopt};
-    if (const auto record = record_by_name_.find(at->first); record != record_by_name_.end())
-        document.stream = record->second;
-    documents_.push_back(std::move(document));
+    if (by_name_.contains(name)) return;
+    auto& document = documents_.emplace_back(listed_document{std::string(name), module, std::nullopt});
+    by_name_.emplace(document.name, size() - 1);
+    const auto found = records_.find(fold_path(name));
+    if (found == records_.end()) return;
+    document.stream = found->second.stream;
+    found->second.listed = true;
 }
 
 void document_table::add_unlisted() {
-    for (const auto& [name, stream] : records_) {
-        if (!by_folded_name_.try_emplace(name, size()).second) continue;
-        by_name_.try_emplace(name, size());
-        documents_.push_back({name, std::nullopt, stream});
+    // In the order of their names, so that the order does not depend on the machine.
+    std::map<std::string_view, std::uint32_t> unlisted;
+    for (const auto& [name, entry] : records_)
+        if (!entry.listed) unlisted.emplace(name, entry.stream);
+    for (const auto& [name, stream] : unlisted) {
+        const auto& document = documents_.emplace_back(listed_document{std::string(name), std::nullopt, stream});
+        by_name_.emplace(document.name, size() - 1);
     }
 }
 
 std::optional<std::uint32_t> document_table::find(std::string_view name) const {
-    const auto found = by_name_.find(std::string(name));
+    const auto found = by_name_.find(name);
     return found == by_name_.end() ? std::nullopt : std::optional(found->second);
 }
 
 std::optional<std::uint32_t> document_table::find_folded(std::string_view name) const {
-    const auto found = by_folded_name_.find(fold_path(name));
-    return found == by_folded_name_.end() ? std::nullopt : std::optional(found->second);
+    const auto folded = fold_path(name);
+    for (std::uint32_t index = 0; index < size(); ++index)
+        if (fold_path(documents_[index].name) == folded) return index;
+    return std::nullopt;
 }
 
 void read_document_record(const msf_stream& record, document& document) {

@@ -13,11 +13,11 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <utility>
 #include <vector>
 
 #include "quorvex/common/guid.h"
@@ -46,7 +46,7 @@ struct listed_document {
 // Immutable once built.
 class document_table {
 public:
-    // Takes note of the records; documents are added afterwards.
+    // Takes note of the records; documents are added afterwards. The names outlive the table.
     explicit document_table(const named_streams& streams);
     document_table(document_table&&) = default;
 
@@ -57,16 +57,21 @@ public:
 
     std::uint32_t size() const noexcept { return static_cast<std::uint32_t>(documents_.size()); }
     const listed_document& operator[](std::uint32_t index) const { return documents_[index]; }
+
     // The document of exactly this name.
     std::optional<std::uint32_t> find(std::string_view name) const;
-    // The first one whose name differs in letter case and slashes at most.
+    // The first one whose name differs in letter case and slashes at most. Looks at all of them.
     std::optional<std::uint32_t> find_folded(std::string_view name) const;
 
 private:
-    std::vector<std::pair<std::string, std::uint32_t>> records_;          // folded names and streams
-    std::unordered_map<std::string_view, std::uint32_t> record_by_name_;  // views of the former
-    std::unordered_map<std::string, std::uint32_t> by_name_;              // folded
-    std::vector<listed_document> documents_;
+    struct record {
+        std::uint32_t stream;
+        bool listed = false;
+    };
+
+    std::unordered_map<std::string_view, record> records_;  // by name below the prefix
+    std::deque<listed_document> documents_;                 // never moves what it holds
+    std::unordered_map<std::string_view, std::uint32_t> by_name_;
 };
 
 // Reads a document's record into `document`, its URL aside. Throws "Invalid document" and what the stream throws.
