@@ -4,6 +4,7 @@
 
 #include "pdb_server/src/dsr/dsr_data.h"
 #include "pdb_server/src/dsr/dsr_module_data.h"
+#include "qv/com/metadata_import.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/diagnostics/log.h"
 #include "qv/text/path.h"
@@ -17,7 +18,7 @@ constexpr DWORD open_for_reading = 0;
 com_hld<IUnknown> open_metadata_scope(const dsr_data& data, const std::wstring& image) {
     com_hld<IUnknown> scope;
     const HRESULT result =
-        data.dispenser->OpenScope(image.c_str(), open_for_reading, com::iid_metadata_import, scope.put());
+        data.dispenser->OpenScope(image.c_str(), open_for_reading, com::iid_of<com::IMetaDataImport>, scope.put());
     if (FAILED(result))
         throw_hresult_error(
             "Can't open metadata scope", result,

@@ -15,9 +15,6 @@ inline constexpr GUID clsid_metadata_dispenser{
     0xE5CB7A31, 0x7512, 0x11D2, {0x89, 0xCE, 0x00, 0x80, 0xC7, 0x92, 0xE5, 0xD8}};
 inline constexpr GUID clsid_clr_meta_host{0x9280188D, 0x0E8E, 0x4867, {0xB3, 0x0C, 0x7F, 0xA8, 0x38, 0x84, 0xE8, 0xDE}};
 
-// Only its id is needed to ask for a metadata scope; its declaration comes with the compiler.
-inline constexpr GUID iid_metadata_import{0x7DAC8207, 0xD3AE, 0x4C75, {0x9B, 0x67, 0x92, 0x80, 0x1A, 0x49, 0x7D, 0x44}};
-
 struct IMetaDataDispenser : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE DefineScope(REFCLSID class_id, DWORD flags, REFIID interface_id,
                                                   IUnknown** scope) = 0;

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "qv/com/metadata_import.h"
 #include "qv/com/runtime_interfaces.h"
 #include "qv/com/unimplemented.h"
 #include "tests/support/com/counted_object.h"
@@ -158,7 +159,7 @@ public:
     explicit fake_scope(com_script& script) : counted_object(script) {}
 
 private:
-    bool matches(REFIID id) const override { return IsEqualGUID(id, com::iid_metadata_import); }
+    bool matches(REFIID id) const override { return IsEqualGUID(id, com::iid_of<com::IMetaDataImport>); }
 };
 
 class fake_dispenser : public counted_object<com::IMetaDataDispenser> {
@@ -169,7 +170,7 @@ public:
     HRESULT STDMETHODCALLTYPE OpenScope(const WCHAR* file, DWORD flags, REFIID id, IUnknown** scope) override {
         *scope = nullptr;
         if (const HRESULT failure = module_.result_of("OpenScope"); FAILED(failure)) return failure;
-        if (flags != 0 || !IsEqualGUID(id, com::iid_metadata_import)) return E_INVALIDARG;
+        if (flags != 0 || !IsEqualGUID(id, com::iid_of<com::IMetaDataImport>)) return E_INVALIDARG;
         module_.opened_image = file;
         *scope = new fake_scope(module_);
         return S_OK;
