@@ -60,10 +60,12 @@ std::vector<document_symbols> read_documents(session& server, std::uint32_t modu
     std::vector<document_symbols> documents;
     for (const std::uint32_t id : ids) {
         auto found = server.get_document(module_id, id);
+        document_symbols& entry = documents.emplace_back();
+        entry.id = id;
         if (found.ok())
-            documents.push_back({id, std::move(found).value(), {}});
+            entry.content = std::move(found).value();
         else
-            documents.push_back({id, {}, found.error()});
+            entry.error = found.error();
     }
     return documents;
 }

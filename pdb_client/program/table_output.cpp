@@ -32,9 +32,17 @@ std::string offset_text(std::uint32_t offset) {
     return "IL_" + digits.substr(std::min<std::size_t>(digits.find_first_not_of('0'), 4));
 }
 
+// "[2]"
+std::string bracketed(std::uint32_t id) {
+    std::string text("[");
+    text += std::to_string(id);
+    text += ']';
+    return text;
+}
+
 // "[2] C:\src\a.cs", cut on the left to fit.
 std::string document_label(std::uint32_t id, const std::vector<document_symbols>& documents, std::size_t width) {
-    const std::string number = "[" + std::to_string(id) + "]";
+    const std::string number = bracketed(id);
     const auto found =
         std::lower_bound(documents.begin(), documents.end(), id,
                          [](const document_symbols& entry, std::uint32_t wanted) { return entry.id < wanted; });
@@ -126,12 +134,11 @@ std::string method_table_text(const method_symbols& method, const std::vector<do
 
 std::string documents_table(const std::vector<document_symbols>& documents) {
     if (documents.empty()) return "no documents\n";
-    const std::size_t id_width =
-        std::to_string(documents.back().id).size() + 2;  // with brackets; the last is the widest
+    const std::size_t id_width = bracketed(documents.back().id).size();  // the last is the widest
     std::string text;
     for (const document_symbols& entry : documents) {
         if (!entry.error.empty()) continue;
-        text += right("[" + std::to_string(entry.id) + "]", id_width) + " " + printable(entry.content.url) + "\n";
+        text += right(bracketed(entry.id), id_width) + " " + printable(entry.content.url) + "\n";
         text += std::string(id_width + 1, ' ');
         text += entry.content.checksum.empty()
                     ? "no checksum"
@@ -143,9 +150,9 @@ std::string documents_table(const std::vector<document_symbols>& documents) {
 
 std::string dump_table(const module_symbols& symbols) {
     std::string text = header(symbols);
-    if (!symbols.documents->empty()) text += "\n" + documents_table(*symbols.documents);
+    if (!symbols.documents->empty()) text.append("\n").append(documents_table(*symbols.documents));
     for (const method_symbols& method : *symbols.methods)
-        if (method.error.empty()) text += "\n" + method_table_text(method, *symbols.documents);
+        if (method.error.empty()) text.append("\n").append(method_table_text(method, *symbols.documents));
     return text;
 }
 

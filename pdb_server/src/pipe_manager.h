@@ -1,0 +1,38 @@
+// Serves any number of clients of one named pipe. Windows only.
+//
+// Every client is served on a worker thread of its own, which owns one instance of the pipe: it waits for a client,
+// runs the conversation, disconnects and waits again. A few idle workers always wait, so that a new client finds one at
+// once; surplus ones retire after some seconds. No failure of one client, or of one worker, touches the others.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "core/src/bridges/packet_reader.h"
+#include "core/src/bridges/packet_writer.h"
+
+namespace qv::profiler::pdb_server {
+
+// One per server run; shared by all workers, which call the functions at the same time.
+struct pipe_manager_params {
+    // The pipe is "\\.\pipe\" + this.
+    std::wstring pipe_name;
+
+    // True once the server must stop; asked often, so it must be cheap.
+    std::function<bool()> stop;
+
+    // The conversation with one connected client. Returns when it is over; an exception ends only this connection.
+    std::function<void(const std::function<bool()>& stop, const std::function<bool(int)>& wait, packet_reader* reader,
+                       packet_writer* writer)>
+        process_commands;
+};
+
+// Runs until `params.stop` answers true and every worker has ended. Clients that are in a conversation then have 200 ms
+// to end it; after that no worker waits for its client any more. `ready` is called once, on the calling thread, as soon
+// as the first worker waits for a client.
+//
+// Throws what kept the first worker from waiting at all, and what `ready` throws, after every worker has ended. Later
+// failures are logged and made good.
+void run_pipes(const pipe_manager_params& params, const std::function<void()>& ready);
+
+}  // namespace qv::profiler::pdb_server

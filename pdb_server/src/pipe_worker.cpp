@@ -1,0 +1,193 @@
+// The worker threads of the pipe manager.
+#include <windows.h>
+// after <windows.h>
+#include <objbase.h>
+#include <process.h>
+
+#include <cstdlib>
+#include <optional>
+
+#include "common/security.h"
+#include "core/src/stream/NamedPipeStream.h"
+#include "pdb_server/src/pipe_manager_state.h"
+#include "qv/diagnostics/exception.h"
+
+namespace qv::profiler::pdb_server {
+namespace {
+
+constexpr const char* source = "pdb_server/src/pipe_manager";
+constexpr const char* context = "S::WorkThread";
+
+constexpr DWORD shortest_idle_ms = 2500;
+constexpr int idle_spread_ms = 2500;
+constexpr unsigned tolerated_connect_failures = 1;
+
+// The thread's COM apartment, multithreaded.
+class com_apartment {
+public:
+    com_apartment() {
+        const HRESULT result = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+        if (FAILED(result))
+            throw_hresult_error(
+                "Can't initialize COM", result,
+                "unsigned int __cdecl qv::profiler::pdb_server::`anonymous-namespace'::do_work_thread(void *)", source,
+                __LINE__);
+    }
+    ~com_apartment() { CoUninitialize(); }
+    com_apartment(const com_apartment&) = delete;
+    com_apartment& operator=(const com_apartment&) = delete;
+};
+
+// Counts its worker as a listener while it lives.
+class listening {
+public:
+    explicit listening(pipe_manager_state& state) : count_(state.listener_count), since_(GetTickCount()) {
+        ++count_;
+        state.note_listener();
+    }
+    ~listening() { --count_; }
+    listening(const listening&) = delete;
+    listening& operator=(const listening&) = delete;
+
+    DWORD milliseconds() const noexcept { return GetTickCount() - since_; }
+
+private:
+    std::atomic<std::uint32_t>& count_;
+    DWORD since_;
+};
+
+class worker {
+public:
+    explicit worker(pipe_manager_state& state) : state_(state), pipe_(state.abandon_event.get()) {}
+
+    void run() {
+        std::srand(GetTickCount());
+        create_pipe();
+        write_host_record(context, "listen");
+        listening_.emplace(state_);
+        const DWORD idle_limit = shortest_idle_ms + static_cast<DWORD>(std::rand() % idle_spread_ms);
+        while (!state_.stopping() && !is_surplus(idle_limit))
+            if (connect()) serve_client();
+    }
+
+private:
+    void create_pipe() {
+        security_attributes attributes;
+        pipe_.Create(state_.params.pipe_name, file_access::read_write, true, NamedPipeStream::unlimited_instances,
+                     NamedPipeStream::buffer_size, NamedPipeStream::buffer_size, NamedPipeStream::default_time_out,
+                     attributes.get());
+    }
+
+    bool is_surplus(DWORD idle_limit) const {
+        return state_.listener_count > wanted_listeners && listening_->milliseconds() >= idle_limit;
+    }
+
+    // A client that leaves while it is being connected fails the call, and the instance is made ready for the next one.
+    // Failures without a break between them are not the clients' doing and end the worker.
+    bool connect() {
+        try {
+            const bool connected = pipe_.Connect(0);
+            connect_failures_ = 0;
+            return connected;
+        } catch (const exception&) {
+            if (++connect_failures_ > tolerated_connect_failures) throw;
+            log::write_warning();
+        }
+        disconnect();
+        return false;
+    }
+
+    void serve_client() {
+        write_host_record(context, "connected");
+        listening_.reset();
+        replace_listener();
+        converse();
+        flush();
+        disconnect();
+        write_host_record(context, "disconnected");
+        listening_.emplace(state_);
+    }
+
+    void replace_listener() noexcept {
+        try {
+            if (!state_.stopping() && state_.listener_count < wanted_listeners) run_new_thread(state_);
+        } catch (...) {
+            // The manager goes on trying.
+            state_.note_failure();
+            log::write_error();
+        }
+    }
+
+    void converse() noexcept {
+        try {
+            packet_reader reader(pipe_);
+            packet_writer writer(pipe_);
+            state_.params.process_commands(
+                [this] { return state_.stopping(); },
+                [this](int timeout) { return pipe_.WaitForDataToRead(static_cast<std::uint32_t>(timeout)); }, &reader,
+                &writer);
+        } catch (...) {
+            log::write_error();
+        }
+    }
+
+    // Fails where the client has left already, which is no error: there is nobody to be waited for.
+    void flush() noexcept {
+        try {
+            pipe_.Flush();
+        } catch (...) {
+            log::write_warning();
+        }
+    }
+
+    // An instance that cannot be disconnected serves nobody any more and makes room for a new one.
+    void disconnect() {
+        try {
+            pipe_.Disconnect();
+            return;
+        } catch (...) {
+            log::write_error();
+        }
+        pipe_.Close();
+        create_pipe();
+    }
+
+    pipe_manager_state& state_;
+    NamedPipeStream pipe_;
+    std::optional<listening> listening_;
+    unsigned connect_failures_ = 0;
+};
+
+unsigned __stdcall do_work_thread(void* argument) noexcept {
+    auto& state = *static_cast<pipe_manager_state*>(argument);
+    log::write_state(context, log::state::started);
+    try {
+        const com_apartment com;
+        worker(state).run();
+    } catch (...) {
+        state.note_failure();
+        log::write_error();
+    }
+    const unsigned long remaining = --state.worker_count;
+    write_host_record(context, "exited", [&](log::TextStream& out) { out.key("c").Dec(remaining); });
+    --state.unfinished_count;
+    return 0;
+}
+
+}  // namespace
+
+void run_new_thread(pipe_manager_state& state) {
+    ++state.unfinished_count;
+    const handle_hld thread(reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, &do_work_thread, &state, 0, nullptr)));
+    if (!thread) {
+        --state.unfinished_count;
+        throw_error("Can't create thread",
+                    "void __cdecl qv::profiler::pdb_server::`anonymous-namespace'::run_new_thread(const struct "
+                    "qv::profiler::pdb_server::pipe_manager_params &)",
+                    source, __LINE__);
+    }
+    const unsigned long count = ++state.worker_count;
+    write_host_record("S::RunNewThread", "ok", [&](log::TextStream& out) { out.key("c").Dec(count); });
+}
+
+}  // namespace qv::profiler::pdb_server

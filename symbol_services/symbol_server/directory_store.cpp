@@ -1,0 +1,108 @@
+#include "symbol_services/symbol_server/directory_store.h"
+
+#include <boost/filesystem/operations.hpp>
+
+#include "qv/text/path.h"
+#include "symbol_services/symbol_server/atomic_copy.h"
+#include "symbol_services/symbol_server/existing.h"
+#include "symbol_services/symbol_server/os_file.h"
+#include "symbol_services/symbol_server/path_rules.h"
+#include "symbol_services/symbol_server/pointer_file.h"
+
+namespace qv::symbol_store {
+namespace {
+
+namespace fs = boost::filesystem;
+using text::to_path;
+using text::to_wide;
+
+void trace(const request& wanted, const wchar_t* what, const fs::path& path) {
+    if (wanted.trace) wanted.trace(to_wide(path) + L" - " + what);
+}
+
+// The directory that groups files in a two-tier store. Trailing dots and blanks go, as they do when Win32 makes such a
+// directory; a name that starts with nothing else would lead out of the store.
+std::wstring group_of(const std::wstring& name) {
+    auto group = name.substr(0, 2);
+    while (!group.empty() && (group.back() == L'.' || group.back() == L' ')) group.pop_back();
+    return is_plain_component(group) ? group : std::wstring();
+}
+
+fs::path find_by_pointer(const request& wanted, const fs::path& pointer) {
+    auto target = read_pointer_file(pointer);
+    if (target.empty())
+        trace(wanted, L"leads nowhere", pointer);
+    else if (!file_exists(target))
+        trace(wanted, L"not there, though file.ptr names it", target);
+    else
+        return target;
+    return {};
+}
+
+}  // namespace
+
+bool directory_store::is_reachable() const {
+    return directory_exists(root_);
+}
+
+bool directory_store::is_marked() const {
+    for (const auto* mark : {"pingme.txt", "000Admin", "index2.txt"})
+        if (anything_exists(root_ / mark)) return true;
+    return false;
+}
+
+fs::path directory_store::directory_of(const file_key& key) const {
+    const auto name = to_path(key.name());
+    const auto index = to_path(key.index());
+    if (!file_exists(root_ / "index2.txt")) return root_ / name / index;
+    const auto group = group_of(key.name());
+    return group.empty() ? fs::path() : root_ / to_path(group) / name / index;
+}
+
+find_result directory_store::find(const request& wanted) const {
+    using status = find_result::status;
+    if (!is_reachable()) {
+        trace(wanted, L"store is not there", root_);
+        return {status::unreachable, {}};
+    }
+    const auto directory = directory_of(wanted.key);
+    if (directory.empty()) return {status::absent, {}};
+
+    const auto file = directory / to_path(wanted.key.name());
+    if (file_exists(file)) {
+        trace(wanted, L"found", file);
+        return {status::found, file};
+    }
+    const auto pointer = directory / "file.ptr";
+    if (file_exists(pointer)) {
+        if (const auto target = find_by_pointer(wanted, pointer); !target.empty()) {
+            trace(wanted, L"found by file.ptr", target);
+            return {status::found, target};
+        }
+    }
+    trace(wanted, L"not found", file);
+    return {status::absent, {}};
+}
+
+std::optional<fs::path> directory_store::add(const request& wanted, const fs::path& source) const {
+    const auto directory = directory_of(wanted.key);
+    if (directory.empty()) return std::nullopt;
+    const auto target = directory / to_path(wanted.key.name());
+    if (to_wide(target).size() > wanted.longest_path) {
+        trace(wanted, L"path too long, not copied here", target);
+        return std::nullopt;
+    }
+
+    const bool is_new = !anything_exists(root_);
+    boost::system::error_code error;
+    fs::create_directories(directory, error);
+    if (error || !copy_atomically(source, target)) {
+        trace(wanted, L"could not be copied here", target);
+        return std::nullopt;
+    }
+    if (is_new) os_file::create(root_ / "pingme.txt");
+    trace(wanted, L"copied here", target);
+    return target;
+}
+
+}  // namespace qv::symbol_store

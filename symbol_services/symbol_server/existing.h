@@ -1,0 +1,23 @@
+// What the file system holds, without exceptions: a path that cannot be asked about holds nothing.
+#pragma once
+
+#include <boost/filesystem/operations.hpp>
+
+namespace qv::symbol_store {
+
+inline bool file_exists(const boost::filesystem::path& path) {
+    boost::system::error_code ignored;
+    return boost::filesystem::is_regular_file(path, ignored);
+}
+
+inline bool directory_exists(const boost::filesystem::path& path) {
+    boost::system::error_code ignored;
+    return boost::filesystem::is_directory(path, ignored);
+}
+
+inline bool anything_exists(const boost::filesystem::path& path) {
+    boost::system::error_code ignored;
+    return boost::filesystem::exists(path, ignored);
+}
+
+}  // namespace qv::symbol_store

@@ -1,0 +1,130 @@
+#include "symbol_services/symbol_server/path_rules.h"
+
+#include <algorithm>
+#include <array>
+
+namespace qv::symbol_store {
+namespace {
+
+wchar_t upper(wchar_t unit) noexcept {
+    return unit >= L'a' && unit <= L'z' ? static_cast<wchar_t>(unit - (L'a' - L'A')) : unit;
+}
+
+bool is_separator(wchar_t unit) noexcept {
+    return unit == L'\\' || unit == L'/';
+}
+
+bool is_high_surrogate(wchar_t unit) noexcept {
+    return unit >= 0xD800 && unit <= 0xDBFF;
+}
+
+bool is_low_surrogate(wchar_t unit) noexcept {
+    return unit >= 0xDC00 && unit <= 0xDFFF;
+}
+
+bool is_well_formed(std::wstring_view text) noexcept {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (is_low_surrogate(text[i])) return false;
+        if (!is_high_surrogate(text[i])) continue;
+        if (i + 1 == text.size() || !is_low_surrogate(text[i + 1])) return false;
+        ++i;
+    }
+    return true;
+}
+
+// Only what stands before the first dot decides: "NUL.pdb" is the device too.
+bool is_device_name(std::wstring_view name) noexcept {
+    static constexpr std::array<std::wstring_view, 7> names = {L"CON",    L"PRN",     L"AUX",   L"NUL",
+                                                               L"CONIN$", L"CONOUT$", L"CLOCK$"};
+    // The superscript digits one, two and three count as digits here.
+    static constexpr std::wstring_view digits = L"0123456789\u00B9\u00B2\u00B3";
+
+    auto stem = name.substr(0, name.find(L'.'));
+    while (!stem.empty() && stem.back() == L' ') stem.remove_suffix(1);
+    if (stem.size() == 4 && (starts_with_ignoring_case(stem, L"COM") || starts_with_ignoring_case(stem, L"LPT")))
+        return digits.find(stem[3]) != std::wstring_view::npos;
+    return std::any_of(names.begin(), names.end(), [&](auto device) { return equal_ignoring_case(stem, device); });
+}
+
+// Takes the text up to the next separator, and that separator, off the front of `path`.
+std::wstring_view take_component(std::wstring_view& path) noexcept {
+    const auto end = std::find_if(path.begin(), path.end(), is_separator);
+    const auto component = path.substr(0, static_cast<std::size_t>(end - path.begin()));
+    path.remove_prefix(std::min(component.size() + 1, path.size()));
+    return component;
+}
+
+// Takes two leading separators off the front of `path`: what follows is a host or a namespace.
+bool take_network_prefix(std::wstring_view& path) noexcept {
+    if (path.size() < 2 || !is_separator(path[0]) || !is_separator(path[1])) return false;
+    path.remove_prefix(2);
+    return true;
+}
+
+bool is_drive(std::wstring_view component) noexcept {
+    return component.size() == 2 && component[1] == L':' && upper(component[0]) >= L'A' && upper(component[0]) <= L'Z';
+}
+
+bool is_special_share(std::wstring_view rest) noexcept {
+    take_component(rest);
+    const auto share = take_component(rest);
+    return equal_ignoring_case(share, L"pipe") || equal_ignoring_case(share, L"mailslot");
+}
+
+// Takes the root off the front of `path`; false where it has none.
+bool take_root(std::wstring_view& path) noexcept {
+    if (take_network_prefix(path)) {
+        const auto host = take_component(path);
+        const auto share = take_component(path);
+        return is_plain_component(host) && is_plain_component(share);
+    }
+#ifdef _WIN32
+    if (!is_drive(path.substr(0, 2)) || path.size() < 3 || !is_separator(path[2])) return false;
+    path.remove_prefix(3);
+    return true;
+#else
+    if (path.empty() || path.front() != L'/') return false;
+    path.remove_prefix(1);
+    return true;
+#endif
+}
+
+}  // namespace
+
+bool equal_ignoring_case(std::wstring_view left, std::wstring_view right) noexcept {
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [](wchar_t a, wchar_t b) { return upper(a) == upper(b); });
+}
+
+bool starts_with_ignoring_case(std::wstring_view text, std::wstring_view prefix) noexcept {
+    return equal_ignoring_case(text.substr(0, prefix.size()), prefix);
+}
+
+bool is_plain_component(std::wstring_view name) noexcept {
+    static constexpr std::wstring_view forbidden = L"<>:\"/\\|?*";
+    if (name.empty() || name.size() > longest_component) return false;
+    if (name.back() == L'.' || name.back() == L' ') return false;
+    for (const wchar_t unit : name)
+        if (unit < L' ' || forbidden.find(unit) != std::wstring_view::npos) return false;
+    return is_well_formed(name) && !is_device_name(name);
+}
+
+bool is_device_path(std::wstring_view path) noexcept {
+    if (!take_network_prefix(path)) return false;
+    auto rest = path;
+    const auto host = take_component(rest);
+    if (host == L".") return true;
+    if (host != L"?") return is_special_share(path);
+    const auto drive = take_component(rest);
+    if (is_drive(drive)) return false;
+    return !equal_ignoring_case(drive, L"UNC") || is_special_share(rest);
+}
+
+bool is_plain_absolute_path(std::wstring_view path) noexcept {
+    if (is_device_path(path) || !take_root(path) || path.empty()) return false;
+    while (!path.empty())
+        if (!is_plain_component(take_component(path))) return false;
+    return true;
+}
+
+}  // namespace qv::symbol_store

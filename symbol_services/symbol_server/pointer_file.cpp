@@ -1,0 +1,61 @@
+#include "symbol_services/symbol_server/pointer_file.h"
+
+#include <cstddef>
+#include <stdexcept>
+
+#include "qv/text/path.h"
+#include "qv/text/utf.h"
+#include "symbol_services/symbol_server/os_file.h"
+#include "symbol_services/symbol_server/path_rules.h"
+
+namespace qv::symbol_store {
+namespace {
+
+// Win32 paths have at most 32,767 units; the file may add a little around one.
+constexpr std::size_t longest_text = std::size_t{64} * 1024;
+
+std::wstring_view first_line(std::wstring_view text) {
+    return text.substr(0, text.find_first_of(L"\r\n"));
+}
+
+std::wstring_view trim(std::wstring_view text) {
+    constexpr std::wstring_view blanks = L" \t";
+    const auto begin = text.find_first_not_of(blanks);
+    if (begin == std::wstring_view::npos) return {};
+    return text.substr(begin, text.find_last_not_of(blanks) + 1 - begin);
+}
+
+bool leads_to_pointer(std::wstring_view path) {
+    return equal_ignoring_case(path.substr(path.find_last_of(L"\\/") + 1), L"file.ptr");
+}
+
+boost::filesystem::path parse_wide_pointer(std::wstring_view text) {
+    constexpr std::wstring_view prefix = L"PATH:";
+    if (!text.empty() && text.front() == L'\uFEFF') text.remove_prefix(1);
+    text = trim(first_line(text));
+    if (!starts_with_ignoring_case(text, prefix)) return {};
+    const auto path = trim(text.substr(prefix.size()));
+    if (!is_plain_absolute_path(path) || leads_to_pointer(path)) return {};
+    return qv::text::to_path(std::wstring(path));
+}
+
+}  // namespace
+
+boost::filesystem::path parse_pointer(std::string_view text) {
+    try {
+        return parse_wide_pointer(qv::text::to_utf16(std::string(text)));
+    } catch (const std::runtime_error&) {
+        return {};
+    }
+}
+
+boost::filesystem::path read_pointer_file(const boost::filesystem::path& path) {
+    auto file = os_file::open(path);
+    const auto size = file.size();
+    if (!size || *size > longest_text) return {};
+    std::string text(static_cast<std::size_t>(*size), '\0');
+    if (!file.read(text.data(), text.size())) return {};
+    return parse_pointer(text);
+}
+
+}  // namespace qv::symbol_store

@@ -1,0 +1,159 @@
+#include "symbol_services/symbol_server/service.h"
+
+#include <boost/filesystem/path.hpp>
+#include <cstring>
+#include <mutex>
+#include <vector>
+
+#include "qv/text/path.h"
+#include "symbol_services/symbol_server/code_page.h"
+#include "symbol_services/symbol_server/lookup.h"
+#include "symbol_services/symbol_server/path_rules.h"
+
+namespace qv::symbol_store::service {
+namespace {
+
+using callback_function = BOOL(CALLBACK*)(UINT_PTR action, ULONG64 data, ULONG64 context);
+
+constexpr UINT_PTR action_trace = 1;
+
+struct shared_options {
+    std::mutex mutex;
+    option_values values;
+};
+
+shared_options& shared() {
+    static shared_options instance;
+    return instance;
+}
+
+option_values current_options() {
+    auto& options = shared();
+    const std::lock_guard lock(options.mutex);
+    return options.values;
+}
+
+// The directory of this library, whoever loaded it.
+std::wstring library_directory() {
+    HMODULE library = nullptr;
+    constexpr DWORD flags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+    if (!GetModuleHandleExW(flags, reinterpret_cast<LPCWSTR>(&library_directory), &library)) return {};
+    std::wstring path(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD length = GetModuleFileNameW(library, path.data(), static_cast<DWORD>(path.size()));
+        if (length < path.size()) {
+            path.resize(length);
+            return text::to_wide(text::to_path(path).parent_path());
+        }
+        path.resize(path.size() * 2);
+    }
+}
+
+std::vector<store_chain> open_search_string(const std::wstring& text, const option_values& options) {
+    auto default_store = options.default_store();
+    if (default_store.empty()) default_store = library_directory() + L"\\sym";
+    return open_stores(parse_search_string(text, default_store));
+}
+
+std::function<void(const std::wstring&)> make_trace(const option_values& options) {
+    if (!options.is_on(option::trace)) return {};
+    const auto context = options.value(option::callback_context).value_or(0);
+    if (options.is_on(option::wide_callback)) {
+        const auto function = as_pointer<callback_function>(*options.value(option::wide_callback));
+        return
+            [=](const std::wstring& line) { function(action_trace, reinterpret_cast<ULONG64>(line.c_str()), context); };
+    }
+    if (options.is_on(option::callback)) {
+        const auto function = as_pointer<callback_function>(*options.value(option::callback));
+        return [=](const std::wstring& line) {
+            const auto narrow = to_readable_code_page(line);
+            function(action_trace, reinterpret_cast<ULONG64>(narrow.c_str()), context);
+        };
+    }
+    return {};
+}
+
+DWORD to_error(lookup_status status) {
+    switch (status) {
+        case lookup_status::found: return ERROR_SUCCESS;
+        case lookup_status::absent: return ERROR_FILE_NOT_FOUND;
+        case lookup_status::unreachable: return ERROR_PATH_NOT_FOUND;
+        case lookup_status::too_long: break;
+    }
+    return ERROR_INSUFFICIENT_BUFFER;
+}
+
+DWORD test_stores(const std::wstring& search_string, bool (store::*test)() const) {
+    for (const auto& chain : open_search_string(search_string, current_options()))
+        for (const auto& place : chain)
+            if (((*place).*test)()) return ERROR_SUCCESS;
+    return ERROR_PATH_NOT_FOUND;
+}
+
+template <class Value>
+Value read_unaligned(const void* from) {
+    Value value;
+    std::memcpy(&value, from, sizeof value);
+    return value;
+}
+
+}  // namespace
+
+DWORD set_options(UINT_PTR options, ULONG64 value, const std::wstring& text) {
+    auto& all = shared();
+    const std::lock_guard lock(all.mutex);
+    switch (all.values.set(options, value, text)) {
+        case set_outcome::done: return ERROR_SUCCESS;
+        case set_outcome::unsupported: return ERROR_NOT_SUPPORTED;
+        case set_outcome::misused: break;
+    }
+    return ERROR_INVALID_PARAMETER;
+}
+
+UINT_PTR get_options() {
+    return current_options().bits();
+}
+
+std::optional<ULONG64> get_option_value(UINT_PTR option) {
+    return current_options().value(option);
+}
+
+void close() {
+    auto& options = shared();
+    const std::lock_guard lock(options.mutex);
+    options.values.forget_callback();
+}
+
+outcome<std::wstring> make_index(const void* id, DWORD second, DWORD third) {
+    const auto kind = current_options().kind_of_id();
+    if (kind == id_kind::dword) {
+        const auto number = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(id));
+        return {ERROR_SUCCESS, format_index(number, second, third)};
+    }
+    if (id == nullptr) return {ERROR_INVALID_PARAMETER, {}};
+    if (kind == id_kind::dword_pointer)
+        return {ERROR_SUCCESS, format_index(read_unaligned<std::uint32_t>(id), second, third)};
+    return {ERROR_SUCCESS, format_index(read_unaligned<GUID>(id), second, third)};
+}
+
+outcome<std::wstring> find(const std::wstring& search_string, const std::wstring& name, const std::wstring& index) {
+    if (name.size() > longest_component || index.size() > longest_component) return {ERROR_FILENAME_EXCED_RANGE, {}};
+    auto key = file_key::make(name, index);
+    if (!key) return {ERROR_INVALID_PARAMETER, {}};
+
+    const auto options = current_options();
+    const request wanted = {std::move(*key), longest_path, make_trace(options)};
+    const auto copying = options.is_on(option::no_copy) ? copy_policy::never : copy_policy::into_first_tier;
+    const auto result = find_file(open_search_string(search_string, options), wanted, copying);
+    return {to_error(result.status), text::to_wide(result.path)};
+}
+
+DWORD ping(const std::wstring& search_string) {
+    return test_stores(search_string, &store::is_reachable);
+}
+
+DWORD is_store(const std::wstring& search_string) {
+    return test_stores(search_string, &store::is_marked);
+}
+
+}  // namespace qv::symbol_store::service
