@@ -89,7 +89,7 @@ TEST_P(Endings, EndsTheConnection) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, Endings, ::testing::ValuesIn(endings()),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& test) { return test.param.name; });
 
 TEST_F(Conversation, QuitEndsTheLoopWithoutReadingFurther) {
     send(handshake() + packet(0xFF, {0x80, 0x85}) + packet(0x32));

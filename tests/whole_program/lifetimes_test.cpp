@@ -89,6 +89,6 @@ TEST_P(Lifetimes, ControlCEndsTheServer) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Clients, Lifetimes, ::testing::ValuesIn(client_states()),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& test) { return test.param.name; });
 
 }  // namespace

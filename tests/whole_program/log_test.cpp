@@ -84,7 +84,7 @@ TEST_P(LogOfARun, HoldsWhatTheMaskAsksFor) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Masks, LogOfARun, ::testing::Values(0, 1, 16, 17),
-                         [](const auto& info) { return "Mask" + std::to_string(info.param); });
+                         [](const auto& test) { return "Mask" + std::to_string(test.param); });
 
 TEST(LogOfACommand, NamesItsStepsInOrder) {
     const std::vector<std::string> lines = lines_of(log_of_a_run(17));

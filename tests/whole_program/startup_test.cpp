@@ -53,6 +53,6 @@ INSTANTIATE_TEST_SUITE_P(
                 1,
                 "Symbol server path doesn't exist\r\n"},
         failure{"DirectoryWithoutSymbolServer", {L"--symsrv_dir", L"C:\\windows"}, 1, "Symbol server wasn't loaded"}),
-    [](const auto& info) { return info.param.name; });
+    [](const auto& test) { return test.param.name; });
 
 }  // namespace

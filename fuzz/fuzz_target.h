@@ -1,0 +1,67 @@
+// What the fuzz targets share.
+//
+// Each target is one function over bytes. libFuzzer calls it without end; the replay test calls it with the target's
+// seeds and with a fixed number of mutations of them, so that every sanitizer run exercises it for a moment.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <ios>
+#include <stdexcept>
+#include <typeinfo>
+#include <utility>
+#include <vector>
+
+#include "qv/diagnostics/exception.h"
+
+namespace qv::fuzz {
+
+using bytes = std::vector<unsigned char>;
+
+// Whether the input was taken. Rejection is by an error that bad input may cause; any other exception leaves the
+// target, which is a finding, and so does a broken promise.
+enum class outcome { rejected, accepted };
+
+struct target {
+    const char* name;
+    outcome (*run)(const unsigned char* data, std::size_t size);
+    std::vector<bytes> (*seeds)();  // inputs that are accepted
+};
+
+// The target of this program; each target's source defines it.
+extern const target the_target;
+
+// Ends the program when the code under test breaks a promise.
+inline void require(bool promise, const char* text) {
+    if (promise) return;
+    std::fprintf(stderr, "broken promise: %s\n", text);
+    std::abort();
+}
+
+// Runs the action; rejected when it ends with an error that bad input may cause: the system's own, malformed text, or
+// the decompression library's.
+template <class Action>
+outcome attempt(Action&& action) {
+    try {
+        std::forward<Action>(action)();
+        return outcome::accepted;
+    } catch (const qv::exception&) {
+        return outcome::rejected;
+    } catch (const std::ios_base::failure&) {
+        return outcome::rejected;
+    } catch (const std::runtime_error& error) {
+        if (typeid(error) != typeid(std::runtime_error) && typeid(error) != typeid(std::range_error)) throw;
+        return outcome::rejected;
+    }
+}
+
+}  // namespace qv::fuzz
+
+#define QV_FUZZ_TARGET(name, run, seeds)                                                \
+    const qv::fuzz::target qv::fuzz::the_target = {name, run, seeds};                   \
+    extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) { \
+        run(data, size);                                                                \
+        return 0;                                                                       \
+    }

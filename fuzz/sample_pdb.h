@@ -1,0 +1,35 @@
+// Portable PDBs and images that the seeds are made of.
+#pragma once
+
+#include "tests/support/builders/pe_builder.h"
+#include "tests/support/builders/portable_pdb_builder.h"
+
+namespace qv::fuzz {
+
+constexpr GUID sample_mvid = {0x11111111, 0x2222, 0x3333, {4, 4, 4, 4, 4, 4, 4, 4}};
+constexpr GUID sample_pdb_guid = {0xAAAAAAAA, 0xBBBB, 0xCCCC, {13, 13, 13, 13, 13, 13, 13, 13}};
+constexpr std::uint32_t sample_stamp = 0x5EED5EED;
+
+// Every kind of content that a query can meet: several documents, hidden points, a document record, Source Link.
+inline test::portable_pdb_builder sample_pdb() {
+    test::portable_pdb_builder builder(sample_pdb_guid, sample_stamp);
+    builder.metadata().pdb(sample_pdb_guid, sample_stamp, {{0x00, 1}, {0x06, 4}});
+    builder.document("/src/\xC3\xA4/a.cs", test::sha256, test::bytes(32, 7));
+    builder.document("C:/b.cs", test::sha1, test::bytes(20, 8));
+    builder.document("c.cs");
+    builder.method(1, {{0, 10, 5, 10, 6}, test::hidden_point(4), {5, 300, 1, 301, 200}, {70'000, 2, 2, 4, 1}});
+    builder.method(2, {});
+    builder.method_with_blob(0, {0, 2, 0, 0, 1, 20, 3, 0, 1, 2, 1, 1, 1, 0x7F});
+    builder.custom(3, test::sha1, {1, 2, 3});
+    builder.source_link("{\"documents\":{\"/src/*\":\"https://example.com/*\"}}");
+    return builder;
+}
+
+inline test::pe_builder sample_image(test::pe_kind kind) {
+    test::pe_builder builder(kind);
+    builder.metadata(test::image_metadata(sample_mvid, 4).build());
+    builder.codeview(sample_pdb_guid, sample_stamp, "C:\\x\\a.pdb").embedded(sample_pdb().build());
+    return builder;
+}
+
+}  // namespace qv::fuzz

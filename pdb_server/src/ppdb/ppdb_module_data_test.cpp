@@ -1,0 +1,311 @@
+#include "pdb_server/src/ppdb/ppdb_module_data.h"
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+
+#include "pdb_server/src/ppdb/document_name.h"
+#include "qv/text/utf.h"
+#include "tests/support/builders/failure.h"
+#include "tests/support/builders/portable_pdb_builder.h"
+
+namespace qv::profiler::pdb_server {
+namespace {
+
+using test::byte_writer;
+using test::bytes;
+using test::failure_of;
+using test::hidden;
+using test::hidden_point;
+using test::point;
+using test::portable_pdb_builder;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using numbers = std::vector<std::uint32_t>;
+
+constexpr std::uint32_t method = 0x06000000;
+
+std::unique_ptr<ppdb_module_data> load(const bytes& block) {
+    return std::make_unique<ppdb_module_data>(GUID{}, std::make_unique<metadata_container>(bytes(block)));
+}
+
+std::unique_ptr<ppdb_module_data> load(const portable_pdb_builder& builder) {
+    return load(builder.build());
+}
+
+portable_pdb_builder pdb() {
+    return {GUID{}, 0};
+}
+
+numbers offsets_of(module_data& module, std::uint32_t token) {
+    numbers offsets = {99};
+    module.get_method_offsets(token, offsets);
+    return offsets;
+}
+
+// The points of a method as rows of IL offset, document, start line, start column, end line, end column.
+std::vector<numbers> points_of(module_data& module, std::uint32_t token) {
+    const numbers offsets = offsets_of(module, token);
+    numbers columns[5] = {{9}, {9}, {9}, {9}, {9}};
+    module.get_method_ranges(token, columns[0], columns[1], columns[2], columns[3], columns[4]);
+    std::vector<numbers> points;
+    for (std::size_t i = 0; i < offsets.size(); ++i) {
+        points.push_back({offsets[i]});
+        for (const numbers& column : columns) points.back().push_back(column.at(i));
+    }
+    for (const numbers& column : columns) EXPECT_EQ(column.size(), offsets.size());
+    return points;
+}
+
+std::vector<numbers> points_of_blob(std::uint32_t document, const bytes& blob) {
+    portable_pdb_builder builder = pdb();
+    builder.method_with_blob(document, blob);
+    return points_of(*load(builder), method | 1);
+}
+
+TEST(SequencePoints, AreGivenInBlobOrder) {
+    portable_pdb_builder builder = pdb();
+    const std::vector<point> points = {
+        {0, 10, 5, 10, 6}, {1, 11, 9, 14, 2}, hidden_point(300), {301, 9, 1, 9, 80}, {70'000, 500, 300, 501, 1}};
+    builder.method(4, points);
+    EXPECT_THAT(
+        points_of(*load(builder), method | 1),
+        ElementsAre(numbers{0, 4, 10, 5, 10, 6}, numbers{1, 4, 11, 9, 14, 2}, numbers{300, 4, hidden, 0, hidden, 0},
+                    numbers{301, 4, 9, 1, 9, 80}, numbers{70'000, 4, 500, 300, 501, 1}));
+}
+
+TEST(SequencePoints, MethodIsFoundByTheLowBitsOfItsToken) {
+    portable_pdb_builder builder = pdb();
+    builder.method(1, {});
+    builder.method(1, {hidden_point(7)});
+    const auto module = load(builder);
+    EXPECT_THAT(offsets_of(*module, method | 1), IsEmpty());
+    EXPECT_THAT(points_of(*module, method | 1), IsEmpty());
+    EXPECT_THAT(offsets_of(*module, method | 2), ElementsAre(7));
+    EXPECT_THAT(offsets_of(*module, 0xFF000002), ElementsAre(7));
+    EXPECT_EQ(failure_of([&] { offsets_of(*module, method); }), "Zero table index");
+    EXPECT_EQ(failure_of([&] { offsets_of(*module, method | 3); }), "Too large table index");
+}
+
+TEST(SequencePoints, NoneWithoutDebugInformationForMethods) {
+    const auto module = load(pdb());
+    for (const std::uint32_t row : {0u, 1u, 0xFFFFFFu}) EXPECT_THAT(points_of(*module, method | row), IsEmpty());
+}
+
+TEST(SequencePoints, VisiblePointAfterHiddenOnesIsAbsolute) {
+    portable_pdb_builder builder = pdb();
+    builder.method(1, {hidden_point(0), hidden_point(2), {3, 100'000, 5, 100'002, 3}});
+    EXPECT_THAT(points_of(*load(builder), method | 1),
+                ElementsAre(numbers{0, 1, hidden, 0, hidden, 0}, numbers{2, 1, hidden, 0, hidden, 0},
+                            numbers{3, 1, 100'000, 5, 100'002, 3}));
+}
+
+TEST(SequencePoints, DocumentRecordsChangeTheDocumentOfWhatFollows) {
+    byte_writer blob;
+    blob.packed(0).packed(8);                                 // local signature, initial document
+    blob.packed(4).packed(0).packed(0);                       // hidden
+    blob.packed(0).packed(300).packed(0).packed(9);           // two document records
+    blob.packed(2).packed(0).packed(1).packed(20).packed(3);  // visible
+    EXPECT_THAT(points_of_blob(0, blob.data()),
+                ElementsAre(numbers{4, 8, hidden, 0, hidden, 0}, numbers{6, 9, 20, 3, 20, 4}));
+}
+
+TEST(SequencePoints, FirstOffsetMayBeZeroAndIsNoDocumentRecord) {
+    EXPECT_THAT(points_of_blob(3, byte_writer().packed(0).packed(0).packed(0).packed(0).data()),
+                ElementsAre(numbers{0, 3, hidden, 0, hidden, 0}));
+}
+
+TEST(SequencePoints, PositionsWrapAt32Bits) {
+    byte_writer blob;
+    blob.packed(0);
+    blob.packed(1).packed(0).packed(1).packed(1).packed(1);
+    blob.packed(1).packed(0).packed(1).packed_signed(-3).packed_signed(-2);
+    EXPECT_THAT(points_of_blob(1, blob.data()),
+                ElementsAre(numbers{1, 1, 1, 1, 1, 2}, numbers{2, 1, 0xFFFFFFFE, 0xFFFFFFFF, 0xFFFFFFFE, 0}));
+}
+
+TEST(SequencePoints, BlobCutAnywhereButBetweenRecordsFails) {
+    const bytes records = test::sequence_point_records({{0, 300, 300, 301, 1}, {400, 1000, 1, 1002, 7}});
+    const bytes blob = byte_writer().packed(0).append(records).data();
+    const std::size_t first_end = 1 + test::sequence_point_records({{0, 300, 300, 301, 1}}).size();
+    for (std::size_t size = 1; size < blob.size(); ++size) {
+        const bytes cut(blob.begin(), blob.begin() + static_cast<std::ptrdiff_t>(size));
+        EXPECT_EQ(failure_of([&] { points_of_blob(1, cut); }), size == first_end ? "(no failure)" : "End of region")
+            << size;
+    }
+}
+
+TEST(SequencePoints, BlobMustLieInTheHeap) {
+    portable_pdb_builder builder = pdb();
+    builder.metadata().add_row(0x31, {1, builder.metadata().raw_blob({0x7F})});
+    EXPECT_EQ(failure_of([&] { offsets_of(*load(builder), method | 1); }), "Out of arent region");
+}
+
+struct document {
+    std::string name;
+    GUID algorithm;
+    bytes hash;
+};
+
+document document_of(module_data& module, std::uint32_t id) {
+    std::wstring name = L"before";
+    GUID algorithm = test::sha1;
+    bytes hash = {9};
+    module.get_document(id, name, algorithm, hash);
+    return {text::to_utf8(name), algorithm, hash};
+}
+
+TEST(Documents, HaveNameAlgorithmAndHash) {
+    portable_pdb_builder builder = pdb();
+    builder.document("/src/a.cs", test::sha256, bytes(32, 7));
+    builder.document("C:/x/\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80.cs");
+    const auto module = load(builder);
+    const document first = document_of(*module, 1);
+    EXPECT_EQ(first.name, "/src/a.cs");
+    EXPECT_EQ(first.algorithm, test::sha256);
+    EXPECT_EQ(first.hash, bytes(32, 7));
+    const document second = document_of(*module, 2);
+    EXPECT_EQ(second.name, "C:/x/\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80.cs");
+    EXPECT_EQ(second.algorithm, GUID{});
+    EXPECT_THAT(second.hash, IsEmpty());
+    EXPECT_EQ(failure_of([&] { document_of(*module, 0); }), "Zero table index");
+    EXPECT_EQ(failure_of([&] { document_of(*module, 3); }), "Too large table index");
+}
+
+TEST(Documents, WithoutTheTableOnlyTheAlgorithmIsLeftAsItWas) {
+    const document none = document_of(*load(pdb()), 1);
+    EXPECT_EQ(none.name, "");
+    EXPECT_EQ(none.algorithm, test::sha1);
+    EXPECT_THAT(none.hash, IsEmpty());
+}
+
+TEST(Documents, AlgorithmMustBeInTheHeap) {
+    portable_pdb_builder builder = pdb();
+    builder.metadata().add_row(0x30, {builder.metadata().blob("/"), 5});
+    EXPECT_EQ(failure_of([&] { document_of(*load(builder), 1); }), "End of region");
+}
+
+// A PDB whose blob heap holds the parts "src" at 5 and "a.cs" at 9, and one document with this name blob.
+std::string name_of(const bytes& name_blob) {
+    portable_pdb_builder builder = pdb();
+    builder.metadata().raw_blob({0, 0, 0, 0});
+    builder.metadata().blob("src");
+    builder.metadata().blob("a.cs");
+    builder.metadata().blob("\xC3\x28");  // at 14: no continuation byte
+    builder.metadata().blob("\xE2\x82");  // at 17: ends inside a character
+    builder.metadata().blob("\x80");      // at 20
+    builder.metadata().raw_blob({0x7F});  // at 22: leaves the heap
+    builder.document_with_name(name_blob);
+    return document_of(*load(builder), 1).name;
+}
+
+TEST(DocumentNames, PartsAreJoinedByTheSeparator) {
+    EXPECT_EQ(name_of({'/', 5, 9}), "src/a.cs");
+    EXPECT_EQ(name_of({'/', 0, 5, 9}), "/src/a.cs");
+    EXPECT_EQ(name_of({'\\', 5, 0, 0}), "src\\\\");
+    EXPECT_EQ(name_of({0, 5, 9}), "srca.cs");
+    EXPECT_EQ(name_of({0xC3, 0xA4, 5, 9}),
+              "src\xC3\xA4"
+              "a.cs");
+    EXPECT_EQ(name_of({'/', 0x80, 5, 0xC0, 0, 0, 9}), "src/a.cs");
+    EXPECT_EQ(name_of({'/'}), "");
+}
+
+TEST(DocumentNames, Failures) {
+    struct {
+        bytes blob;
+        const char* message;
+    } const cases[] = {
+        {{}, "End of region"},
+        {{0xC3}, "End of region"},
+        {{0x80, 5}, "Unexpected UTF8 slave symbol at master position"},
+        {{0xFF, 5}, "Invalid UTF8 master symbol"},
+        {{0xC3, 0x28, 5}, "bad conversion"},
+        {{'/', 0x80}, "End of region"},
+        {{'/', 14}, "bad conversion"},
+        {{'/', 17}, "End of region"},
+        {{'/', 20}, "Unexpected UTF8 slave symbol at master position"},
+        {{'/', 22}, "Out of arent region"},
+        {{'/', 0xBF, 0xFF}, "End of region"},
+    };
+    for (const auto& item : cases) EXPECT_EQ(failure_of([&] { name_of(item.blob); }), item.message);
+}
+
+TEST(DocumentNames, CannotGrowWithoutEnd) {
+    portable_pdb_builder builder = pdb();
+    builder.metadata().heap_sizes(4);
+    const std::uint32_t half = builder.metadata().blob(std::string(max_document_name / 2, 'x'));
+    const auto name = [&](unsigned parts, unsigned char separator) {
+        byte_writer blob;
+        blob.u8(separator);
+        for (unsigned i = 0; i < parts; ++i) blob.packed(half);
+        return blob.data();
+    };
+    builder.document_with_name(name(2, 0));
+    builder.document_with_name(name(2, '/'));
+    const auto module = load(builder);
+    EXPECT_EQ(document_of(*module, 1).name.size(), max_document_name);
+    EXPECT_EQ(failure_of([&] { document_of(*module, 2); }), "Too long document name");
+}
+
+bytes source_server_data(const portable_pdb_builder& builder) {
+    bytes data = {1};
+    load(builder)->get_source_server_data(data);
+    return data;
+}
+
+TEST(SourceLink, IsTheValueOfTheModulesRecord) {
+    portable_pdb_builder builder = pdb();
+    EXPECT_THAT(source_server_data(builder), IsEmpty());
+    builder.custom(test::module_parent, test::sha1, {1, 2, 3});
+    EXPECT_THAT(source_server_data(builder), IsEmpty());
+    builder.source_link("{\"documents\":{}}");
+    builder.source_link("{\"documents\":{\"second\":\"\"}}");
+    EXPECT_EQ(source_server_data(builder), byte_writer().text("{\"documents\":{}}").data());
+}
+
+TEST(SourceLink, FirstRecordMustBelongToTheModule) {
+    struct {
+        std::uint32_t parent;
+        const char* message;
+    } const cases[] = {{1 << 5 | 0, "Invalid parent index type"},
+                       {1 << 5 | 31, "Invalid parent index type"},
+                       {2 << 5 | 7, "Invalid parent index rid"},
+                       {0 << 5 | 7, "Invalid parent index rid"}};
+    for (const auto& item : cases) {
+        portable_pdb_builder builder = pdb();
+        builder.custom(item.parent, test::source_link_kind, {1});
+        builder.source_link("{}");
+        EXPECT_EQ(failure_of([&] { source_server_data(builder); }), item.message);
+    }
+}
+
+TEST(SourceLink, WideParentIsDecoded) {
+    portable_pdb_builder builder = pdb();
+    builder.metadata().add_rows(0x30, 2048).wide_indexes({26});
+    builder.source_link("{}");
+    EXPECT_EQ(source_server_data(builder), byte_writer().text("{}").data());
+}
+
+TEST(SourceLink, RecordWithoutAKindBeforeItFails) {
+    portable_pdb_builder builder = pdb();
+    builder.custom(test::module_parent, {}, {1});
+    builder.source_link("{}");
+    EXPECT_EQ(failure_of([&] { source_server_data(builder); }), "Zero #GUID stream index");
+}
+
+TEST(PpdbModuleData, FailedQueryLeavesTheModuleUsable) {
+    portable_pdb_builder builder = pdb();
+    builder.method(1, {hidden_point(7)});
+    const auto module = load(builder);
+    EXPECT_EQ(failure_of([&] { offsets_of(*module, method | 2); }), "Too large table index");
+    EXPECT_THAT(offsets_of(*module, method | 1), ElementsAre(7));
+}
+
+TEST(MetadataContainer, NeedsThePdbStream) {
+    EXPECT_EQ(failure_of([] { load(test::image_metadata({}).build()); }), "Metadata doesn't containt PDB information");
+}
+
+}  // namespace
+}  // namespace qv::profiler::pdb_server

@@ -1,0 +1,188 @@
+#include <gtest/gtest.h>
+
+#include "qv/metadata/metadata.h"
+#include "tests/support/builders/failure.h"
+#include "tests/support/builders/metadata_builder.h"
+
+namespace qv::metadata::detail_metadata {
+namespace {
+
+using test::bytes;
+using test::failure_of;
+using test::metadata_builder;
+
+metadata_parser parse(const bytes& block) {
+    return {block.size(), block.data()};
+}
+
+table_row_counts rows(unsigned table, std::uint32_t count) {
+    table_row_counts counts{};
+    counts[table] = count;
+    return counts;
+}
+
+// The most rows that every table may have while indexes of the kind stay narrow.
+struct index_kind {
+    index_flag flag;
+    std::uint32_t narrow_rows;
+    std::vector<unsigned> tables;
+};
+
+const std::vector<unsigned> attribute_tables = {0x06, 0x04, 0x01, 0x02, 0x08, 0x09, 0x0A, 0x00, 0x0E, 0x17, 0x14,
+                                                0x11, 0x1A, 0x1B, 0x20, 0x23, 0x26, 0x27, 0x28, 0x2A, 0x2C, 0x2B};
+
+std::vector<unsigned> debug_information_tables() {
+    std::vector<unsigned> tables = attribute_tables;
+    tables.insert(tables.end(), {0x30, 0x32, 0x33, 0x34, 0x35});
+    return tables;
+}
+
+const std::vector<index_kind> index_kinds = {
+    {idx_AssemblyRef, 65535, {0x23}},
+    {idx_TypeDef, 65535, {0x02}},
+    {idx_Event, 65535, {0x14}},
+    {idx_Field, 65535, {0x04}},
+    {idx_GenericParam, 65535, {0x2A}},
+    {idx_ModuleRef, 65535, {0x1A}},
+    {idx_Param, 65535, {0x08}},
+    {idx_MethodDef, 65535, {0x06}},
+    {idx_Property, 65535, {0x17}},
+    {idx_TypeDefOrRef, 16383, {0x02, 0x01, 0x1B}},
+    {idx_HasConstant, 16383, {0x04, 0x08, 0x17}},
+    {idx_HasCustomAttribute, 2047, attribute_tables},
+    {idx_HasFieldMarshal, 32767, {0x04, 0x08}},
+    {idx_HasDeclSecurity, 16383, {0x02, 0x06, 0x20}},
+    {idx_MemberRefParent, 8191, {0x02, 0x01, 0x1A, 0x06, 0x1B}},
+    {idx_HasSemantics, 32767, {0x14, 0x17}},
+    {idx_MethodDefOrRef, 32767, {0x06, 0x0A}},
+    {idx_MemberForwarded, 32767, {0x04, 0x06}},
+    {idx_Implementation, 16383, {0x26, 0x23, 0x27}},
+    {idx_CustomAttributeType, 8191, {0x06, 0x0A}},
+    {idx_ResolutionScope, 16383, {0x00, 0x1A, 0x23, 0x01}},
+    {idx_TypeOrMethodDef, 32767, {0x02, 0x06}},
+    {idx_Document, 65535, {0x30}},
+    {idx_ImportScope, 65535, {0x35}},
+    {idx_LocalVariable, 65535, {0x33}},
+    {idx_LocalConstant, 65535, {0x34}},
+    {idx_HasCustomDebugInformation, 2047, debug_information_tables()},
+};
+
+TEST(IndexWidths, EachKindGrowsWithItsTablesAndNoOthers) {
+    ASSERT_EQ(index_kinds.size(), std::size_t{index_flags});
+    for (const auto& kind : index_kinds) {
+        const std::set<unsigned> tables(kind.tables.begin(), kind.tables.end());
+        for (unsigned table = 0; table < max_tables; ++table) {
+            EXPECT_EQ(make_modes(0, rows(table, kind.narrow_rows)).indexes[kind.flag], 0) << kind.flag;
+            EXPECT_EQ(make_modes(0, rows(table, kind.narrow_rows + 1)).indexes[kind.flag], tables.count(table))
+                << kind.flag << " " << table;
+        }
+    }
+}
+
+TEST(IndexWidths, ShiftedMaximumHas32Bits) {
+    EXPECT_EQ(make_modes(0, rows(0x06, 0x08000000)).indexes[idx_HasCustomAttribute], 0);
+}
+
+TEST(IndexWidths, HeapsFollowTheirBits) {
+    for (unsigned char bits = 0; bits < 8; ++bits) {
+        const md_modes modes = make_modes(bits, {});
+        for (unsigned heap = 0; heap < heap_kinds; ++heap) EXPECT_EQ(modes.heaps[heap], bits >> heap & 1);
+    }
+}
+
+TEST(IndexWidths, OtherFlagsAreRejected) {
+    md_modes modes{};
+    modes.indexes[idx_Document] = 2;
+    EXPECT_EQ(failure_of([&] { md_MethodDebugInformation::get_row_size(modes); }), "Unknown index size");
+    modes = {};
+    modes.heaps[2] = 255;
+    EXPECT_EQ(failure_of([&] { md_TypeSpec::get_row_size(modes); }), "Unknown index size");
+}
+
+// Every supported table, and what follows it, is found when all widths are told apart by the builder.
+TEST(TablePlaces, EveryTableIsAsWideAsItsColumns) {
+    for (const unsigned char heaps : bytes{0, 1, 2, 4, 7}) {
+        metadata_builder builder;
+        builder.heap_sizes(heaps);
+        for (unsigned table = 0; table < 0x38; ++table) {
+            const bool unsupported = table == 0x03 || table == 0x05 || table == 0x07 || table == 0x13 ||
+                                     table == 0x16 || (table > 0x2C && table < 0x30);
+            if (!unsupported && table != 0x37) builder.add_rows(table, 1 + table % 3);
+        }
+        builder.add_row(0x37, {0x1234, 0x2345, 0x3456});
+        const bytes block = builder.build();
+        const metadata_parser parser = parse(block);
+        const accessor last(parser);
+        EXPECT_EQ((last.get_field_value<md_CustomDebugInformation, fld_Parent>(1).value), 0x1234u);
+        EXPECT_EQ((last.get_field_value<md_CustomDebugInformation, fld_Kind>(1).index), 0x2345u);
+        EXPECT_EQ((last.get_field_value<md_CustomDebugInformation, fld_Value>(1).index), 0x3456u);
+    }
+}
+
+TEST(TablePlaces, DocumentIndexGrowsAfter65535Documents) {
+    for (const std::uint32_t documents : {65535u, 65536u}) {
+        metadata_builder builder;
+        builder.add_rows(0x30, documents).add_rows(0x31, 2).add_row(0x31, {documents, 0x4321});
+        // 65,536 documents are also enough for custom debug information to be wide, as 2,048 are.
+        builder.wide_indexes({26}).add_row(0x37, {0x12345678});
+        if (documents > 65535) builder.wide_indexes({22});
+        const bytes block = builder.build();
+        const metadata_parser parser = parse(block);
+        const accessor rows_of(parser);
+        EXPECT_EQ((rows_of.get_field_value<md_MethodDebugInformation, fld_Document>(3).value), documents);
+        EXPECT_EQ((rows_of.get_field_value<md_MethodDebugInformation, fld_SequencePoints>(3).index), 0x4321u);
+        EXPECT_EQ((rows_of.get_field_value<md_CustomDebugInformation, fld_Parent>(1).value), 0x12345678u);
+    }
+}
+
+TEST(TablePlaces, MethodIndexesFollowTheImageOfAPortablePdb) {
+    metadata_builder builder;
+    builder.pdb({}, 0, {{0x06, 70'000}}).wide_indexes({7, 26});
+    builder.add_row(0x32, {70'000, 1, 2, 3}).add_row(0x36, {69'999, 70'000}).add_row(0x37, {0x12345678});
+    const bytes block = builder.build();
+    const metadata_parser parser = parse(block);
+    EXPECT_EQ(parser.row_size(md_LocalScope::number), 18u);
+    const accessor rows_of(parser);
+    EXPECT_EQ((rows_of.get_field_value<md_LocalScope, fld_Method>(1).value), 70'000u);
+    EXPECT_EQ((rows_of.get_field_value<md_StateMachineMethod, fld_KickoffMethod>(1).value), 70'000u);
+    EXPECT_EQ((rows_of.get_field_value<md_CustomDebugInformation, fld_Parent>(1).value), 0x12345678u);
+}
+
+TEST(TablePlaces, MethodTableOfThePdbItselfDoesNotCount) {
+    // The width follows the image's count, the rows those that are there.
+    metadata_builder builder;
+    builder.pdb({}, 0, {{0x06, 1}}).add_rows(0x06, 70'000).add_row(0x36, {1, 2});
+    EXPECT_EQ(parse(builder.build()).row_size(md_StateMachineMethod::number), 4u);
+}
+
+TEST(TypeDef, ListsAreAsWideAsGuidIndexes) {
+    const bytes narrow = metadata_builder().add_rows(0x02, 1).build();
+    const bytes wide = metadata_builder().heap_sizes(2).add_rows(0x02, 1).build();
+    EXPECT_EQ(parse(narrow).row_size(0x02), 14u);
+    EXPECT_EQ(parse(wide).row_size(0x02), 18u);
+}
+
+TEST(Accessor, RowsAreCheckedAgainstTheTable) {
+    const bytes block = metadata_builder().add_row(0x30, {1}).add_row(0x30, {2}).build();
+    const metadata_parser parser = parse(block);
+    const auto name = [&](std::uint32_t row) {
+        return accessor(parser).get_field_value<md_Document, fld_Name>(row).index;
+    };
+    EXPECT_EQ(name(1), 1u);
+    EXPECT_EQ(name(2), 2u);
+    EXPECT_EQ(failure_of([&] { name(0); }), "Zero table index");
+    EXPECT_EQ(failure_of([&] { name(3); }), "Too large table index");
+    EXPECT_EQ(failure_of([&] { accessor(parser).get_field_value<md_Module, fld_Mvid>(1); }), "Too large table index");
+}
+
+TEST(HasCustomDebugInformation, TagsAreTheirTables) {
+    const std::vector<unsigned> tables = debug_information_tables();
+    for (std::uint32_t tag = 0; tag < 32; ++tag) {
+        const table_row parent = decode({7u << 5 | tag});
+        EXPECT_EQ(parent.table, tag < tables.size() ? tables[tag] : 255u);
+        EXPECT_EQ(parent.row, 7u);
+    }
+}
+
+}  // namespace
+}  // namespace qv::metadata::detail_metadata

@@ -1,0 +1,69 @@
+#include "qv/portable_executable/metadata_pdb_unpacker.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/iostreams/filter/zlib.hpp>
+
+#include "tests/support/builders/failure.h"
+#include "tests/support/builders/pe_builder.h"
+
+namespace qv::portable_executable {
+namespace {
+
+using test::byte_writer;
+using test::bytes;
+using test::failure_of;
+
+constexpr const char* other_size = "Uncompressed buffer isn't the same as declared";
+
+bytes unpack(const bytes& packed) {
+    return unpack_metadata_pdb(packed.data(), packed.size());
+}
+
+bytes pack(std::uint32_t declared, const bytes& stream) {
+    return byte_writer().text("MPDB").u32(declared).append(stream).data();
+}
+
+// Does not repeat, so that its packed form is not much shorter.
+bytes noise(std::size_t size) {
+    bytes data;
+    std::uint32_t state = 1;
+    while (data.size() < size) data.push_back(static_cast<unsigned char>((state = state * 1664525 + 1013904223) >> 24));
+    return data;
+}
+
+TEST(UnpackMetadataPdb, RestoresWhatWasPacked) {
+    for (const bytes& data : {bytes{1}, bytes(5'000'000, 7), noise(100'000)})
+        EXPECT_EQ(unpack(test::pack_portable_pdb(data)), data);
+}
+
+TEST(UnpackMetadataPdb, NothingIsUnpackedToNothing) {
+    EXPECT_EQ(unpack(pack(0, test::deflate({}))), bytes{});
+}
+
+TEST(UnpackMetadataPdb, SizeIsTestedBeforeTheSignature) {
+    EXPECT_EQ(failure_of([] { unpack(bytes(9)); }), "Invalid packed portable PDB size");
+    EXPECT_EQ(failure_of([] { unpack(bytes(10)); }), "Invalid packed portable PDB signature");
+}
+
+TEST(UnpackMetadataPdb, DeclaredSizeMustBeTheRealOne) {
+    const bytes stream = test::deflate(noise(10'000));
+    for (const std::uint32_t declared : {0u, 1u, 9'999u, 10'001u, 0xFFFFFFFFu})
+        EXPECT_EQ(failure_of([&] { unpack(pack(declared, stream)); }), other_size) << declared;
+}
+
+TEST(UnpackMetadataPdb, BytesAfterTheStreamAreIgnored) {
+    const bytes data = noise(100);
+    EXPECT_EQ(unpack(pack(100, byte_writer().append(test::deflate(data)).text("tail").data())), data);
+}
+
+TEST(UnpackMetadataPdb, CorruptStreamsRaiseTheErrorOfTheLibrary) {
+    bytes incomplete = test::deflate(noise(100));
+    incomplete.resize(incomplete.size() / 2);
+    const bytes zlib_header = byte_writer().u8(0x78).u8(0x9C).append(test::deflate(noise(100))).data();
+    for (const bytes& stream : {incomplete, zlib_header, bytes(16, 0xFF)})
+        EXPECT_THROW(unpack(pack(100, stream)), boost::iostreams::zlib_error);
+}
+
+}  // namespace
+}  // namespace qv::portable_executable
