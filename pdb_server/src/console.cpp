@@ -20,7 +20,7 @@ std::wstring to_display(const std::string& utf8) {
 }  // namespace
 
 void write_text(console_stream stream, std::string_view utf8) {
-    const HANDLE handle = GetStdHandle(stream == console_stream::output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
+    const auto handle = GetStdHandle(stream == console_stream::output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
     if (handle == nullptr || handle == INVALID_HANDLE_VALUE) return;
     const std::string text = boost::algorithm::replace_all_copy(std::string(utf8), "\n", "\r\n");
     DWORD mode = 0;

@@ -1,8 +1,8 @@
 // Entry point: prepares what the whole process needs and serves the pipe until it is told to stop.
 #include <windows.h>
 
-#include <boost/program_options/errors.hpp>
 #include <string>
+#include <vector>
 
 #include "common/holders.h"
 #include "pdb_server/src/command_processor.h"
@@ -82,28 +82,29 @@ void report_exception() noexcept {
     }
 }
 
+void open_log(const server_options& options) {
+    if (options.log_file.empty()) return;
+    log::Logger::instance().open(options.log_file);
+    log::Logger::instance().set_components(options.log_mask);
+}
+
 int run(const std::vector<std::wstring>& arguments) noexcept {
-    int failure = exit_bad_command_line;
+    int result = exit_ok;
+    server_options options;
     try {
         write_text(console_stream::output,
                    std::string("PDB Server v") + server_version + ", by the PDB Server authors\n");
-        const server_options options = parse_options(arguments);
-        failure = exit_failure;
-        if (!options.log_file.empty()) {
-            log::Logger::instance().open(options.log_file);
-            log::Logger::instance().set_components(options.log_mask);
-        }
-        if (options.pipe.empty()) {
-            failure = exit_bad_command_line;
-            throw_error("Id can't be empty", function, source, __LINE__);
-        }
+        options = parse_options(arguments);
+        open_log(options);
+        if (options.pipe.empty()) throw_error("Id can't be empty", function, source, __LINE__);
         serve(options);
-        failure = exit_ok;
     } catch (...) {
         report_exception();
+        // A command line without a pipe, or none that can be read, is the caller's fault.
+        result = options.pipe.empty() ? exit_bad_command_line : exit_failure;
     }
     log::Logger::instance().close();
-    return failure;
+    return result;
 }
 
 }  // namespace

@@ -47,8 +47,8 @@ mapped_file::mapped_file(const boost::filesystem::path& path) {
     if (size.QuadPart == 0) return;
 
     // The view keeps the section alive, and the section the file.
-    const handle_hld section(
-        CreateFileMappingW(file.get(), nullptr, PAGE_READONLY, size.HighPart, size.LowPart, nullptr));
+    const handle_hld section(CreateFileMappingW(file.get(), nullptr, PAGE_READONLY, static_cast<DWORD>(size.HighPart),
+                                                size.LowPart, nullptr));
     const void* const view = section ? MapViewOfFile(section.get(), FILE_MAP_READ, 0, 0, 0) : nullptr;
     if (view == nullptr)
         throw_hresult_error("Can't map PDB file", e_pdb_file_system, constructor_signature, source_name, __LINE__,

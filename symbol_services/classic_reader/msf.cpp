@@ -78,8 +78,9 @@ void msf_file::read_directory() {
         }
         return bytes;
     };
-    const auto first_page = page(0);
-    const auto page_list = gather(first_page.subspan(directory_map_offset), 4 * pages_for(directory_size_));
+    byte_cursor first_page(page(0));
+    first_page.skip(directory_map_offset);
+    const auto page_list = gather(first_page.take(first_page.remaining()), 4 * pages_for(directory_size_));
     const auto directory = gather(page_list, directory_size_);
 
     byte_cursor cursor(directory);
