@@ -54,7 +54,9 @@ struct unimplemented_reader : ISymUnmanagedReader {
     HRESULT STDMETHODCALLTYPE GetDocument(WCHAR*, GUID, GUID, GUID, ISymUnmanagedDocument**) override {
         return unimplemented();
     }
-    HRESULT STDMETHODCALLTYPE GetDocuments(ULONG32, ULONG32*, ISymUnmanagedDocument**) override { return unimplemented(); }
+    HRESULT STDMETHODCALLTYPE GetDocuments(ULONG32, ULONG32*, ISymUnmanagedDocument**) override {
+        return unimplemented();
+    }
     HRESULT STDMETHODCALLTYPE GetUserEntryPoint(token*) override { return unimplemented(); }
     HRESULT STDMETHODCALLTYPE GetMethod(token, ISymUnmanagedMethod**) override { return unimplemented(); }
     HRESULT STDMETHODCALLTYPE GetMethodByVersion(token, int, ISymUnmanagedMethod**) override { return unimplemented(); }
@@ -64,9 +66,13 @@ struct unimplemented_reader : ISymUnmanagedReader {
                                                             ISymUnmanagedMethod**) override {
         return unimplemented();
     }
-    HRESULT STDMETHODCALLTYPE GetSymAttribute(token, WCHAR*, ULONG32, ULONG32*, BYTE*) override { return unimplemented(); }
+    HRESULT STDMETHODCALLTYPE GetSymAttribute(token, WCHAR*, ULONG32, ULONG32*, BYTE*) override {
+        return unimplemented();
+    }
     HRESULT STDMETHODCALLTYPE GetNamespaces(ULONG32, ULONG32*, IUnknown**) override { return unimplemented(); }
-    HRESULT STDMETHODCALLTYPE Initialize(IUnknown*, const WCHAR*, const WCHAR*, IStream*) override { return unimplemented(); }
+    HRESULT STDMETHODCALLTYPE Initialize(IUnknown*, const WCHAR*, const WCHAR*, IStream*) override {
+        return unimplemented();
+    }
     HRESULT STDMETHODCALLTYPE UpdateSymbolStore(const WCHAR*, IStream*) override { return unimplemented(); }
     HRESULT STDMETHODCALLTYPE ReplaceSymbolStore(const WCHAR*, IStream*) override { return unimplemented(); }
     HRESULT STDMETHODCALLTYPE GetSymbolStoreFileName(ULONG32, ULONG32*, WCHAR*) override { return unimplemented(); }
@@ -74,7 +80,9 @@ struct unimplemented_reader : ISymUnmanagedReader {
                                                              ULONG32*, ISymUnmanagedMethod**) override {
         return unimplemented();
     }
-    HRESULT STDMETHODCALLTYPE GetDocumentVersion(ISymUnmanagedDocument*, int*, BOOL*) override { return unimplemented(); }
+    HRESULT STDMETHODCALLTYPE GetDocumentVersion(ISymUnmanagedDocument*, int*, BOOL*) override {
+        return unimplemented();
+    }
     HRESULT STDMETHODCALLTYPE GetMethodVersion(ISymUnmanagedMethod*, int*) override { return unimplemented(); }
 
 protected:
