@@ -223,6 +223,7 @@ TEST_F(SymbolLibrary, FilesAreFoundByPolicyAndPath) {
     const auto scope = open_scope(*dispenser.get(), module.image);
     EXPECT_EQ(binder->GetReaderForFile(scope.get(), module.image.c_str(), nullptr, reader.put()), S_OK);
 
+    reader.reset();
     auto description = test::sample_pdb_description();
     ++description.age;
     const auto other = test::write_pdb(description);
