@@ -1,6 +1,8 @@
 # Libraries that are not ours. They are found, never fetched, at configure time.
 set(qv_boost_components program_options filesystem iostreams json)
 if(MINGW)
+  # The programs need no DLL beside them: no import library is found where a static one exists.
+  set(CMAKE_FIND_LIBRARY_SUFFIXES ".a")
   # Boost's own CMake build installs one package for each library.
   foreach(component IN LISTS qv_boost_components)
     find_package(boost_${component} 1.81 REQUIRED CONFIG)

@@ -23,14 +23,25 @@ struct failure {
     unsigned line;
 };
 
-// The buffer is as large as the widest value without padding, so a larger width is a failure as well.
+[[noreturn]] void fail(const failure& failing) {
+    throw_error(failing.message, failing.function, "core/src/stream/BaseTextStream", failing.line);
+}
+
+// The buffer is as large as the widest value without padding.
 template <std::size_t Size, class... Args>
 void format(TextStream& out, const failure& failing, const char* form, Args... args) {
     std::array<char, Size> text;
     const int length = std::snprintf(text.data(), text.size(), form, args...);
-    if (length < 0 || static_cast<std::size_t>(length) >= text.size())
-        throw_error(failing.message, failing.function, "core/src/stream/BaseTextStream", failing.line);
+    if (length < 0 || static_cast<std::size_t>(length) >= text.size()) fail(failing);
     out.text(text.data());
+}
+
+// A width beyond the buffer fails at once: the runtime would first count all the padding.
+template <std::size_t Size, class Integer>
+void format_padded(TextStream& out, const failure& failing, const char* form, int width, Integer value) {
+    constexpr int limit = static_cast<int>(Size);
+    if (width >= limit || width <= -limit) fail(failing);
+    format<Size>(out, failing, form, width, value);
 }
 
 template <class Integer>
@@ -143,41 +154,41 @@ TextStream& TextStream::Hex(unsigned long long value) {
 }
 
 TextStream& TextStream::Dec(int value, int width) {
-    format<dec_size<int>>(*this, {"Failed to log dec int", QV_TEXT_STREAM "Dec(const int,const int)", __LINE__}, "%*d",
-                          width, value);
+    format_padded<dec_size<int>>(*this, {"Failed to log dec int", QV_TEXT_STREAM "Dec(const int,const int)", __LINE__},
+                                 "%*d", width, value);
     return *this;
 }
 
 TextStream& TextStream::Dec(unsigned char value, int width) {
-    format<dec_size<unsigned short>>(
+    format_padded<dec_size<unsigned short>>(
         *this, {"Failed to log dec unsigned char", QV_TEXT_STREAM "Dec(const unsigned char,const int)", __LINE__},
         "%*hu", width, static_cast<unsigned short>(value));
     return *this;
 }
 
 TextStream& TextStream::Dec(unsigned short value, int width) {
-    format<dec_size<unsigned short>>(
+    format_padded<dec_size<unsigned short>>(
         *this, {"Failed to log dec unsigned short int", QV_TEXT_STREAM "Dec(const unsigned short,const int)", __LINE__},
         "%*hu", width, value);
     return *this;
 }
 
 TextStream& TextStream::Dec(unsigned int value, int width) {
-    format<dec_size<unsigned int>>(
+    format_padded<dec_size<unsigned int>>(
         *this, {"Failed to log dec unsigned int", QV_TEXT_STREAM "Dec(const unsigned int,const int)", __LINE__}, "%*u",
         width, value);
     return *this;
 }
 
 TextStream& TextStream::Dec(unsigned long value, int width) {
-    format<dec_size<unsigned long>>(
+    format_padded<dec_size<unsigned long>>(
         *this, {"Failed to log dec unsigned long int", QV_TEXT_STREAM "Dec(const unsigned long,const int)", __LINE__},
         "%*lu", width, value);
     return *this;
 }
 
 TextStream& TextStream::Dec(unsigned long long value, int width) {
-    format<dec_size<unsigned long long>>(
+    format_padded<dec_size<unsigned long long>>(
         *this,
         {"Failed to log dec unsigned long long int", QV_TEXT_STREAM "Dec(const unsigned __int64,const int)", __LINE__},
         "%*llu", width, value);

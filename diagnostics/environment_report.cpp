@@ -20,7 +20,8 @@ std::string compiler_version() {
 #elif defined(__clang__)
     return "Clang " __clang_version__;
 #else
-    return "GCC " __VERSION__;
+    return "GCC " + std::to_string(__GNUC__) + "." + std::to_string(__GNUC_MINOR__) + "." +
+           std::to_string(__GNUC_PATCHLEVEL__);
 #endif
 }
 

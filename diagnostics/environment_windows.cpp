@@ -1,6 +1,6 @@
 #include <windows.h>
 
-#include <ctime>
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -19,11 +19,12 @@ const char* integrity_name(DWORD level) {
         DWORD least;
         const char* name;
     };
+    constexpr DWORD medium_plus = SECURITY_MANDATORY_MEDIUM_RID + 0x100;  // not every SDK names it
     static constexpr step steps[] = {
         {SECURITY_MANDATORY_PROTECTED_PROCESS_RID, "Protected"},
         {SECURITY_MANDATORY_SYSTEM_RID, "System"},
         {SECURITY_MANDATORY_HIGH_RID, "High"},
-        {SECURITY_MANDATORY_MEDIUM_PLUS_RID, "MediumPlus"},
+        {medium_plus, "MediumPlus"},
         {SECURITY_MANDATORY_MEDIUM_RID, "Medium"},
         {SECURITY_MANDATORY_LOW_RID, "Low"},
     };

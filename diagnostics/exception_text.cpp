@@ -28,7 +28,8 @@ std::string hexadecimal(std::uint32_t value, std::size_t bytes) {
 }
 
 std::string shown(const std::wstring& value) {
-    return "'" + text::display_utf8(value) + "'";
+    std::string text = "'";
+    return text.append(qv::text::display_utf8(value)).append("'");
 }
 
 template <class Integer>

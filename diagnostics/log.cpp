@@ -1,6 +1,7 @@
 #include "qv/diagnostics/log.h"
 
 #include <exception>
+#include <memory>
 #include <mutex>
 #include <optional>
 
@@ -83,8 +84,8 @@ struct Logger::implementation {
 
 Logger& Logger::instance() noexcept {
     // Never destroyed: threads that outlive the statics may still log.
-    static Logger& the_one = *new Logger;
-    return the_one;
+    static Logger* const the_one = std::make_unique<Logger>().release();
+    return *the_one;
 }
 
 Logger::Logger() : implementation_(std::make_unique<implementation>()) {}

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <boost/algorithm/string/replace.hpp>
 #include <boost/filesystem.hpp>
 #include <cstdio>
 #include <stdexcept>
@@ -56,12 +57,9 @@ protected:
 
     // What followed the opening records, the thread prefix at each line's beginning written as "#".
     std::string records() const {
-        std::string text = content_of(path);
-        const auto process_line = text.find("\r\n\tProcess ");
-        text.erase(0, text.find("\r\n", process_line + 2) + 2);
-        const std::string prefix = thread_prefix();
-        for (auto at = text.find(prefix); at != std::string::npos; at = text.find(prefix, at))
-            text.replace(at, prefix.size(), "#");
+        const std::string all = content_of(path);
+        std::string text = all.substr(all.find("\r\n", all.find("\r\n\tProcess ") + 2) + 2);
+        boost::algorithm::replace_all(text, thread_prefix(), "#");
         return text;
     }
 

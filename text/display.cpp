@@ -1,6 +1,7 @@
 #include "qv/text/display.h"
 
 #include <cstdint>
+#include <type_traits>
 
 #include "qv/text/utf.h"
 
@@ -13,12 +14,16 @@ bool is_surrogate(std::uint32_t unit, std::uint32_t first) {
     return unit >= first && unit < first + 0x400;
 }
 
+std::uint32_t first_unit(std::wstring_view utf16) {
+    return static_cast<std::make_unsigned_t<wchar_t>>(utf16.front());
+}
+
 // Takes one character off the front of the text; whatever is malformed counts as one replacement character.
 std::uint32_t take_code_point(std::wstring_view& utf16) {
-    const auto unit = static_cast<std::uint32_t>(utf16.front());
+    const std::uint32_t unit = first_unit(utf16);
     utf16.remove_prefix(1);
     if (is_surrogate(unit, 0xD800) && !utf16.empty()) {
-        const auto next = static_cast<std::uint32_t>(utf16.front());
+        const std::uint32_t next = first_unit(utf16);
         if (is_surrogate(next, 0xDC00)) {
             utf16.remove_prefix(1);
             return ((unit - 0xD800) << 10 | (next - 0xDC00)) + 0x10000;

@@ -11,6 +11,27 @@ using testing::ElementsAre;
 
 constexpr GUID mvid = {0x01234567, 0x89ab, 0x4cde, {0x80, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77}};
 
+struct packed_case {
+    std::uint64_t value;
+    const char* bytes;
+};
+
+TEST(ConversationValues, PackedIntegers) {
+    constexpr packed_case cases[] = {{0, "00"},
+                                     {5, "05"},
+                                     {127, "7f"},
+                                     {128, "80 80"},
+                                     {300, "81 2c"},
+                                     {16383, "bf ff"},
+                                     {16384, "c0 00 40 00"},
+                                     {536870911, "df ff ff ff"}};
+    for (const packed_case& packed : cases) {
+        MemoryStream stream;
+        stream.WritePacked(packed.value);
+        EXPECT_EQ(stream.bytes(), hex(packed.bytes));
+    }
+}
+
 class Conversation : public testing::Test {
 protected:
     Conversation() {

@@ -134,8 +134,7 @@ std::string method_table_text(const method_symbols& method, const std::vector<do
 
 std::string documents_table(const std::vector<document_symbols>& documents) {
     if (documents.empty()) return "no documents\n";
-    const std::size_t id_width =
-        std::to_string(documents.back().id).size() + 2;  // with brackets; the last is the widest
+    const std::size_t id_width = bracketed(documents.back().id).size();  // the last is the widest
     std::string text;
     for (const document_symbols& entry : documents) {
         if (!entry.error.empty()) continue;

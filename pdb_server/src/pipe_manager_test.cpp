@@ -5,10 +5,14 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <atomic>
-#include <chrono>
+#include <boost/filesystem/operations.hpp>
+#include <fstream>
 #include <future>
+#include <map>
 #include <memory>
+#include <regex>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -16,6 +20,7 @@
 #include "common/holders.h"
 #include "core/src/stream/NamedPipeStream.h"
 #include "qv/diagnostics/exception.h"
+#include "qv/diagnostics/log.h"
 
 namespace qv::profiler::pdb_server {
 namespace {
@@ -267,6 +272,60 @@ TEST(PipeManager, ShortageOfInstancesIsSurvived) {
         Sleep(150);
     }
     host.stop();
+}
+
+// The log of one run, as records by thread, thread identifiers left out and figures replaced by "#".
+class log_file {
+public:
+    log_file() { log::Logger::instance().open(path_); }
+    ~log_file() {
+        boost::system::error_code ignored;
+        boost::filesystem::remove(path_, ignored);
+    }
+
+    std::map<std::string, std::vector<std::string>> finish() {
+        log::Logger::instance().close();
+        std::map<std::string, std::vector<std::string>> records;
+        std::ifstream file(path_.native().c_str());
+        const std::regex host_record("([0-9A-F]{8}) (S::.*?)\\r?");
+        const std::regex figure("=[0-9]+");
+        std::smatch match;
+        for (std::string line; std::getline(file, line);)
+            if (std::regex_match(line, match, host_record))
+                records[match[1]].push_back(std::regex_replace(match[2].str(), figure, "=#"));
+        return records;
+    }
+
+private:
+    boost::filesystem::path path_ = boost::filesystem::temp_directory_path() / (unique_name() + L".log");
+};
+
+TEST(PipeManager, RecordsEveryStepOfARun) {
+    const auto name = unique_name();
+    log_file file;
+    {
+        server host(name);
+        client guest(name);
+        EXPECT_EQ(guest.ask(goodbye), goodbye);
+        EXPECT_EQ(guest.receive(1), bytes());
+        host.stop();
+    }
+    const auto records = file.finish();
+
+    using namespace testing;
+    EXPECT_THAT(records,
+                Contains(Pair(_, AllOf(Contains("S::RunPipes res=starting"), Contains("S::RunPipes res=started"),
+                                       Contains("S::RunNewThread res=ok c=#"), Contains("S::RunPipes res=shutdowning"),
+                                       Contains("S::RunPipes res=shutdow shutdownTimeInMs=#")))));
+    EXPECT_THAT(records,
+                Contains(Pair(_, ElementsAre("S::WorkThread res=started", "S::WorkThread res=listen",
+                                             "S::WorkThread res=connected", "S::RunNewThread res=ok c=#",
+                                             "S::WorkThread res=disconnected", "S::WorkThread res=exited c=#"))));
+    const auto exited = std::count_if(records.begin(), records.end(), [](const auto& each) {
+        return each.second.back() == "S::WorkThread res=exited c=#";
+    });
+    EXPECT_EQ(static_cast<std::size_t>(exited), records.size() - 1)
+        << "every thread but the manager's is a worker that has ended";
 }
 
 }  // namespace

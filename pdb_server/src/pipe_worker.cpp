@@ -4,6 +4,7 @@
 #include <objbase.h>
 #include <process.h>
 
+#include <bit>
 #include <cstdlib>
 #include <optional>
 
@@ -178,7 +179,7 @@ unsigned __stdcall do_work_thread(void* argument) noexcept {
 
 void run_new_thread(pipe_manager_state& state) {
     ++state.unfinished_count;
-    const handle_hld thread(reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, &do_work_thread, &state, 0, nullptr)));
+    const handle_hld thread(std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, &do_work_thread, &state, 0, nullptr)));
     if (!thread) {
         --state.unfinished_count;
         throw_error("Can't create thread",

@@ -108,7 +108,7 @@ template <class Char>
 BOOL set_options(UINT_PTR options, ULONG64 data) noexcept {
     return guard([&] {
         std::wstring text;
-        if (takes_text(options) && data != 0) text = take_text(reinterpret_cast<const Char*>(data));
+        if (takes_text(options) && data != 0) text = take_text(as_pointer<const Char*>(data));
         return service::set_options(options, data, text);
     });
 }

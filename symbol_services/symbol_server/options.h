@@ -70,6 +70,12 @@ private:
     std::wstring default_store_;
 };
 
+// The pointer that an option was given as its value: the published interface passes pointers as integers.
+template <class Pointer>
+Pointer as_pointer(std::uint64_t value) noexcept {
+    return reinterpret_cast<Pointer>(static_cast<std::uintptr_t>(value));  // NOLINT(performance-no-int-to-ptr)
+}
+
 // True where the value of these options points to a text.
 bool takes_text(std::uint64_t options) noexcept;
 

@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t longest_transfer = std::size_t{1} << 20;
 
 HANDLE to_handle(std::intptr_t value) noexcept {
-    return reinterpret_cast<HANDLE>(value);
+    return reinterpret_cast<HANDLE>(value);  // NOLINT(performance-no-int-to-ptr)
 }
 
 }  // namespace

@@ -59,12 +59,12 @@ std::function<void(const std::wstring&)> make_trace(const option_values& options
     if (!options.is_on(option::trace)) return {};
     const auto context = options.value(option::callback_context).value_or(0);
     if (options.is_on(option::wide_callback)) {
-        const auto function = reinterpret_cast<callback_function>(*options.value(option::wide_callback));
+        const auto function = as_pointer<callback_function>(*options.value(option::wide_callback));
         return
             [=](const std::wstring& line) { function(action_trace, reinterpret_cast<ULONG64>(line.c_str()), context); };
     }
     if (options.is_on(option::callback)) {
-        const auto function = reinterpret_cast<callback_function>(*options.value(option::callback));
+        const auto function = as_pointer<callback_function>(*options.value(option::callback));
         return [=](const std::wstring& line) {
             const auto narrow = to_readable_code_page(line);
             function(action_trace, reinterpret_cast<ULONG64>(narrow.c_str()), context);

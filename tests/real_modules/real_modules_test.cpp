@@ -20,7 +20,8 @@ namespace fs = boost::filesystem;
 // The folder that the environment names, else one given relative to the source root.
 fs::path folder_of(const char* variable, const char* below_source_root) {
     const char* named = std::getenv(variable);
-    return named != nullptr && *named != '\0' ? fs::path(named) : source_root() / below_source_root;
+    const fs::path folder = named != nullptr && *named != '\0' ? fs::path(named) : source_root() / below_source_root;
+    return folder.lexically_normal().make_preferred();
 }
 
 // Holds all modules of a folder against their expected answers, over one connection.

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <boost/filesystem/path.hpp>
+#include <cstddef>
 #include <cstdint>
 
 #include "core/src/stream/CoreStreams.h"
@@ -53,7 +54,7 @@ public:
 private:
 #ifdef _WIN32
     using native_handle = void*;
-    static constexpr native_handle no_handle = nullptr;
+    static constexpr std::nullptr_t no_handle = nullptr;
 #else
     using native_handle = int;
     static constexpr native_handle no_handle = -1;

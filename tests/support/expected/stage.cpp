@@ -35,7 +35,7 @@ fs::path pdb_file_of(const fs::path& image) {
 
 fs::path stage(const expected_module& module, const temporary_directory& directory, const fs::path& folder) {
     const auto image = read_file(module.image);
-    const auto copy = fs::absolute(directory.write(folder / module.image.filename(), image));
+    fs::path copy = fs::absolute(directory.write(folder / module.image.filename(), image));
     if (module.embedded || module.format.empty()) return copy;
 
     const auto names = recorded_pdb_names(image);

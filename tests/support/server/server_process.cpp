@@ -20,7 +20,7 @@ boost::filesystem::path server_executable() {
 }
 
 std::wstring quoted(const std::wstring& word) {
-    return L" \"" + word + L"\"";
+    return L"\"" + word + L"\"";
 }
 
 // A file that the child may inherit as its output.
@@ -40,10 +40,10 @@ server_process::server_process(const settings& s) : pipe_id_(unique_name()) {
     const std::wstring stop_name = pipe_id_ + L"_stop";
     ready_.reset(CreateEventW(nullptr, TRUE, FALSE, (pipe_id_ + L"_ready").c_str()));
     stop_.reset(CreateEventW(nullptr, TRUE, FALSE, stop_name.c_str()));
-    std::wstring command = quoted(server_executable().native()) + L" --pipe " + pipe_id_ + L" --log_file" +
+    std::wstring command = quoted(server_executable().native()) + L" --pipe " + pipe_id_ + L" --log_file " +
                            quoted((directory_.path() / "log.txt").native()) + L" --log_mask " +
                            std::to_wstring(s.log_mask) + L" --stop_request_event " + stop_name;
-    for (const std::wstring& argument : s.further_arguments) command += quoted(argument);
+    for (const std::wstring& argument : s.further_arguments) command += L" " + quoted(argument);
 
     const handle_hld output = inheritable_file(directory_.path() / "stdout.txt");
     const handle_hld errors = inheritable_file(directory_.path() / "stderr.txt");

@@ -24,7 +24,8 @@ public:
         std::vector<std::wstring> further_arguments;  // as further words of the command line
     };
 
-    explicit server_process(const settings& s = {});
+    server_process() : server_process(settings{}) {}
+    explicit server_process(const settings& s);
     ~server_process();
     server_process(const server_process&) = delete;
     server_process& operator=(const server_process&) = delete;

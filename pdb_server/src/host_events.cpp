@@ -1,0 +1,48 @@
+#include "pdb_server/src/host_events.h"
+
+#include "qv/diagnostics/exception.h"
+
+namespace qv::profiler::pdb_server {
+namespace {
+
+constexpr const char* source = "pdb_server/src/host_events";
+
+// The right to wait is enough, and may be all that another account's event gives.
+handle_hld open_or_create(const std::wstring& name) {
+    handle_hld event(OpenEventW(SYNCHRONIZE, FALSE, name.c_str()));
+    if (!event && GetLastError() == ERROR_FILE_NOT_FOUND) event.reset(CreateEventW(nullptr, TRUE, FALSE, name.c_str()));
+    if (!event)
+        throw_win32_error(
+            "Can't create event", GetLastError(),
+            "__cdecl qv::profiler::pdb_server::external_stop_request::external_stop_request(const class "
+            "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > &)",
+            source, __LINE__, errtag_source_w{name});
+    return event;
+}
+
+}  // namespace
+
+bool set_external_ready_signal(const std::wstring& pipe) {
+    const std::wstring name = pipe + L"_ready";
+    const handle_hld event(OpenEventW(EVENT_MODIFY_STATE, FALSE, name.c_str()));
+    // A name that leads nowhere cannot have been created either.
+    if (!event && (GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_PATH_NOT_FOUND)) return false;
+    if (!event || !SetEvent(event.get()))
+        throw_win32_error(
+            "Can't set event", GetLastError(),
+            "bool __cdecl qv::profiler::pdb_server::set_external_ready_signal(const class "
+            "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > &)",
+            source, __LINE__, errtag_source_w{name});
+    return true;
+}
+
+external_stop_request::external_stop_request(const std::wstring& event_name) {
+    if (!event_name.empty()) event_ = open_or_create(event_name);
+}
+
+bool external_stop_request::requested() noexcept {
+    if (!requested_ && event_ && WaitForSingleObject(event_.get(), 0) == WAIT_OBJECT_0) requested_ = true;
+    return requested_;
+}
+
+}  // namespace qv::profiler::pdb_server

@@ -1,0 +1,70 @@
+#include "pdb_server/src/host_events.h"
+
+#include <gtest/gtest.h>
+
+#include "qv/diagnostics/exception.h"
+
+namespace qv::profiler::pdb_server {
+namespace {
+
+const std::wstring name = L"qv_host_events_" + std::to_wstring(GetCurrentProcessId());
+
+handle_hld make_event(const std::wstring& event_name, bool manual_reset) {
+    return handle_hld(CreateEventW(nullptr, manual_reset, FALSE, event_name.c_str()));
+}
+
+bool is_set(const handle_hld& event) {
+    return WaitForSingleObject(event.get(), 0) == WAIT_OBJECT_0;
+}
+
+TEST(ReadySignal, SetsTheWaitingHostsEvent) {
+    const auto event = make_event(name + L"_ready", true);
+    EXPECT_FALSE(is_set(event));
+    EXPECT_TRUE(set_external_ready_signal(name));
+    EXPECT_TRUE(is_set(event));
+}
+
+TEST(ReadySignal, EventThatNobodyCreatedIsNoFailure) {
+    EXPECT_FALSE(set_external_ready_signal(name));
+    EXPECT_FALSE(set_external_ready_signal(L"no\\such\\directory"));
+}
+
+TEST(ReadySignal, NameOfAnotherKindOfObjectFails) {
+    const handle_hld mutex(CreateMutexW(nullptr, FALSE, (name + L"_ready").c_str()));
+    try {
+        set_external_ready_signal(name);
+        FAIL() << "a mutex is no event";
+    } catch (const win32_error_exception& error) {
+        EXPECT_STREQ(error.what(), "Can't set event");
+    }
+}
+
+TEST(ExternalStopRequest, NoNameMeansNever) {
+    EXPECT_FALSE(external_stop_request(L"").requested());
+}
+
+TEST(ExternalStopRequest, HearsAnEventOfTheHostAndRemembersIt) {
+    const auto event = make_event(name, false);
+    external_stop_request request(name);
+    EXPECT_FALSE(request.requested());
+    SetEvent(event.get());
+    EXPECT_TRUE(request.requested());
+    EXPECT_TRUE(request.requested()) << "asking has reset the event";
+}
+
+TEST(ExternalStopRequest, CreatesTheEventForAHostThatComesLater) {
+    external_stop_request request(name);
+    const handle_hld event(OpenEventW(EVENT_MODIFY_STATE, FALSE, name.c_str()));
+    ASSERT_TRUE(event);
+    EXPECT_FALSE(request.requested());
+    SetEvent(event.get());
+    EXPECT_TRUE(request.requested());
+}
+
+TEST(ExternalStopRequest, NameOfAnotherKindOfObjectFails) {
+    const handle_hld mutex(CreateMutexW(nullptr, FALSE, name.c_str()));
+    EXPECT_THROW(external_stop_request request(name), win32_error_exception);
+}
+
+}  // namespace
+}  // namespace qv::profiler::pdb_server

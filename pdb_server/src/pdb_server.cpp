@@ -1,0 +1,118 @@
+// Entry point: prepares what the whole process needs and serves the pipe until it is told to stop.
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+#include "common/holders.h"
+#include "pdb_server/src/command_processor.h"
+#include "pdb_server/src/console.h"
+#include "pdb_server/src/host_events.h"
+#include "pdb_server/src/options.h"
+#include "pdb_server/src/pipe_manager.h"
+#include "pdb_server/src/system/windows/clr_host.h"
+#include "pdb_server/src/system/windows/symsrv_imports.h"
+#include "pdb_server/version.h"
+#include "quorvex/common/os/console_ctrl_hld.h"
+#include "qv/diagnostics/error_text.h"
+#include "qv/diagnostics/exception.h"
+#include "qv/diagnostics/log.h"
+
+namespace qv::profiler::pdb_server {
+namespace {
+
+constexpr const char* function = "int __cdecl wmain(const int,const wchar_t *const [])";
+constexpr const char* source = "pdb_server/src/pdb_server";
+
+enum exit_code { exit_ok = 0, exit_failure = 1, exit_bad_command_line = 2 };
+
+handle_hld create_stop_event() {
+    handle_hld event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    if (!event) throw_win32_error("Can't create event", GetLastError(), function, source, __LINE__);
+    return event;
+}
+
+bool handle_console_control(std::uint32_t control_type, HANDLE stop_event) {
+    if (control_type != CTRL_C_EVENT) return false;
+    log::write_event("S::ConsoleCtrl", "Ctrl+C");
+    write_text(console_stream::output, "Ctrl-C was detected\n");
+    SetEvent(stop_event);
+    return true;
+}
+
+void signal_ready(const std::wstring& pipe) {
+    if (set_external_ready_signal(pipe)) log::write_state("S::SetExternalReadySignal", log::state::ok);
+    write_text(console_stream::output, "Press Ctrl-C to terminate...\n");
+}
+
+void serve(const server_options& options) {
+    clr_host::load();
+    symsrv_imports::init(options.symsrv_dir);
+    const handle_hld stop_event = create_stop_event();
+    external_stop_request host_request(options.stop_request_event);
+    const quorvex::common::os::console_ctrl_hld control_handler(
+        [&](std::uint32_t control_type) { return handle_console_control(control_type, stop_event.get()); });
+
+    pipe_manager_params params;
+    params.pipe_name = options.pipe;
+    params.stop = [&] { return WaitForSingleObject(stop_event.get(), 0) == WAIT_OBJECT_0 || host_request.requested(); };
+    params.process_commands = [](const auto& stop, const auto& wait, packet_reader* reader, packet_writer* writer) {
+        process_commands(stop, wait, reader, writer);
+    };
+    run_pipes(params, [&] { signal_ready(options.pipe); });
+
+    if (host_request.requested()) {
+        log::write_state("S::HasExternalStopRequest", log::state::ok);
+        write_text(console_stream::output, "External stop request was detected\n");
+    }
+}
+
+// Tells of the exception being handled.
+void report_exception() noexcept {
+    log::write_error();
+    try {
+        const auto description = describe_current_exception("Unknown exception");
+        write_text(console_stream::output, "Exception: " + description.text + "\n");
+        if (description.continuation) write_text(console_stream::error, *description.continuation + "\n");
+        throw;
+    } catch (const exception& error) {
+        write_text(console_stream::error, diagnostic_text(error));
+    } catch (...) {
+        // Nothing more is known of it.
+    }
+}
+
+void open_log(const server_options& options) {
+    if (options.log_file.empty()) return;
+    log::Logger::instance().open(options.log_file);
+    log::Logger::instance().set_components(options.log_mask);
+}
+
+int run(const std::vector<std::wstring>& arguments) noexcept {
+    int result = exit_ok;
+    server_options options;
+    try {
+        write_text(console_stream::output,
+                   std::string("PDB Server v") + server_version + ", by the PDB Server authors\n");
+        options = parse_options(arguments);
+        open_log(options);
+        if (options.pipe.empty()) throw_error("Id can't be empty", function, source, __LINE__);
+        serve(options);
+    } catch (...) {
+        report_exception();
+        // A command line without a pipe, or none that can be read, is the caller's fault.
+        result = options.pipe.empty() ? exit_bad_command_line : exit_failure;
+    }
+    log::Logger::instance().close();
+    return result;
+}
+
+}  // namespace
+}  // namespace qv::profiler::pdb_server
+
+// Declared for compilers that warn of an entry point they do not know.
+extern "C" int wmain(int argc, wchar_t* argv[]);
+
+int wmain(int argc, wchar_t* argv[]) {
+    return qv::profiler::pdb_server::run({argv + (argc > 0 ? 1 : 0), argv + argc});
+}
