@@ -1,4 +1,4 @@
-// For tests: the library as a client meets it, and an image with a classic PDB beside it.
+// For tests: the library as a client meets it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,14 +12,11 @@
 #include "qv/com/runtime_interfaces.h"
 #include "qv/com/symbol_interfaces.h"
 #include "qv/text/path.h"
-#include "tests/support/builders/metadata_builder.h"
-#include "tests/support/builders/pe_builder.h"
-#include "tests/support/files/test_files.h"
-#include "tests/support/pdb_writer/pdb_writer.h"
+#include "tests/support/pdb_writer/sample_module.h"
 
 namespace qv::symbols {
 
-constexpr GUID sample_mvid{0x51A7E5E1, 1, 2, {3, 4, 5, 6, 7, 8, 9, 10}};
+using testing::sample_module;
 
 // The test programs lie beside the folder of the product's programs.
 inline boost::filesystem::path library_path() {
@@ -56,26 +53,6 @@ com_hld<Interface> create(REFCLSID class_id) {
     EXPECT_EQ(factory->CreateInstance(nullptr, com::iid_of<Interface>, object.put_void()), S_OK);
     return object;
 }
-
-// "module.dll" with its "module.pdb" beside it.
-struct sample_module {
-    sample_module() : sample_module(test::sample_pdb_description()) {}
-    explicit sample_module(const test::pdb_description& description) {
-        const auto pdb_bytes = test::write_pdb(description);
-        pdb = directory.write("module.pdb", std::string(pdb_bytes.begin(), pdb_bytes.end()));
-        const auto record = test::codeview_data(description.guid, description.age, "C:\\obj\\module.pdb");
-        const auto image_bytes = test::pe_builder()
-                                     .metadata(test::image_metadata(sample_mvid, 4).build())
-                                     .debug_entry(2, 0, 1, record)
-                                     .build()
-                                     .data;
-        image = directory.write("module.dll", std::string(image_bytes.begin(), image_bytes.end()));
-    }
-
-    testing::temporary_directory directory;
-    boost::filesystem::path pdb;
-    boost::filesystem::path image;
-};
 
 inline com_hld<IUnknown> open_scope(com::IMetaDataDispenser& dispenser, const boost::filesystem::path& image) {
     com_hld<IUnknown> scope;

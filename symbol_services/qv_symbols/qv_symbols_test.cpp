@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "symbol_services/qv_symbols/library_test_support.h"
+#include "tests/support/builders/metadata_builder.h"
+#include "tests/support/builders/pe_builder.h"
 
 namespace qv::symbols {
 namespace {
@@ -87,7 +89,7 @@ TEST_F(SymbolLibrary, ScopesTellNameAndMvid) {
     EXPECT_EQ(scope->GetScopeProps(name, 32, &count, &mvid), S_OK);
     EXPECT_STREQ(name, L"Module.dll");
     EXPECT_EQ(count, 11u);
-    EXPECT_TRUE(IsEqualGUID(mvid, sample_mvid));
+    EXPECT_TRUE(IsEqualGUID(mvid, sample_module::mvid));
     EXPECT_EQ(scope->GetScopeProps(name, 4, &count, nullptr), S_OK);
     EXPECT_STREQ(name, L"Mod");
     EXPECT_EQ(scope->IsGlobal(), E_NOTIMPL);
@@ -226,8 +228,7 @@ TEST_F(SymbolLibrary, FilesAreFoundByPolicyAndPath) {
     reader.reset();
     auto description = test::sample_pdb_description();
     ++description.age;
-    const auto other = test::write_pdb(description);
-    module.directory.write("module.pdb", std::string(other.begin(), other.end()));
+    sample_module::write_pdb(module.directory, description);
     EXPECT_EQ(open(module, reader), pdb_of_another_age);
 
     EXPECT_EQ(binder->GetReaderForFile2(nullptr, module.image.c_str(), L"", policy, reader.put()), E_INVALIDARG);
@@ -237,7 +238,7 @@ TEST_F(SymbolLibrary, FilesAreFoundByPolicyAndPath) {
 
 TEST_F(SymbolLibrary, ImagesWithoutRecordsHaveNoSymbols) {
     const sample_module module;
-    const auto bytes = test::pe_builder().metadata(test::image_metadata(sample_mvid).build()).build().data;
+    const auto bytes = test::pe_builder().metadata(test::image_metadata(sample_module::mvid).build()).build().data;
     const auto bare = module.directory.write("bare.dll", std::string(bytes.begin(), bytes.end()));
     const auto scope = open_scope(*dispenser.get(), bare);
     com_hld<com::ISymUnmanagedReader> reader;
