@@ -1,6 +1,11 @@
 #include "tests/support/expected/documents_by_name.h"
 
 namespace qv::testing {
+namespace {
+
+constexpr std::uint32_t hidden_line = 0xFEEFEE;
+
+}  // namespace
 
 expected_module without_unnamed_documents(const expected_module& module) {
     std::set<std::uint32_t> named;
@@ -25,7 +30,10 @@ std::vector<std::uint32_t> documents_by_name::offsets(std::uint32_t module, std:
 
 std::vector<source_range> documents_by_name::ranges(std::uint32_t module, std::uint32_t token) {
     auto result = source_.ranges(module, token);
-    for (auto& range : result) range.document = row_of(module, range.document);
+    for (auto& range : result) {
+        range.document = row_of(module, range.document);
+        if (range.start_line == hidden_line) range.start_column = range.end_column = 0;
+    }
     return result;
 }
 

@@ -13,7 +13,8 @@ namespace qv::testing {
 expected_module without_unnamed_documents(const expected_module& module);
 
 // Asks another source and answers with the expected document numbers in place of its ids. A document of a name that is
-// not expected has the number 0. For one module; ranges come before documents.
+// not expected has the number 0. The columns of hidden points, which mean nothing, are 0 as they are expected, whatever
+// the file records. For one module; ranges come before documents.
 class documents_by_name : public symbol_source {
 public:
     // Both outlive the object.
