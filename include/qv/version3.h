@@ -1,7 +1,7 @@
 // A version of three components, compared in their order.
 #pragma once
 
-#include <compare>
+#include <tuple>
 
 namespace qv {
 
@@ -11,7 +11,10 @@ struct version3 {
     T minor;
     T build;
 
-    auto operator<=>(const version3&) const = default;
+    bool operator==(const version3&) const = default;
+    bool operator<(const version3& other) const {
+        return std::tie(major, minor, build) < std::tie(other.major, other.minor, other.build);
+    }
 };
 
 }  // namespace qv

@@ -24,10 +24,10 @@ image_facts read_image_facts(const boost::filesystem::path& path) {
 
 metadata_scope::metadata_scope(image_facts facts) : facts_(std::move(facts)) {}
 
-const image_facts* metadata_scope::facts_of(IUnknown* scope) {
+com_hld<metadata_scope> metadata_scope::find(IUnknown* scope) {
     com_hld<metadata_scope> own;
-    if (FAILED(scope->QueryInterface(com::iid_of<metadata_scope>, own.put_void()))) return nullptr;
-    return &own->facts_;
+    if (FAILED(scope->QueryInterface(com::iid_of<metadata_scope>, own.put_void()))) return {};
+    return own;
 }
 
 void* metadata_scope::find_interface(REFIID id) noexcept {

@@ -26,8 +26,10 @@ class metadata_scope final : public com_object<com::IMetaDataImport> {
 public:
     explicit metadata_scope(image_facts facts);
 
-    // What a scope that a client hands in knows; null for a scope of another library. Valid as long as the scope.
-    static const image_facts* facts_of(IUnknown* scope);
+    // The scope that a client hands in; empty for one of another library.
+    static com_hld<metadata_scope> find(IUnknown* scope);
+
+    const image_facts& facts() const noexcept { return facts_; }
 
     HRESULT STDMETHODCALLTYPE GetScopeProps(WCHAR* name, ULONG capacity, ULONG* count, GUID* mvid) override;
 

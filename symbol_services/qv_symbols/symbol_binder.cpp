@@ -28,8 +28,8 @@ bool take_search_path(const WCHAR* text, std::wstring& taken) {
 }
 
 std::vector<classic_reader::codeview_record> records_of(IUnknown* importer, const boost::filesystem::path& image) {
-    const image_facts* facts = metadata_scope::facts_of(importer);
-    return facts != nullptr && facts->path == image ? facts->records : read_image_facts(image).records;
+    const auto scope = metadata_scope::find(importer);
+    return scope && scope->facts().path == image ? scope->facts().records : read_image_facts(image).records;
 }
 
 // The stream's bytes from where it stands to its end; an HRESULT where it fails or is too large.

@@ -11,7 +11,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using testing::fake_module;
-using testing::fake_point;
 using testing::fake_reader;
 using ::testing::IsEmpty;
 
