@@ -116,7 +116,7 @@ TEST(TextStream, WidthBeyondTheBufferIsTheOperationsFailure) {
               expected("Failed to log dec unsigned int", "Dec(const unsigned int,const int)"));
     EXPECT_EQ(failure_of([&] { out.Dec(1ul, 99); }),
               expected("Failed to log dec unsigned long int", "Dec(const unsigned long,const int)"));
-    EXPECT_EQ(failure_of([&] { out.Dec(1ull, INT_MAX); }),
+    EXPECT_EQ(failure_of([&] { out.Dec(1ull, 1000); }),
               expected("Failed to log dec unsigned long long int", "Dec(const unsigned __int64,const int)"));
     EXPECT_EQ(sink.all(), "");
 }

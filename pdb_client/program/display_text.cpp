@@ -60,7 +60,7 @@ bool starts_character(char c) {
 std::string printable(std::wstring_view utf16) {
     std::string result;
     while (!utf16.empty()) {
-        const auto unit = static_cast<std::uint32_t>(utf16[0]);
+        const std::uint32_t unit = static_cast<char32_t>(utf16[0]);
         const std::size_t units = is_pair(utf16) ? 2 : 1;
         if (units == 1 && (is_surrogate(unit) || is_control(unit)))
             result += escape(unit);

@@ -42,7 +42,7 @@ std::string bracketed(std::uint32_t id) {
 
 // "[2] C:\src\a.cs", cut on the left to fit.
 std::string document_label(std::uint32_t id, const std::vector<document_symbols>& documents, std::size_t width) {
-    const std::string number = bracketed(id);
+    std::string number = bracketed(id);
     const auto found =
         std::lower_bound(documents.begin(), documents.end(), id,
                          [](const document_symbols& entry, std::uint32_t wanted) { return entry.id < wanted; });

@@ -12,13 +12,13 @@ namespace {
 // Which tables an index kind may point into. A coded index keeps in its low bits which of them it means.
 struct index_rule {
     unsigned tag_bits;
-    std::size_t table_count;
+    unsigned table_count;
     std::array<unsigned char, 27> tables;
 };
 
 template <class... Tables>
 constexpr index_rule make_rule(unsigned tag_bits, Tables... tables) {
-    return {tag_bits, sizeof...(tables), {static_cast<unsigned char>(tables)...}};
+    return {tag_bits, static_cast<unsigned>(sizeof...(tables)), {static_cast<unsigned char>(tables)...}};
 }
 
 // By index_flag. The tables of a coded index stand in tag order where its tags have no gap (ECMA-335 II.24.2.6).
@@ -59,7 +59,7 @@ static_assert(index_rules[idx_HasCustomDebugInformation].table_count == 27);
 
 constexpr bool tables_fit_their_tags() {
     return std::all_of(std::begin(index_rules), std::end(index_rules),
-                       [](const index_rule& rule) { return rule.table_count <= std::size_t{1} << rule.tag_bits; });
+                       [](const index_rule& rule) { return rule.table_count <= 1u << rule.tag_bits; });
 }
 static_assert(tables_fit_their_tags());
 
@@ -104,7 +104,7 @@ static_assert(schemas_hold(std::make_index_sequence<supported_table_count>{}));
 // The maximum is shifted as an unsigned 32-bit value; counts that lose bits by it fit into no block anyway.
 bool needs_wide_index(const index_rule& rule, const table_row_counts& counts) noexcept {
     std::uint32_t most = 0;
-    for (std::size_t i = 0; i < rule.table_count; ++i) most = std::max(most, counts[rule.tables[i]]);
+    for (unsigned i = 0; i < rule.table_count; ++i) most = std::max(most, counts[rule.tables[i]]);
     return most << rule.tag_bits > 0xFFFF;
 }
 

@@ -43,11 +43,11 @@ const std::vector<client_state>& client_states() {
         {"AskingButNeverReading",
          [](server_process& server) {
              auto client = served(server);
-             // Far more answers than the pipe holds, so that the server is stuck in writing one.
-             const bytes request = packet(0x42, {1, 1, 0});
-             bytes many;
-             for (int i = 0; i < 100; ++i) many = many + request;
-             client->send(many);
+             // More answers than the pipe's buffer of 256 bytes holds, asked for in fewer bytes than that, so that the
+             // server is stuck in writing and the client is not.
+             bytes requests;
+             for (int i = 0; i < 40; ++i) requests = requests + packet(0x42, {1, 1, 0});
+             client->send(requests);
              return client;
          }},
         {"RejectedButNeverReading",

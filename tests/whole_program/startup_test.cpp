@@ -8,7 +8,6 @@ namespace {
 
 using namespace qv::testing;
 using ::testing::HasSubstr;
-using ::testing::MatchesRegex;
 using ::testing::StartsWith;
 
 constexpr std::uint32_t patience_milliseconds = 30000;

@@ -2,7 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include <cstring>
+#include <atomic>
+#include <thread>
 
 #include "pdb_server/src/ppdb/document_name.h"
 #include "qv/text/utf.h"
@@ -301,6 +302,26 @@ TEST(PpdbModuleData, FailedQueryLeavesTheModuleUsable) {
     const auto module = load(builder);
     EXPECT_EQ(failure_of([&] { offsets_of(*module, method | 2); }), "Too large table index");
     EXPECT_THAT(offsets_of(*module, method | 1), ElementsAre(7));
+}
+
+TEST(PpdbModuleData, ThreadsShareAModuleWithoutLocks) {
+    portable_pdb_builder builder = pdb();
+    builder.document("/src/a.cs", test::sha256, bytes(32, 7));
+    builder.method(1, {{0, 10, 5, 10, 6}, hidden_point(7)});
+    builder.source_link("{}");
+    const auto module = load(builder);
+    std::atomic<int> right = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([&] {
+            bytes source_link;
+            module->get_source_server_data(source_link);
+            if (points_of(*module, method | 1).size() == 2 && document_of(*module, 1).name == "/src/a.cs" &&
+                source_link.size() == 2)
+                ++right;
+        });
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(right, 4);
 }
 
 TEST(MetadataContainer, NeedsThePdbStream) {

@@ -59,7 +59,7 @@ pe_image pe_builder::build() const {
     image.optional_header = headers.size();
     headers.u16(plus ? 0x20B : 0x10B).zeros(plus ? 106 : 90);
     image.directory_count = headers.size();
-    headers.u32(16 + further_directories_).zeros(8 * (16 + further_directories_));
+    headers.u32(16 + further_directories_).zeros(8 * std::size_t{16 + further_directories_});
     image.section_table = headers.size();
     headers.zeros(40).zeros(section_offset - headers.size());
 

@@ -27,7 +27,7 @@ struct pe_image {
     std::size_t metadata;
     std::vector<std::size_t> debug_data;  // of each entry
 
-    std::size_t directory(unsigned index) const { return directory_count + 4 + 8 * index; }
+    std::size_t directory(unsigned index) const { return directory_count + 4 + std::size_t{8} * index; }
 };
 
 // A section's RVAs are its file offsets plus this.
