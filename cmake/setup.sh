@@ -98,6 +98,15 @@ run_windows() {
   wine_environment wine "$@"
 }
 
+# Wine has no reader of classic PDB files. The build's own serves in its prefix, as on any host without one.
+register_classic_reader() {
+  local library=$root/build/windows/bin/qv_symbols.dll
+  grep -qsF "$(windows_path "$library" | sed 's/\\/\\\\/g')" "$root/build/wine/system.reg" && return 0
+  step "Registering the reader of classic PDB files" >&2
+  run_windows regsvr32.exe /s "$(windows_path "$library")" >>"$root/build/wine.log" 2>&1 ||
+    die "qv_symbols.dll does not register; see build/wine.log"
+}
+
 wine_environment() {
   WINEPREFIX=$root/build/wine WINEDEBUG=-all WINEDLLOVERRIDES="mscoree=;mshtml=" "$@"
 }

@@ -35,7 +35,10 @@ run_test_programs() {
   local program
   step "Testing ($1)"
   # Wine is prepared before the first program, so that its start is nobody's time.
-  [ "$1" != windows ] || run_windows cmd.exe /c exit
+  if [ "$1" = windows ]; then
+    run_windows cmd.exe /c exit
+    register_classic_reader
+  fi
   while read -r program; do
     [ -z "$program" ] || run_test_program "$1" "$program"
   done <"$root/build/$1/tests.txt"

@@ -203,6 +203,18 @@ TEST(MetadataHeaps, Blobs) {
     EXPECT_EQ(failure_of([&] { blob(0xFFFFFFFF); }), "End of region");
 }
 
+TEST(MetadataHeaps, Names) {
+    metadata_builder builder;
+    const std::uint32_t name = builder.string("Module.dll");
+    const auto block = builder.build();
+    const metadata_parser parser(block.size(), block.data());
+    const auto text = [&](std::uint32_t index) { return parser.get_stream_data(md_stream<strings_heap>{index}); };
+    EXPECT_EQ(text(name), "Module.dll");
+    EXPECT_EQ(text(name + 7), "dll");
+    EXPECT_EQ(text(0), "");
+    EXPECT_EQ(failure_of([&] { text(0xFFFFFFFF); }), "End of region");
+}
+
 TEST(ModuleIdentity, IsRowOneOfTheModuleTable) {
     const module_identity identity = read_module_identity(test::image_metadata(some_guid, 5).build());
     EXPECT_EQ(identity.mvid, some_guid);

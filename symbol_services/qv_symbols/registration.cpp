@@ -62,10 +62,16 @@ bool is_same_file(const std::wstring& left, const std::wstring& right) {
     return CompareStringOrdinal(left.c_str(), -1, right.c_str(), -1, TRUE) == CSTR_EQUAL;
 }
 
+// Whether the path leads to this library or to a copy of it elsewhere, as an earlier version may have left behind.
+bool is_own(const std::wstring& server, const std::wstring& library) {
+    const auto name = [](const std::wstring& path) { return path.substr(path.find_last_of(L"\\/") + 1); };
+    return is_same_file(name(server), name(library));
+}
+
 // Whether a library other than this one makes objects of the class.
 bool is_offered_by_others(const GUID& id, const std::wstring& library) {
     const auto server = read_text(HKEY_CLASSES_ROOT, server_key_of(id), nullptr);
-    if (!server || is_same_file(*server, library)) return false;
+    if (!server || is_own(*server, library)) return false;
     const HRESULT initialised = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     com_hld<IClassFactory> factory;
     const HRESULT found =
@@ -79,7 +85,7 @@ LSTATUS enter(HKEY root, const registered_class& entry, const std::wstring& libr
     const std::wstring server_key = server_key_of(entry.id);
     const auto replaced = read_text(root, server_key, nullptr);
     LSTATUS result = 0;
-    if (replaced && !is_same_file(*replaced, library)) result = write_text(root, server_key, replaced_value, *replaced);
+    if (replaced && !is_own(*replaced, library)) result = write_text(root, server_key, replaced_value, *replaced);
     if (result == 0 && !replaced) result = write_text(root, key_of(entry.id), nullptr, entry.description);
     if (result == 0) result = write_text(root, server_key, L"ThreadingModel", L"Both");
     if (result == 0) result = write_text(root, server_key, nullptr, library);
