@@ -236,6 +236,20 @@ TEST_F(SymbolLibrary, FilesAreFoundByPolicyAndPath) {
     EXPECT_EQ(binder->GetReaderForFile2(scope.get(), module.image.c_str(), L"", policy, nullptr), E_POINTER);
 }
 
+// Through the SymSrv.dll beside the library.
+TEST_F(SymbolLibrary, SymbolServersAreAskedWhereThePolicySaysSo) {
+    const sample_module module;
+    const auto store = module.directory.path() / "store";
+    module.directory.copy(module.pdb, L"store/module.pdb/7D3BE11C9BD24CA7A6261C82B93935A93/module.pdb");
+    boost::filesystem::create_directory(store / "000Admin");
+    const std::wstring element = L"C:\\nowhere;srv*" + store.native();
+    com_hld<com::ISymUnmanagedReader> reader;
+    EXPECT_EQ(open(module, reader, element.c_str(), com::allow_original_path_access), pdb_not_found);
+    EXPECT_EQ(open(module, reader, element.c_str(), com::allow_symbol_server_access), S_OK);
+    method(reader, first_method);
+    EXPECT_EQ(open(module, reader, (element + L"2").c_str(), com::allow_symbol_server_access), pdb_not_found);
+}
+
 TEST_F(SymbolLibrary, ImagesWithoutRecordsHaveNoSymbols) {
     const sample_module module;
     const auto bytes = test::pe_builder().metadata(test::image_metadata(sample_module::mvid).build()).build().data;

@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include "pdb_server/src/system/windows/symsrv_imports.h"
-#include "symbol_services/qv_symbols/com_object.h"
 #include "symbol_services/qv_symbols/library.h"
 
 namespace qv::symbols {
@@ -16,7 +15,9 @@ bool load_symbol_server() noexcept {
         HMODULE loaded = GetModuleHandleW(L"SymSrv.dll");
         imports::init(path_of_library(loaded != nullptr ? loaded : this_library()).parent_path());
         // A library must not be let go while this one is being unloaded, so this one stays.
-        module_lock::add();
+        HMODULE pinned = nullptr;
+        GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                           reinterpret_cast<LPCWSTR>(&load_symbol_server), &pinned);
         return true;
     } catch (...) {
         return false;  // a host without the library has no symbol servers
