@@ -14,7 +14,7 @@ constexpr const char* source_name = "symbol_services/classic_reader/byte_cursor"
 std::span<const unsigned char> byte_cursor::take(std::uint64_t count) {
     if (count > rest_.size())
         throw_corrupt("Unexpected end of PDB data",
-                      "class std::span<unsigned char const ,-1> __cdecl "
+                      "class std::span<unsigned char const ,18446744073709551615> __cdecl "
                       "qv::classic_reader::byte_cursor::take(unsigned __int64)",
                       source_name, __LINE__);
     const auto taken = rest_.first(static_cast<std::size_t>(count));

@@ -69,7 +69,7 @@ dbi_header read_header(const msf_stream& stream) {
     const auto header = stream.read_value<dbi_header>(0);
     if (header.signature != -1 || header.version < oldest_version)
         throw_hresult_error("Unsupported DBI version", e_pdb_not_implemented,
-                            "struct qv::classic_reader::dbi_header __cdecl "
+                            "struct qv::classic_reader::`anonymous-namespace'::dbi_header __cdecl "
                             "qv::classic_reader::`anonymous-namespace'::read_header("
                             "const class qv::classic_reader::msf_stream &)",
                             source_name, __LINE__);
@@ -128,7 +128,7 @@ std::vector<source_file> read_source_list(std::span<const unsigned char> list) {
                 throw_corrupt("Invalid source file list",
                               "class std::vector<struct qv::classic_reader::source_file,class std::allocator<struct "
                               "qv::classic_reader::source_file> > __cdecl qv::classic_reader::read_source_list("
-                              "class std::span<unsigned char const ,-1>)",
+                              "class std::span<unsigned char const ,18446744073709551615>)",
                               source_name, __LINE__);
             allowance -= name.size() + 1;
             files.push_back({name, module});

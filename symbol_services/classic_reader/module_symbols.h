@@ -37,7 +37,10 @@ struct code_address {
     std::uint16_t section;
     std::uint32_t offset;
 
-    friend auto operator<=>(const code_address&, const code_address&) = default;
+    friend bool operator==(const code_address&, const code_address&) = default;
+    friend bool operator<(const code_address& left, const code_address& right) noexcept {
+        return left.section != right.section ? left.section < right.section : left.offset < right.offset;
+    }
 };
 
 struct procedure {

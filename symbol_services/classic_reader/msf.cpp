@@ -35,7 +35,7 @@ bool begins_with(std::span<const unsigned char> file, std::string_view signature
 void check_signature(std::span<const unsigned char> file) {
     constexpr const char* function =
         "void __cdecl qv::classic_reader::`anonymous-namespace'::check_signature("
-        "class std::span<unsigned char const ,-1>)";
+        "class std::span<unsigned char const ,18446744073709551615>)";
     if (begins_with(file, msf7_signature)) return;
     if (begins_with(file, msf2_signature))
         throw_hresult_error("PDB file of the format before 7.0", e_pdb_v1_pdb, function, source_name, __LINE__);
@@ -123,7 +123,7 @@ std::span<const unsigned char> msf_file::page(std::uint32_t number) const {
     const std::uint64_t begin = std::uint64_t{number} * page_size_;
     if (begin >= file_.size())
         throw_corrupt("PDB page outside the file",
-                      "class std::span<unsigned char const ,-1> __cdecl "
+                      "class std::span<unsigned char const ,18446744073709551615> __cdecl "
                       "qv::classic_reader::msf_file::page(unsigned int) const",
                       source_name, __LINE__);
     const std::uint64_t size = std::min<std::uint64_t>(page_size_, file_.size() - begin);
@@ -135,7 +135,7 @@ std::span<const unsigned char> msf_stream::rest_of_page(std::uint64_t offset) co
     const auto page = file_->page(file_->pages_[first_page_ + static_cast<std::size_t>(offset / file_->page_size_)]);
     if (within >= page.size())
         throw_corrupt("PDB page outside the file",
-                      "class std::span<unsigned char const ,-1> __cdecl "
+                      "class std::span<unsigned char const ,18446744073709551615> __cdecl "
                       "qv::classic_reader::msf_stream::rest_of_page(unsigned __int64) const",
                       source_name, __LINE__);
     return page.subspan(within);
@@ -145,7 +145,7 @@ void msf_stream::read(std::uint64_t offset, std::span<unsigned char> destination
     if (offset > size_ || destination.size() > size_ - offset)
         throw_corrupt("Read beyond the end of a PDB stream",
                       "void __cdecl qv::classic_reader::msf_stream::read("
-                      "unsigned __int64,class std::span<unsigned char,-1>) const",
+                      "unsigned __int64,class std::span<unsigned char,18446744073709551615>) const",
                       source_name, __LINE__);
     while (!destination.empty()) {
         const auto from = rest_of_page(offset);

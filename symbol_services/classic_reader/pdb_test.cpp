@@ -87,6 +87,15 @@ TEST(Pdb, LyingSymbolHashDoesNoHarm) {
     }
 }
 
+// Two modules claim one method, and the table knows the second one only: the symbols were not searched.
+TEST(Pdb, SymbolHashIsAskedFirst) {
+    auto description = sample_pdb_description();
+    description.modules[1].methods[0].token = 0x06000001;
+    const auto forget_first = [](test::pdb_streams& s) { poke(s[s.symbol_records], 14, '!', 1); };
+    EXPECT_EQ(open(description)->points(0x06000001).size(), 4u);
+    EXPECT_EQ(open_changed(description, forget_first)->points(0x06000001).size(), 2u);
+}
+
 TEST(Pdb, TokenMapMovesMethods) {
     auto description = sample_pdb_description();
     description.token_map = {0, 5, 1, 2, 0};  // row 4 was dropped

@@ -9,7 +9,7 @@ void position_index::add(std::uint32_t token, std::span<const sequence_point> po
     const auto own = extents_.size();
     for (const auto& point : points) {
         if (point.hidden()) continue;
-        starts_.push_back({point.document, point.start_line});
+        starts_.emplace_back(point.document, point.start_line);
         const auto last_line = std::max(point.start_line, point.end_line);
         const auto at = std::find_if(extents_.begin() + static_cast<std::ptrdiff_t>(own), extents_.end(),
                                      [&point](const extent& other) { return other.document == point.document; });
@@ -42,7 +42,7 @@ std::vector<std::uint32_t> position_index::methods_at(std::uint32_t document, st
 
 std::optional<std::uint32_t> position_index::closest_line(std::uint32_t document, std::uint32_t line) const {
     const auto at = std::lower_bound(starts_.begin(), starts_.end(), place{document, line});
-    return at == starts_.end() || at->document != document ? std::nullopt : std::optional(at->line);
+    return at == starts_.end() || at->first != document ? std::nullopt : std::optional(at->second);
 }
 
 }  // namespace qv::classic_reader

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "symbol_services/classic_reader/line_sections.h"
@@ -31,12 +32,7 @@ private:
         std::uint32_t last_line;
         std::uint32_t token;
     };
-    struct place {
-        std::uint32_t document;
-        std::uint32_t line;
-
-        friend auto operator<=>(const place&, const place&) = default;
-    };
+    using place = std::pair<std::uint32_t, std::uint32_t>;  // document, line
 
     std::vector<extent> extents_;
     std::vector<place> starts_;
