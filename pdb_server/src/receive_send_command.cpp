@@ -8,7 +8,7 @@ namespace {
 // An empty text would mean success, so a failure without words is given some.
 std::string current_error_text() {
     const exception_description description = describe_current_exception();
-    std::string text = description.text.empty() ? "Unknown error" : description.text;
+    std::string text = description.text.empty() ? unknown_error_text : description.text;
     if (description.continuation) text += "\r\n\t'" + *description.continuation + "'";
     return text;
 }
