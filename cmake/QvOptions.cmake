@@ -16,6 +16,12 @@ else()
     -Wcast-align -Wimplicit-fallthrough)
 endif()
 
+# For users of COM: no object is deleted through its interface, and an interface cannot have a virtual destructor.
+add_library(qv_com INTERFACE)
+if(NOT MSVC)
+  target_compile_options(qv_com INTERFACE -Wno-non-virtual-dtor)
+endif()
+
 if(WIN32)
   target_compile_definitions(qv_options INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
   if(MINGW)

@@ -12,7 +12,7 @@ packages_test=(googletest zlib1g-dev clang-format clang-tidy
   lib${boost/boost/boost-program-options}-dev lib${boost/boost/boost-filesystem}-dev
   lib${boost/boost/boost-iostreams}-dev lib${boost/boost/boost-json}-dev)
 
-step() { printf '\033[1m==>\033[0m %s\n' "$*"; }
+step() { if [ -t 1 ]; then printf '\033[1m==>\033[0m %s\n' "$*"; else printf '==> %s\n' "$*"; fi; }
 die() { printf 'error: %s\n' "$*" >&2; exit 1; }
 
 as_root() {

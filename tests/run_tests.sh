@@ -4,7 +4,7 @@ passed=0 failed=0 skipped=0
 
 # Counts of GoogleTest's own summary: count_of WORD < output
 count_of() {
-  sed -n "s/^\[  $1 \] \([0-9]*\) tests\{0,1\}.*/\1/p" | head -1
+  sed -n "s/^\[ *$1 *\] \([0-9]*\) tests\{0,1\}[.,].*/\1/p" | head -1
 }
 
 # run_test_program PRESET PROGRAM
@@ -18,7 +18,7 @@ run_test_program() {
     "$2" >"$output" 2>&1 </dev/null || status=$?
   fi
   sed -i 's/\r$//' "$output"
-  p=$(count_of ' PASSED ' <"$output") f=$(count_of ' FAILED ' <"$output") s=$(count_of ' SKIPPED' <"$output")
+  p=$(count_of PASSED <"$output") f=$(count_of FAILED <"$output") s=$(count_of SKIPPED <"$output")
   # A program that ends badly without saying so has failed all the same.
   if [ "$status" != 0 ] && [ "${f:-0}" = 0 ]; then f=1; fi
   if [ "$status" = 0 ] && [ "${p:-0}" = 0 ] && [ "${s:-0}" = 0 ]; then f=1; fi

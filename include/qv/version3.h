@@ -1,5 +1,7 @@
-// A version of three components.
+// A version of three components, compared in their order.
 #pragma once
+
+#include <compare>
 
 namespace qv {
 
@@ -9,7 +11,7 @@ struct version3 {
     T minor;
     T build;
 
-    bool operator==(const version3&) const = default;
+    auto operator<=>(const version3&) const = default;
 };
 
 }  // namespace qv

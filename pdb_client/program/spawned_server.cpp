@@ -49,53 +49,61 @@ handle_hld create_job() {
     return job;
 }
 
-// The attributes of a process that inherits these handles and no others.
-class inherited_handles {
+// The attributes of a process that inherits these handles and no others, and that belongs to the job from its first
+// moment: one that joined the job later would outlive a creator that is killed in between.
+class start_attributes {
 public:
-    explicit inherited_handles(std::vector<HANDLE> handles) : handles_(std::move(handles)) {
+    start_attributes(std::vector<HANDLE> handles, HANDLE job) : handles_(std::move(handles)), job_(job) {
         SIZE_T size = 0;
-        ::InitializeProcThreadAttributeList(nullptr, 1, 0, &size);  // fails; it is asked for the size
+        ::InitializeProcThreadAttributeList(nullptr, count, 0, &size);  // fails; it is asked for the size
         storage_ = std::make_unique<unsigned char[]>(size);
-        require(::InitializeProcThreadAttributeList(list(), 1, 0, &size) != FALSE, __LINE__);
-        if (!::UpdateProcThreadAttribute(list(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles_.data(),
-                                         handles_.size() * sizeof(HANDLE), nullptr, nullptr)) {
+        require(::InitializeProcThreadAttributeList(list(), count, 0, &size) != FALSE, __LINE__);
+        if (!set(PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles_.data(), handles_.size() * sizeof(HANDLE)) ||
+            !set(PROC_THREAD_ATTRIBUTE_JOB_LIST, &job_, sizeof job_)) {
             const DWORD code = ::GetLastError();
             ::DeleteProcThreadAttributeList(list());
             ::SetLastError(code);
             require(false, __LINE__);
         }
     }
-    ~inherited_handles() { ::DeleteProcThreadAttributeList(list()); }
-    inherited_handles(const inherited_handles&) = delete;
-    inherited_handles& operator=(const inherited_handles&) = delete;
+    ~start_attributes() { ::DeleteProcThreadAttributeList(list()); }
+    start_attributes(const start_attributes&) = delete;
+    start_attributes& operator=(const start_attributes&) = delete;
 
     LPPROC_THREAD_ATTRIBUTE_LIST list() const { return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(storage_.get()); }
 
 private:
-    std::vector<HANDLE> handles_;  // the list points into it
+    static constexpr DWORD count = 2;
+
+    bool set(DWORD_PTR attribute, void* value, SIZE_T size) {
+        return ::UpdateProcThreadAttribute(list(), 0, attribute, value, size, nullptr, nullptr) != FALSE;
+    }
+
+    std::vector<HANDLE> handles_;  // the list points to both
+    HANDLE job_;
     std::unique_ptr<unsigned char[]> storage_;
 };
 
-// The process begins suspended, so that it cannot run outside the job.
-PROCESS_INFORMATION create_process(const std::wstring& executable, const std::wstring& arguments, HANDLE output) {
-    const inherited_handles inherited({output});
+PROCESS_INFORMATION create_process(const std::wstring& executable, const std::wstring& arguments, HANDLE output,
+                                   HANDLE job) {
+    const start_attributes attributes({output}, job);
     STARTUPINFOEXW start{};
     start.StartupInfo.cb = sizeof start;
     start.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
     start.StartupInfo.hStdOutput = output;
     start.StartupInfo.hStdError = output;
-    start.lpAttributeList = inherited.list();
+    start.lpAttributeList = attributes.list();
     std::wstring command_line = L"\"" + executable + L"\" " + arguments;
     PROCESS_INFORMATION created{};
     if (!::CreateProcessW(executable.c_str(), command_line.data(), nullptr, nullptr, TRUE,
-                          CREATE_SUSPENDED | CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr,
-                          &start.StartupInfo, &created))
+                          CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr, &start.StartupInfo,
+                          &created))
         throw_win32_error("Can't start the server", ::GetLastError(),
                           "struct _PROCESS_INFORMATION __cdecl "
                           "qv::profiler::pdb_client::`anonymous-namespace'::create_process(const class "
                           "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > "
                           "&,const class std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class "
-                          "std::allocator<wchar_t> > &,void *)",
+                          "std::allocator<wchar_t> > &,void *,void *)",
                           source, __LINE__, errtag_file_name_w{executable});
     return created;
 }
@@ -115,15 +123,9 @@ spawned_server::spawned_server(const std::wstring& executable)
     require(::SetHandleInformation(write, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT) != FALSE, __LINE__);
 
     const PROCESS_INFORMATION created = create_process(
-        executable, L"--pipe " + pipe_id_ + L" --stop_request_event " + stop_event_name(pipe_id_), write);
+        executable, L"--pipe " + pipe_id_ + L" --stop_request_event " + stop_event_name(pipe_id_), write, job_.get());
     process_.reset(created.hProcess);
-    const handle_hld thread(created.hThread);
-    if (!::AssignProcessToJobObject(job_.get(), created.hProcess) || ::ResumeThread(created.hThread) == MAXDWORD) {
-        const DWORD code = ::GetLastError();
-        ::TerminateProcess(created.hProcess, 1);
-        ::SetLastError(code);
-        require(false, __LINE__);
-    }
+    ::CloseHandle(created.hThread);
 }
 
 spawned_server::~spawned_server() {

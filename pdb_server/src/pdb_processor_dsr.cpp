@@ -1,15 +1,66 @@
 #include "pdb_server/src/pdb_processor_dsr.h"
 
-namespace qv::profiler::pdb_server {
+#include <utility>
 
-std::shared_ptr<dsr_data> dsr_init() {
-    return std::make_shared<dsr_data>();
+#include "pdb_server/src/dsr/dsr_data.h"
+#include "pdb_server/src/dsr/dsr_module_data.h"
+#include "qv/com/metadata_import.h"
+#include "qv/diagnostics/exception.h"
+#include "qv/diagnostics/log.h"
+#include "qv/text/path.h"
+
+namespace qv::profiler::pdb_server {
+namespace {
+
+constexpr const char* source = "pdb_server/src/pdb_processor_dsr";
+constexpr DWORD open_for_reading = 0;
+
+com_hld<IUnknown> open_metadata_scope(const dsr_data& data, const std::wstring& image) {
+    com_hld<IUnknown> scope;
+    const HRESULT result =
+        data.dispenser->OpenScope(image.c_str(), open_for_reading, com::iid_of<com::IMetaDataImport>, scope.put());
+    if (FAILED(result))
+        throw_hresult_error(
+            "Can't open metadata scope", result,
+            "class qv::com_hld<struct IUnknown> __cdecl qv::profiler::pdb_server::`anonymous-namespace'::"
+            "open_metadata_scope(const struct qv::profiler::pdb_server::dsr_data &,const class std::basic_string<"
+            "wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > &)",
+            source, __LINE__, errtag_file_w{image});
+    return scope;
 }
 
-// Does nothing yet: every image without a portable PDB has no symbols.
-std::shared_ptr<module_data> dsr_load_module(const std::shared_ptr<dsr_data>&, const boost::filesystem::path&,
-                                             const GUID&, const search_path_list&, std::uint8_t) {
-    return nullptr;
+// All elements, directories and symbol-server specifications alike, as the reader takes them.
+std::wstring join(const search_path_list& paths) {
+    std::wstring joined;
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        if (i != 0) joined += L';';
+        joined += text::to_wide(paths[i]);
+    }
+    return joined;
+}
+
+void log_no_symbols(const GUID& mvid) {
+    log::Logger::instance().record(log::component::PdbGt, [&](log::TextStream& out) {
+        out.text("DSR::LoadModule").key("res").text("no_sud").key("mvid").guid(mvid);
+    });
+}
+
+}  // namespace
+
+std::shared_ptr<module_data> dsr_load_module(const std::shared_ptr<dsr_data>& data, const boost::filesystem::path& path,
+                                             const GUID& mvid, const search_path_list& search_paths,
+                                             std::uint8_t policy) {
+    if (data->failure) std::rethrow_exception(data->failure);
+    const std::wstring image = text::to_wide(path);
+    const com_hld<IUnknown> importer = open_metadata_scope(*data, image);
+    com_hld<com::ISymUnmanagedReader> reader;
+    const HRESULT result = data->binder->GetReaderForFile2(importer.get(), image.c_str(), join(search_paths).c_str(),
+                                                           policy, reader.put());
+    if (FAILED(result)) {
+        log_no_symbols(mvid);
+        return nullptr;
+    }
+    return std::make_shared<dsr_module_data>(mvid, std::move(reader), data->services.task_mem_free);
 }
 
 }  // namespace qv::profiler::pdb_server

@@ -1,7 +1,10 @@
 // Classic PDB backend: symbols through the platform's unmanaged symbol reader.
 //
-// Not implemented yet: the two entry points exist so that the rest of the server is complete around them. They find no
-// symbols, so a module with a classic PDB loads as one that has none.
+// The reader is a COM service that a machine may lack: it comes with the .NET Framework or is registered beside it. A
+// machine without it still answers for portable PDBs, so the failure to prepare the backend is not the connection's:
+// it is logged as a warning once and raised again by every module that would need the service.
+//
+// Elsewhere than on Windows there is no such service and no image has classic symbols.
 #pragma once
 
 #include <boost/filesystem/path.hpp>
@@ -13,12 +16,17 @@
 
 namespace qv::profiler::pdb_server {
 
-// State shared by every classic module of one connection.
-struct dsr_data {};
+// State shared by every classic module of one connection: the way to the symbol reader, or why there is none.
+struct dsr_data;
 
+// Never empty, and never fails for want of the service. The calling thread has initialised COM.
 std::shared_ptr<dsr_data> dsr_init();
 
-// Opens the symbols of the image; empty when there are none.
+// Whether the service is there, so that dsr_load_module has someone to ask.
+bool dsr_is_available(const std::shared_ptr<dsr_data>& data) noexcept;
+
+// Opens the symbols of the image; empty, with the record "no_sud", when the reader finds none. Throws what dsr_init
+// failed with, and "Can't open metadata scope".
 std::shared_ptr<module_data> dsr_load_module(const std::shared_ptr<dsr_data>& data, const boost::filesystem::path& path,
                                              const GUID& mvid, const search_path_list& search_paths,
                                              std::uint8_t policy);

@@ -47,11 +47,12 @@ bool image_has_mvid(const boost::filesystem::path& path, const GUID& mvid, porta
     return metadata::read_module_identity(image.metadata).mvid == mvid;
 }
 
-bool names_portable_pdb(const portable_executable::image_data& image) {
-    return std::any_of(image.debug_entries.begin(), image.debug_entries.end(), [](const auto& entry) {
-        return entry.Type == portable_executable::debug_type_codeview &&
-               entry.MinorVersion == portable_executable::portable_pdb_minor_version;
-    });
+bool names_pdb(const portable_executable::image_debug_entry& entry) {
+    return entry.Type == portable_executable::debug_type_codeview;
+}
+
+bool names_portable_pdb(const portable_executable::image_debug_entry& entry) {
+    return names_pdb(entry) && entry.MinorVersion == portable_executable::portable_pdb_minor_version;
 }
 
 }  // namespace
@@ -100,7 +101,12 @@ bool pdb_processor::resolve_relative(const boost::filesystem::path& path, const 
 // The choice of the backend is made once: an image that names a portable PDB is never tried with the other one.
 std::shared_ptr<module_data> pdb_processor::load_symbols(const boost::filesystem::path& path, const GUID& mvid,
                                                          const portable_executable::image_data& image) const {
-    if (!names_portable_pdb(image)) return dsr_load_module(dsr_, path, mvid, search_paths_, policy_);
+    const auto& entries = image.debug_entries;
+    if (std::none_of(entries.begin(), entries.end(), names_portable_pdb)) {
+        // An image that names no file has no symbols, also where nothing could read them.
+        if (!dsr_is_available(dsr_) && std::none_of(entries.begin(), entries.end(), names_pdb)) return nullptr;
+        return dsr_load_module(dsr_, path, mvid, search_paths_, policy_);
+    }
     const symbol_candidates candidates{path, search_paths_, policy_, services_};
     return try_load_module(
         mvid, image, [&](const std::wstring& recorded_path, const GUID& pdb_guid, const candidate_visitor& visit) {

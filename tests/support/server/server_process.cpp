@@ -46,6 +46,8 @@ server_process::server_process(const settings& s) : pipe_id_(unique_name()) {
                            std::to_wstring(s.log_mask) + L" --stop_request_event " + stop_name;
     for (const std::wstring& argument : s.further_arguments) command += L" " + quoted(argument);
 
+    // Pressing Ctrl-C for an earlier server made this process ignore it, which a child would inherit.
+    SetConsoleCtrlHandler(nullptr, FALSE);
     const handle_hld output = inheritable_file(directory_.path() / "stdout.txt");
     const handle_hld errors = inheritable_file(directory_.path() / "stderr.txt");
     STARTUPINFOW startup = {};

@@ -1,0 +1,115 @@
+#include "pdb_server/src/dsr/dsr_module_data.h"
+
+#include <utility>
+
+#include "pdb_server/src/dsr/method_points.h"
+#include "qv/diagnostics/exception.h"
+#include "qv/diagnostics/log.h"
+
+namespace qv::profiler::pdb_server {
+namespace {
+
+constexpr const char* source = "pdb_server/src/pdb_processor_dsr";
+
+}  // namespace
+
+const char* const dsr_module_data::document_traits::insert_or_throw_signature =
+    "void __cdecl qv::profiler::detail::base_slave_key_atom_map<unsigned int,class std::basic_string<wchar_t,struct "
+    "std::char_traits<wchar_t>,class std::allocator<wchar_t> >,class std::shared_ptr<struct "
+    "qv::profiler::pdb_server::document_data> >::insert_or_throw(const unsigned int &,const class std::shared_ptr<"
+    "struct qv::profiler::pdb_server::document_data> &)";
+
+dsr_module_data::dsr_module_data(const GUID& id, com_hld<com::ISymUnmanagedReader> reader,
+                                 std::function<void(void* block)> task_mem_free)
+    : module_data(id), reader_(std::move(reader)), task_mem_free_(std::move(task_mem_free)) {
+    qv::detail::check_interface(reader_.get());
+}
+
+dsr_module_data::~dsr_module_data() {
+    try {
+        destroy_reader();
+    } catch (...) {
+        log::write_warning();
+    }
+}
+
+void dsr_module_data::destroy_reader() const {
+    const log::scope scope(log::component::PdbGt, "DSR::DestoryPdb");
+    const auto disposable = reader_.query_nullable<com::ISymUnmanagedDispose>();
+    if (!disposable) return;
+    const HRESULT result = disposable->Destroy();
+    if (FAILED(result))
+        throw_hresult_error("Can't unload PDB file", result,
+                            "void __cdecl qv::profiler::pdb_server::dsr_module_data::destroy_reader(void) const",
+                            source, __LINE__);
+}
+
+void dsr_module_data::get_source_server_data(std::vector<std::uint8_t>& data) {
+    data.clear();
+    const auto module = reader_.query_nullable<com::ISymUnmanagedSourceServerModule>();
+    if (!module) return;
+    ULONG size = 0;
+    BYTE* block = nullptr;
+    const HRESULT result = module->GetSourceServerData(&size, &block);
+    if (FAILED(result))
+        throw_hresult_error("Can't get source server data", result,
+                            "void __cdecl qv::profiler::pdb_server::dsr_module_data::get_source_server_data(class "
+                            "std::vector<unsigned char,class std::allocator<unsigned char> > &)",
+                            source, __LINE__);
+    if (block == nullptr) return;
+    const std::unique_ptr<BYTE, const std::function<void(void*)>&> owner(block, task_mem_free_);
+    data.assign(block, block + size);
+}
+
+void dsr_module_data::get_method_offsets(std::uint32_t method_token, std::vector<std::uint32_t>& offsets) {
+    offsets = read_point_offsets(reader_, method_token);
+}
+
+void dsr_module_data::get_method_ranges(std::uint32_t method_token, std::vector<std::uint32_t>& document_ids,
+                                        std::vector<std::uint32_t>& start_lines,
+                                        std::vector<std::uint32_t>& start_columns,
+                                        std::vector<std::uint32_t>& end_lines,
+                                        std::vector<std::uint32_t>& end_columns) {
+    method_points points = read_points(reader_, method_token);
+    document_ids.clear();
+    document_ids.reserve(points.documents.size());
+    // Neighbouring points mostly share one document object, whose name need not be asked for again.
+    const com::ISymUnmanagedDocument* last = nullptr;
+    std::uint32_t id = 0;
+    for (const auto& document : points.documents) {
+        if (document.get() != last) {
+            id = document ? enter_document(document) : 0;
+            last = document.get();
+        }
+        document_ids.push_back(id);
+    }
+    start_lines = std::move(points.start_lines);
+    start_columns = std::move(points.start_columns);
+    end_lines = std::move(points.end_lines);
+    end_columns = std::move(points.end_columns);
+}
+
+std::uint32_t dsr_module_data::enter_document(const com_hld<com::ISymUnmanagedDocument>& document) {
+    auto entry = std::make_shared<document_data>(document_data{read_document_url(document), document});
+    // A copy: the entry may be replaced by the one that carries the URL already.
+    const std::wstring url = entry->url;
+    std::uint32_t id = 0;
+    documents_.insert_or_get(url, entry, id);
+    return id;
+}
+
+void dsr_module_data::get_document(std::uint32_t document_id, std::wstring& url, GUID& checksum_algorithm,
+                                   std::vector<std::uint8_t>& checksum) {
+    const std::shared_ptr<document_data> found = documents_.find_atom(document_id);
+    if (!found)
+        throw_error("Unknown PDB document",
+                    "void __cdecl qv::profiler::pdb_server::dsr_module_data::get_document(unsigned int,class "
+                    "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > &,"
+                    "struct _GUID &,class std::vector<unsigned char,class std::allocator<unsigned char> > &)",
+                    source, __LINE__);
+    url = found->url;
+    checksum_algorithm = read_checksum_algorithm(found->document);
+    checksum = read_checksum(found->document);
+}
+
+}  // namespace qv::profiler::pdb_server

@@ -1,0 +1,36 @@
+#include "symbol_services/classic_reader/byte_cursor.h"
+
+#include <algorithm>
+
+#include "symbol_services/classic_reader/pdb_errors.h"
+
+namespace qv::classic_reader {
+namespace {
+
+constexpr const char* source_name = "symbol_services/classic_reader/byte_cursor";
+
+}  // namespace
+
+std::span<const unsigned char> byte_cursor::take(std::uint64_t count) {
+    if (count > rest_.size())
+        throw_corrupt("Unexpected end of PDB data",
+                      "class std::span<unsigned char const ,18446744073709551615> __cdecl "
+                      "qv::classic_reader::byte_cursor::take(unsigned __int64)",
+                      source_name, __LINE__);
+    const auto taken = rest_.first(static_cast<std::size_t>(count));
+    rest_ = rest_.subspan(static_cast<std::size_t>(count));
+    return taken;
+}
+
+std::string_view byte_cursor::text() {
+    const auto end = std::find(rest_.begin(), rest_.end(), static_cast<unsigned char>(0));
+    const auto length = static_cast<std::size_t>(end - rest_.begin());
+    const auto taken = take(std::uint64_t{length} + 1);
+    return {reinterpret_cast<const char*>(taken.data()), length};
+}
+
+void byte_cursor::skip_up_to(std::uint64_t count) noexcept {
+    rest_ = rest_.subspan(static_cast<std::size_t>(std::min<std::uint64_t>(count, rest_.size())));
+}
+
+}  // namespace qv::classic_reader

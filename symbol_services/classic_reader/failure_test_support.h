@@ -1,0 +1,25 @@
+// Failures as tests compare them.
+#pragma once
+
+#include <iomanip>
+#include <sstream>
+#include <string>
+
+#include "qv/diagnostics/exception.h"
+
+namespace qv::classic_reader {
+
+// "Invalid PDB superblock, 806d000e"; empty when the action does not fail.
+template <class Action>
+std::string failure_of(Action&& action) {
+    try {
+        action();
+        return {};
+    } catch (const hresult_exception& error) {
+        std::ostringstream text;
+        text << error.what() << ", " << std::hex << static_cast<std::uint32_t>(*error.find<errtag_hresult>());
+        return text.str();
+    }
+}
+
+}  // namespace qv::classic_reader

@@ -1,0 +1,69 @@
+// References from method tokens to symbols, found through the hash table of the global symbols.
+//
+//   stream of the global symbols
+//      4  -1
+//      4  0xF12F091A, the version
+//      4  size of the hash records in bytes
+//      4  size of the buckets in bytes
+//    8*n  hash records, ordered by bucket: offset of a symbol record plus 1, reference count
+//    516  one bit for each of 4097 buckets: whether it is present
+//    4*m  the present buckets: index of the first hash record, times 12
+//
+//   record of a managed procedure in the stream of the symbol records (S_TOKENREF)
+//      2  length of what follows
+//      2  0x1129
+//      4  0
+//      4  offset of the procedure in the module's stream
+//      2  number of the module, counted from 1
+//      -  name, ended by NUL: the token as eight lower-case hexadecimal digits
+//
+// A lookup reads a few bytes wherever it must look, never a whole stream.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "symbol_services/classic_reader/msf.h"
+
+namespace qv::classic_reader {
+
+// Where a procedure's record lies.
+struct procedure_location {
+    std::uint32_t module;  // index into the module list
+    std::uint32_t offset;  // in the module's stream
+
+    friend bool operator==(const procedure_location&, const procedure_location&) = default;
+};
+
+// Immutable; the container outlives it.
+class global_references {
+public:
+    // Throws "Unsupported global symbols" (e_pdb_not_implemented), "Invalid global symbols", and what the streams
+    // throw.
+    global_references(const msf_stream& global_symbols, const msf_stream& symbol_records);
+
+    // What the table says about a token of the PDB file; whether it is true, the procedure's record shows.
+    std::vector<procedure_location> find(std::uint32_t pdb_token) const;
+
+private:
+    struct record_range {
+        std::uint64_t begin;
+        std::uint64_t end;
+    };
+    record_range records_of(std::uint32_t bucket) const;
+
+    msf_stream symbols_;
+    msf_stream records_;
+    std::vector<std::uint32_t> present_;  // bits
+    std::uint64_t record_count_ = 0;
+    std::uint64_t buckets_at_ = 0;
+    std::uint64_t bucket_count_ = 0;
+};
+
+// The hash of the table: the name's 32-bit words, then what is left, folded together without letter case.
+std::uint32_t hash_name(std::string_view name) noexcept;
+
+constexpr std::uint32_t global_bucket_count = 4096;
+
+}  // namespace qv::classic_reader

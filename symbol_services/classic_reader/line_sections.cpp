@@ -1,0 +1,156 @@
+#include "symbol_services/classic_reader/line_sections.h"
+
+#include <algorithm>
+
+#include "symbol_services/classic_reader/byte_cursor.h"
+#include "symbol_services/classic_reader/pdb_errors.h"
+
+namespace qv::classic_reader {
+namespace {
+
+constexpr const char* source_name = "symbol_services/classic_reader/line_sections";
+
+constexpr std::uint32_t kind_lines = 0xF2;
+constexpr std::uint32_t kind_files = 0xF4;
+constexpr std::uint16_t flag_columns = 1;
+constexpr std::uint32_t largest_subsections = 0xFFFFFFFF;
+
+struct subsection_header {
+    std::uint32_t kind;
+    std::uint32_t size;
+};
+
+struct lines_header {
+    std::uint32_t offset;
+    std::uint16_t section;
+    std::uint16_t flags;
+    std::uint32_t code_size;
+};
+
+struct block_header {
+    std::uint32_t file;
+    std::uint32_t lines;
+    std::uint32_t size;
+};
+
+struct line_record {
+    std::uint32_t il_offset;
+    std::uint32_t line;
+};
+
+struct column_record {
+    std::uint16_t start;
+    std::uint16_t end;
+};
+
+#pragma pack(push, 1)
+struct file_record {
+    std::uint32_t name;
+    std::uint8_t checksum_size;
+    std::uint8_t checksum_kind;
+};
+#pragma pack(pop)
+
+void read_block(byte_cursor& blocks, bool columns, const std::function<std::uint32_t(std::uint32_t)>& document_of,
+                std::vector<sequence_point>& points) {
+    const auto header = blocks.read<block_header>();
+    const std::uint64_t needed =
+        sizeof header + std::uint64_t{header.lines} * (sizeof(line_record) + (columns ? sizeof(column_record) : 0));
+    if (header.size < needed || header.size - sizeof header > blocks.remaining())
+        throw_corrupt("Invalid line information",
+                      "void __cdecl qv::classic_reader::`anonymous-namespace'::read_block(class "
+                      "qv::classic_reader::byte_cursor &,bool,const class std::function<unsigned int __cdecl(unsigned "
+                      "int)> &,class std::vector<struct qv::classic_reader::sequence_point,class std::allocator<struct "
+                      "qv::classic_reader::sequence_point> > &)",
+                      source_name, __LINE__);
+    byte_cursor line_cursor(blocks.take(header.size - sizeof header));
+    byte_cursor column_cursor = line_cursor;
+    column_cursor.skip(sizeof(line_record) * std::uint64_t{header.lines});
+    const auto document = document_of(header.file);
+    points.reserve(points.size() + header.lines);
+    for (std::uint32_t i = 0; i < header.lines; ++i) {
+        const auto line = line_cursor.read<line_record>();
+        const auto column = columns ? column_cursor.read<column_record>() : column_record{};
+        const auto start_line = line.line & 0x00FFFFFF;
+        points.push_back(
+            {line.il_offset, document, start_line, column.start, start_line + (line.line >> 24 & 0x7F), column.end});
+    }
+}
+
+}  // namespace
+
+line_sections::line_sections(const msf_stream& module, std::uint64_t begin, std::uint64_t size) : module_(module) {
+    const std::uint64_t end = begin + std::min<std::uint64_t>(size, largest_subsections);
+    complete_ = end <= module.size();
+    for (std::uint64_t at = begin; complete_ && at + sizeof(subsection_header) <= end;) {
+        const auto header = module.read_value<subsection_header>(at);
+        at += sizeof header;
+        if (header.size > end - at) {
+            complete_ = false;
+            break;
+        }
+        if (header.kind == kind_lines) add_lines(at, header.size);
+        if (header.kind == kind_files && files_size_ == 0) {
+            files_at_ = at;
+            files_size_ = header.size;
+        }
+        at += align4(header.size);
+    }
+    std::stable_sort(sections_.begin(), sections_.end(),
+                     [](const section& left, const section& right) { return left.address < right.address; });
+}
+
+void line_sections::add_lines(std::uint64_t offset, std::uint32_t size) {
+    if (size < sizeof(lines_header)) return;
+    const auto header = module_.read_value<lines_header>(offset);
+    sections_.push_back({{header.section, header.offset},
+                         offset + sizeof header,
+                         size - static_cast<std::uint32_t>(sizeof header),
+                         (header.flags & flag_columns) != 0});
+}
+
+bool line_sections::read_points(code_address address, const std::function<std::uint32_t(std::uint32_t)>& document_of,
+                                std::vector<sequence_point>& points) const {
+    const auto before = [](const section& one, const code_address& wanted) { return one.address < wanted; };
+    auto at = std::lower_bound(sections_.begin(), sections_.end(), address, before);
+    const bool found = at != sections_.end() && at->address == address;
+    // What is missing may have been lost.
+    if (!found && !complete_)
+        throw_corrupt("Invalid line information",
+                      "bool __cdecl qv::classic_reader::line_sections::read_points(struct "
+                      "qv::classic_reader::code_address,const class std::function<unsigned int __cdecl(unsigned int)> "
+                      "&,class std::vector<struct qv::classic_reader::sequence_point,class std::allocator<struct "
+                      "qv::classic_reader::sequence_point> > &) const",
+                      source_name, __LINE__);
+    for (; at != sections_.end() && at->address == address; ++at) {
+        const auto bytes = module_.bytes(at->offset, at->size);
+        for (byte_cursor blocks(bytes); blocks.remaining() != 0;) read_block(blocks, at->columns, document_of, points);
+    }
+    return found;
+}
+
+file_entry line_sections::file(std::uint32_t offset) const {
+    constexpr const char* function =
+        "struct qv::classic_reader::file_entry __cdecl qv::classic_reader::line_sections::file(unsigned int) const";
+    if (std::uint64_t{offset} + sizeof(file_record) > files_size_)
+        throw_corrupt("Invalid source file table", function, source_name, __LINE__);
+    const auto record = module_.read_value<file_record>(files_at_ + offset);
+    const std::uint64_t checksum_at = std::uint64_t{offset} + sizeof record;
+    if (checksum_at + record.checksum_size > files_size_)
+        throw_corrupt("Invalid source file table", function, source_name, __LINE__);
+    return {record.name, record.checksum_kind, module_.bytes(files_at_ + checksum_at, record.checksum_size)};
+}
+
+std::vector<std::uint32_t> line_sections::files() const {
+    std::vector<std::uint32_t> offsets;
+    for (std::uint64_t at = 0; at + sizeof(file_record) <= files_size_;) {
+        const auto record = module_.read_value<file_record>(files_at_ + at);
+        const std::uint64_t end = at + sizeof record + record.checksum_size;
+        if (end > files_size_) break;
+        offsets.push_back(static_cast<std::uint32_t>(at));
+        at = align4(end);
+    }
+    return offsets;
+}
+
+}  // namespace qv::classic_reader

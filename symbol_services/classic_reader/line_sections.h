@@ -1,0 +1,95 @@
+// The line information of a module: sequence points and source files (C13 subsections).
+//
+//   any subsection
+//      4  kind; the top bit says that it is to be ignored
+//      4  size of what follows; the next subsection begins at a multiple of 4
+//
+//   lines of one procedure (0xF2)
+//      4  offset of the code
+//      2  section of the code
+//      2  flags; 1 when columns are recorded
+//      4  size of the code
+//      -  blocks, one for each run of lines of one file
+//           4  file: offset in the file table
+//           4  number of lines
+//           4  size of the block, these 12 bytes included
+//         8*n  IL offset; then line (24 bits), lines to the end of the range (7 bits), statement flag
+//         4*n  first and last column, when columns are recorded
+//
+//   file table (0xF4), one entry after another at multiples of 4
+//      4  name: offset in the string table
+//      1  size of the checksum
+//      1  kind of the checksum: 0 none, 1 MD5, 2 SHA-1, 3 SHA-256
+//      -  checksum
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <vector>
+
+#include "symbol_services/classic_reader/module_symbols.h"
+#include "symbol_services/classic_reader/msf.h"
+
+namespace qv::classic_reader {
+
+// The line of a sequence point that belongs to no source line.
+constexpr std::uint32_t hidden_line = 0x00FEEFEE;
+
+// Lines and columns as recorded, those of hidden points included; columns are 0 where none are recorded.
+struct sequence_point {
+    std::uint32_t il_offset;
+    std::uint32_t document;  // index into the documents of the PDB file
+    std::uint32_t start_line;
+    std::uint32_t start_column;
+    std::uint32_t end_line;
+    std::uint32_t end_column;
+
+    bool hidden() const noexcept { return start_line == hidden_line; }
+
+    friend bool operator==(const sequence_point&, const sequence_point&) = default;
+};
+
+// An entry of the file table.
+struct file_entry {
+    std::uint32_t name;  // offset in the string table
+    std::uint8_t checksum_kind;
+    std::vector<unsigned char> checksum;
+};
+
+// Where the lines of each procedure of a module lie. Immutable; the container outlives it.
+class line_sections {
+public:
+    // Reads the heads of the subsections. Subsections after one that leaves its bounds are lost, those before are not.
+    line_sections(const msf_stream& module, std::uint64_t begin, std::uint64_t size);
+
+    // Appends the points of the code at the address in recorded order; returns false where it has no lines.
+    // `document_of` turns the offset of a file table entry into the document of its points. Throws "Invalid line
+    // information", what the stream throws, and what `document_of` throws.
+    bool read_points(code_address address, const std::function<std::uint32_t(std::uint32_t)>& document_of,
+                     std::vector<sequence_point>& points) const;
+
+    // Throws "Invalid source file table".
+    file_entry file(std::uint32_t offset) const;
+
+    // Offsets of all entries of the file table; an entry that leaves its bounds ends it.
+    std::vector<std::uint32_t> files() const;
+
+private:
+    struct section {
+        code_address address;
+        std::uint64_t offset;  // of the blocks, in the stream
+        std::uint32_t size;
+        bool columns;
+    };
+
+    void add_lines(std::uint64_t offset, std::uint32_t size);
+
+    msf_stream module_;
+    std::vector<section> sections_;  // by address
+    std::uint64_t files_at_ = 0;
+    std::uint32_t files_size_ = 0;
+    bool complete_ = true;
+};
+
+}  // namespace qv::classic_reader

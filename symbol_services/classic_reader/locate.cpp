@@ -1,0 +1,166 @@
+#include "symbol_services/classic_reader/locate.h"
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+
+#include "qv/text/path.h"
+#include "qv/text/utf.h"
+#include "symbol_services/classic_reader/byte_cursor.h"
+#include "symbol_services/classic_reader/pdb_errors.h"
+
+namespace qv::classic_reader {
+namespace {
+
+namespace fs = boost::filesystem;
+
+constexpr const char* source_name = "symbol_services/classic_reader/locate";
+constexpr std::uint32_t codeview_signature = 0x53445352;  // "RSDS"
+
+bool begins_with_word(const std::wstring& text, std::wstring_view lower_case_word) {
+    const auto same = [](wchar_t left, wchar_t right) {
+        return (left >= L'A' && left <= L'Z' ? left + 32 : left) == right;
+    };
+    return text.size() >= lower_case_word.size() &&
+           std::equal(lower_case_word.begin(), lower_case_word.end(), text.begin(),
+                      [same](wchar_t word, wchar_t letter) { return same(letter, word); });
+}
+
+bool is_symbol_server(const std::wstring& element) {
+    return begins_with_word(element, L"srv*") || begins_with_word(element, L"symsrv*") ||
+           begins_with_word(element, L"cache*");
+}
+
+// "\\.\" and "\\?\" lead past the file system, and a record may name anything.
+bool is_device_path(const std::wstring& path) {
+    const auto slash = [](wchar_t c) { return c == L'\\' || c == L'/'; };
+    return path.size() >= 3 && slash(path[0]) && slash(path[1]) && (path[2] == L'.' || path[2] == L'?');
+}
+
+std::vector<std::wstring> split(const std::wstring& search_path) {
+    std::vector<std::wstring> elements;
+    for (std::size_t begin = 0; begin <= search_path.size();) {
+        const auto end = std::min(search_path.find(L';', begin), search_path.size());
+        if (end != begin) elements.push_back(search_path.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return elements;
+}
+
+// One record's way through the places, up to the first file that belongs to the image.
+class record_search {
+public:
+    record_search(const pdb_search& search, const codeview_record& record, std::optional<hresult_exception>& refusal)
+        : search_(search), record_(record), name_(record.file_name()), refusal_(refusal) {}
+
+    std::optional<located_pdb> run() {
+        if (name_.empty() || !(try_original_path() || try_reference_path() || try_search_path())) return std::nullopt;
+        return std::move(found_);
+    }
+
+private:
+    bool try_original_path() {
+        if ((search_.policy & search_original_path) == 0 || is_device_path(record_.path)) return false;
+        const auto path = to_path(record_.path);
+        return path && path->is_absolute() && try_file(*path);
+    }
+
+    bool try_reference_path() {
+        if ((search_.policy & search_reference_path) == 0) return false;
+        const auto directory = search_.image.parent_path();
+        if (const auto name = to_path(name_); name && try_file(directory / *name)) return true;
+        auto own_name = search_.image.filename();
+        own_name.replace_extension(".pdb");
+        return text::to_wide(own_name) != name_ && try_file(directory / own_name);
+    }
+
+    bool try_search_path() {
+        const auto elements = split(search_.search_path);
+        return std::any_of(elements.begin(), elements.end(), [this](const std::wstring& element) {
+            if (is_symbol_server(element)) return try_symbol_server(element);
+            const auto directory = to_path(element);
+            const auto name = to_path(name_);
+            return directory && name && try_file(*directory / *name);
+        });
+    }
+
+    bool try_symbol_server(const std::wstring& element) {
+        if ((search_.policy & search_symbol_server) == 0 || !search_.server) return false;
+        const auto path = search_.server(element, record_);
+        return path && try_file(*path);
+    }
+
+    bool try_file(const fs::path& path) {
+        try {
+            found_ = {path, pdb::open(path)};
+            check_identity(found_.file->id());
+            return true;
+        } catch (const hresult_exception& error) {
+            const auto* code = error.find<errtag_hresult>();
+            if (!refusal_ && code != nullptr && *code != e_pdb_not_found) refusal_.emplace(error);
+            return false;
+        }
+    }
+
+    void check_identity(const pdb_id& id) const {
+        constexpr const char* function =
+            "void __cdecl qv::classic_reader::`anonymous-namespace'::record_search::check_identity("
+            "const struct qv::classic_reader::pdb_id &) const";
+        if (id.guid != record_.guid)
+            throw_hresult_error("PDB file of another build", e_pdb_invalid_sig, function, source_name, __LINE__);
+        if (id.age != record_.age)
+            throw_hresult_error("PDB file of another age", e_pdb_invalid_age, function, source_name, __LINE__);
+    }
+
+    // None for text that can be no path.
+    static std::optional<fs::path> to_path(const std::wstring& text) {
+        try {
+            return text::to_path(text);
+        } catch (const std::runtime_error&) {
+            return std::nullopt;
+        }
+    }
+
+    const pdb_search& search_;
+    const codeview_record& record_;
+    std::wstring name_;
+    std::optional<hresult_exception>& refusal_;
+    located_pdb found_;
+};
+
+}  // namespace
+
+std::wstring codeview_record::file_name() const {
+    return path.substr(path.find_last_of(L"/\\") + 1);
+}
+
+std::optional<codeview_record> parse_codeview(std::span<const unsigned char> data) {
+    try {
+        byte_cursor cursor(data);
+        if (cursor.read<std::uint32_t>() != codeview_signature) return std::nullopt;
+        codeview_record record;
+        record.guid = cursor.read<GUID>();
+        record.age = cursor.read<std::uint32_t>();
+        record.path = text::to_utf16(std::string(cursor.text()));
+        return record;
+    } catch (const hresult_exception&) {
+        return std::nullopt;
+    } catch (const std::runtime_error&) {
+        return std::nullopt;
+    }
+}
+
+located_pdb locate_pdb(const pdb_search& search) {
+    constexpr const char* function =
+        "struct qv::classic_reader::located_pdb __cdecl qv::classic_reader::locate_pdb("
+        "const struct qv::classic_reader::pdb_search &)";
+    if (search.records.empty())
+        throw_hresult_error("Image has no debug record", e_pdb_no_debug_info, function, source_name, __LINE__);
+    std::optional<hresult_exception> refusal;
+    for (const auto& record : search.records)
+        if (auto found = record_search(search, record, refusal).run()) return std::move(*found);
+    if (refusal) throw hresult_exception(*refusal);
+    throw_hresult_error("PDB file not found", e_pdb_not_found, function, source_name, __LINE__);
+}
+
+}  // namespace qv::classic_reader

@@ -1,0 +1,72 @@
+// Finds the classic PDB file of an image.
+//
+// An image names its PDB file in CodeView records of its debug directory (PE/COFF specification, "RSDS"):
+//
+//      4  "RSDS"
+//     16  GUID
+//      4  age
+//      -  path in UTF-8, ended by NUL
+//
+// A file belongs to the image when GUID and age are those of a record. The age is the one of the DBI stream; time
+// stamps do not count. The places are tried in this order, for each record in directory order:
+//
+//   1. the recorded path, if it is absolute                         (search_original_path)
+//   2. beside the image, under the recorded file name and under     (search_reference_path)
+//      the image's own name
+//   3. the elements of the search path in their order: directories, and symbol-server elements ("srv*", "symsrv*",
+//      "cache*"), which are answered by a callback                  (search_symbol_server)
+#pragma once
+
+#include <boost/filesystem/path.hpp>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "quorvex/common/guid.h"
+#include "symbol_services/classic_reader/pdb.h"
+
+namespace qv::classic_reader {
+
+struct codeview_record {
+    GUID guid;
+    std::uint32_t age;
+    std::wstring path;
+
+    std::wstring file_name() const;  // what follows the last slash of either kind
+};
+
+// None when the data is no record of this kind, or its path is no text.
+std::optional<codeview_record> parse_codeview(std::span<const unsigned char> data);
+
+// Bits of the search policy that a client of the binder gives.
+constexpr std::uint32_t search_symbol_server = 0x2;
+constexpr std::uint32_t search_original_path = 0x4;
+constexpr std::uint32_t search_reference_path = 0x8;
+
+// Answers one symbol-server element: the path of a file that has the record's name, GUID and age, or none.
+using symbol_server =
+    std::function<std::optional<boost::filesystem::path>(const std::wstring& element, const codeview_record& record)>;
+
+struct pdb_search {
+    boost::filesystem::path image;
+    std::vector<codeview_record> records;
+    std::wstring search_path;  // elements separated by ';'
+    std::uint32_t policy;
+    symbol_server server;  // may be empty
+};
+
+struct located_pdb {
+    boost::filesystem::path path;
+    std::shared_ptr<const pdb> file;
+};
+
+// Throws "Image has no debug record" (e_pdb_no_debug_info); "PDB file not found" (e_pdb_not_found); or, where files
+// were found but none of them belongs to the image, why the first of those did not: "PDB file of another build"
+// (e_pdb_invalid_sig), "PDB file of another age" (e_pdb_invalid_age), or what opening it threw.
+located_pdb locate_pdb(const pdb_search& search);
+
+}  // namespace qv::classic_reader

@@ -1,0 +1,146 @@
+#include "symbol_services/classic_reader/locate.h"
+
+#include <gtest/gtest.h>
+
+#include "qv/text/path.h"
+#include "symbol_services/classic_reader/failure_test_support.h"
+#include "tests/support/builders/pe_builder.h"
+#include "tests/support/files/test_files.h"
+#include "tests/support/pdb_writer/pdb_writer.h"
+
+namespace qv::classic_reader {
+namespace {
+
+namespace fs = boost::filesystem;
+
+// A place for an image and PDB files of the sample's identity.
+class Locate : public ::testing::Test {
+protected:
+    Locate() {
+        search.image = directory.path() / "bin" / "module.dll";
+        search.records = {{sample.guid, sample.age, text::to_wide(original)}};
+        search.policy = search_symbol_server | search_original_path | search_reference_path;
+    }
+
+    fs::path write(const fs::path& relative, const test::pdb_description& description) const {
+        const auto content = test::write_pdb(description);
+        return directory.write(relative, std::string(content.begin(), content.end()));
+    }
+    fs::path write(const fs::path& relative) const { return write(relative, sample); }
+
+    std::string failure() const {
+        return failure_of([this] { locate_pdb(search); });
+    }
+
+    testing::temporary_directory directory;
+    test::pdb_description sample = test::sample_pdb_description();
+    fs::path original = directory.path() / "obj" / "module.pdb";
+    pdb_search search;
+};
+
+TEST_F(Locate, PlacesAreTriedInOrder) {
+    search.search_path = text::to_wide(directory.path() / "a") + L";;" + text::to_wide(directory.path() / "b");
+    const auto in_b = write("b/module.pdb");
+    EXPECT_EQ(locate_pdb(search).path, in_b);
+    const auto in_a = write("a/module.pdb");
+    EXPECT_EQ(locate_pdb(search).path, in_a);
+    const auto beside = write("bin/module.pdb");
+    EXPECT_EQ(locate_pdb(search).path, beside);
+    write("obj/module.pdb");
+    const auto located = locate_pdb(search);
+    EXPECT_EQ(located.path, original);
+    EXPECT_EQ(located.file->points(0x06000001).size(), 4u);
+}
+
+TEST_F(Locate, PolicyClosesPlaces) {
+    write("obj/module.pdb");
+    write("bin/module.pdb");
+    search.policy = search_symbol_server;
+    EXPECT_EQ(failure(), "PDB file not found, 806d0005");
+    search.policy = search_reference_path;
+    EXPECT_EQ(locate_pdb(search).path, directory.path() / "bin" / "module.pdb");
+    search.policy = search_original_path;
+    EXPECT_EQ(locate_pdb(search).path, original);
+}
+
+TEST_F(Locate, ImageMayHaveBeenRenamedTogetherWithItsPdb) {
+    search.image = directory.path() / "bin" / "renamed.dll";
+    const auto renamed = write("bin/renamed.pdb");
+    EXPECT_EQ(locate_pdb(search).path, renamed);
+}
+
+TEST_F(Locate, FileOfAnotherBuildIsPassedOver) {
+    auto other = sample;
+    other.guid.Data1 ^= 1;
+    write("obj/module.pdb", other);
+    EXPECT_EQ(failure(), "PDB file of another build, 806d0006");
+    other = sample;
+    other.age = 4;
+    other.info_age = 3;  // the image's age is compared with the other one
+    write("obj/module.pdb", other);
+    EXPECT_EQ(failure(), "PDB file of another age, 806d0007");
+    directory.write("obj/module.pdb", "BSJB");
+    EXPECT_EQ(failure(), "Portable PDB file, not a classic one, 806d000a");
+    const auto right = write("bin/module.pdb");
+    EXPECT_EQ(locate_pdb(search).path, right);
+}
+
+TEST_F(Locate, EveryRecordIsTried) {
+    search.records.insert(search.records.begin(), {{1, 2, 3, {}}, 1, L"module.ni.pdb"});
+    const auto beside = write("bin/module.pdb");
+    EXPECT_EQ(locate_pdb(search).path, beside);
+    search.records.clear();
+    EXPECT_EQ(failure(), "Image has no debug record, 806d0014");
+}
+
+TEST_F(Locate, SymbolServerElementsGoToTheServer) {
+    const auto stored = write("store/module.pdb");
+    std::vector<std::wstring> asked;
+    search.search_path = L"SRV*https://symbols.example;cache*C:\\cache;srv;symsrv*x.dll*y";
+    search.server = [&](const std::wstring& element, const codeview_record& record) -> std::optional<fs::path> {
+        asked.push_back(element);
+        EXPECT_EQ(record.file_name(), L"module.pdb");
+        if (element.starts_with(L"symsrv*")) return stored;
+        return std::nullopt;
+    };
+    EXPECT_EQ(locate_pdb(search).path, stored);
+    EXPECT_EQ(asked,
+              (std::vector<std::wstring>{L"SRV*https://symbols.example", L"cache*C:\\cache", L"symsrv*x.dll*y"}));
+    asked.clear();
+    search.policy = search_original_path | search_reference_path;
+    EXPECT_EQ(failure(), "PDB file not found, 806d0005");
+    EXPECT_TRUE(asked.empty());
+}
+
+TEST_F(Locate, RecordedPathsAreNotTrusted) {
+    for (const wchar_t* path : {L"", L"\\", L"C:\\obj\\", L"\\\\.\\pipe\\other", L"\\\\?\\C:\\x.pdb", L"\xD800.pdb"}) {
+        search.records[0].path = path;
+        EXPECT_EQ(failure(), "PDB file not found, 806d0005") << text::to_wide(search.image).size();
+    }
+    search.records[0].path = L"..\\..\\obj/../module.pdb";  // only its last part counts
+    const auto beside = write("bin/module.pdb");
+    EXPECT_EQ(locate_pdb(search).path, beside);
+}
+
+TEST(CodeView, RecordsAreParsed) {
+    const GUID guid = {1, 2, 3, {4}};
+    const auto data = test::codeview_data(guid, 7, "C:\\obj\\m\xC3\xA4.pdb");
+    const auto record = parse_codeview(data).value();
+    EXPECT_EQ(record.guid, guid);
+    EXPECT_EQ(record.age, 7u);
+    EXPECT_EQ(record.path, L"C:\\obj\\m\u00E4.pdb");
+    EXPECT_EQ(record.file_name(), L"m\u00E4.pdb");
+}
+
+TEST(CodeView, OtherDataIsNone) {
+    const auto good = test::codeview_data({}, 1, "a.pdb");
+    EXPECT_FALSE(parse_codeview({}));
+    EXPECT_FALSE(parse_codeview(std::span(good).first(good.size() - 1))) << "no terminator";
+    auto other = good;
+    other[0] = 'N';
+    EXPECT_FALSE(parse_codeview(other));
+    EXPECT_FALSE(parse_codeview(test::codeview_data({}, 1, "\xFF.pdb")));
+}
+
+}  // namespace
+}  // namespace qv::classic_reader

@@ -1,0 +1,99 @@
+// The container of a PDB file: a multi-stream file, version 7.0.
+//
+// The file is cut into pages of one size; a stream is a list of pages, in any order. Layout:
+//
+//   superblock, at the beginning of page 0
+//     32  signature, see msf.cpp
+//      4  page size, a power of two
+//      4  page of the free-page map (of no interest to a reader)
+//      4  number of pages
+//      4  size of the stream directory in bytes
+//      4  reserved
+//    4*n  pages that hold the list of the directory's pages
+//
+//   stream directory, on the pages of that list
+//      4  number of streams
+//    4*n  size of each stream in bytes; 0xFFFFFFFF for a stream that is not there
+//    4*m  pages of the first stream, of the second stream, ...
+//
+// Positions in the file are computed in 64 bits: files may have more than 2 GB.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace qv::classic_reader {
+
+class msf_file;
+
+// Pages of one stream, seen as bytes in order. A small value; the file outlives it. Immutable.
+class msf_stream {
+public:
+    std::uint32_t size() const noexcept { return size_; }
+
+    // Throw "Read beyond the end of a PDB stream", or "PDB page outside the file" when the page is not in the file.
+    void read(std::uint64_t offset, std::span<unsigned char> destination) const;
+    std::vector<unsigned char> bytes(std::uint64_t offset, std::uint64_t count) const;
+    std::vector<unsigned char> bytes() const { return bytes(0, size_); }
+
+    template <class T>
+    T read_value(std::uint64_t offset) const {
+        T value;
+        read(offset, {reinterpret_cast<unsigned char*>(&value), sizeof value});
+        return value;
+    }
+
+    // From the offset to a NUL, or to the end of the stream, or as much as is asked for.
+    std::string text(std::uint64_t offset, std::uint64_t longest) const;
+
+private:
+    friend class msf_file;
+    msf_stream(const msf_file& file, std::size_t first_page, std::uint32_t size) noexcept
+        : file_(&file), first_page_(first_page), size_(size) {}
+
+    std::span<const unsigned char> rest_of_page(std::uint64_t offset) const;
+
+    const msf_file* file_;
+    std::size_t first_page_;  // index into the directory's page numbers
+    std::uint32_t size_;
+};
+
+class msf_file {
+public:
+    // Reads superblock and stream directory; the bytes outlive the object and its streams. Throws "Not a PDB file"
+    // (e_pdb_format), "PDB file of the format before 7.0" (e_pdb_v1_pdb), "Portable PDB file, not a classic one"
+    // (e_pdb_not_implemented), "Invalid PDB superblock", "Invalid PDB stream directory".
+    explicit msf_file(std::span<const unsigned char> file);
+    msf_file(const msf_file&) = delete;
+    msf_file& operator=(const msf_file&) = delete;
+
+    std::uint32_t stream_count() const noexcept { return static_cast<std::uint32_t>(streams_.size()); }
+    bool has_stream(std::uint32_t index) const noexcept;
+
+    // Throws "PDB stream not found".
+    msf_stream stream(std::uint32_t index) const;
+
+private:
+    friend class msf_stream;
+
+    struct stream_entry {
+        std::size_t first_page;
+        std::uint32_t size;
+    };
+
+    void read_superblock();
+    void read_directory();
+    std::uint64_t pages_for(std::uint64_t bytes) const noexcept { return (bytes + page_size_ - 1) / page_size_; }
+    std::span<const unsigned char> page(std::uint32_t number) const;
+
+    std::span<const unsigned char> file_;
+    std::uint32_t page_size_ = 0;
+    std::uint32_t directory_size_ = 0;
+    std::vector<std::uint32_t> pages_;  // of all streams, in directory order
+    std::vector<stream_entry> streams_;
+};
+
+}  // namespace qv::classic_reader

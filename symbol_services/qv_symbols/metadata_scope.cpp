@@ -1,0 +1,50 @@
+#include "symbol_services/qv_symbols/metadata_scope.h"
+
+#include "qv/metadata/metadata.h"
+#include "qv/portable_executable/image_file.h"
+#include "qv/text/utf.h"
+#include "symbol_services/qv_symbols/outputs.h"
+
+namespace qv::symbols {
+
+image_facts read_image_facts(const boost::filesystem::path& path) {
+    using namespace metadata::detail_metadata;
+    const auto image = portable_executable::read_image_file(path);
+    const metadata_parser parser(image.metadata.size(), image.metadata.data());
+    const accessor rows(parser);
+    image_facts facts{path, {}, {}, {}};
+    const std::string_view name = parser.get_stream_data(rows.get_field_value<md_Module, fld_Name>(1));
+    facts.module_name = text::to_utf16(std::string(name));
+    facts.mvid = parser.get_stream_data(rows.get_field_value<md_Module, fld_Mvid>(1), false);
+    for (const auto& entry : image.debug_entries)
+        if (entry.Type == portable_executable::debug_type_codeview)
+            if (auto record = classic_reader::parse_codeview(entry.data)) facts.records.push_back(std::move(*record));
+    return facts;
+}
+
+metadata_scope::metadata_scope(image_facts facts) : facts_(std::move(facts)) {}
+
+const image_facts* metadata_scope::facts_of(IUnknown* scope) {
+    com_hld<metadata_scope> own;
+    if (FAILED(scope->QueryInterface(com::iid_of<metadata_scope>, own.put_void()))) return nullptr;
+    return &own->facts_;
+}
+
+void* metadata_scope::find_interface(REFIID id) noexcept {
+    if (IsEqualGUID(id, com::iid_of<com::IMetaDataImport>)) return static_cast<com::IMetaDataImport*>(this);
+    return IsEqualGUID(id, com::iid_of<metadata_scope>) ? this : nullptr;
+}
+
+HRESULT metadata_scope::GetScopeProps(WCHAR* name, ULONG capacity, ULONG* count, GUID* mvid) {
+    return guard([&] {
+        if (name == nullptr && count == nullptr && mvid == nullptr) return E_POINTER;
+        if (mvid != nullptr) *mvid = facts_.mvid;
+        if (name == nullptr && count == nullptr) return S_OK;
+        ULONG32 size = 0;
+        const HRESULT result = give_text(facts_.module_name, capacity, &size, name);
+        if (count != nullptr) *count = size;
+        return result;
+    });
+}
+
+}  // namespace qv::symbols

@@ -1,0 +1,30 @@
+#include "symbol_services/qv_symbols/symbol_file.h"
+
+#include "qv/com/symbol_interfaces.h"
+#include "qv/diagnostics/exception.h"
+
+namespace qv::symbols {
+
+std::shared_ptr<const classic_reader::pdb> symbol_file::get() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (!file_)
+        throw_hresult_error("Symbol file is destroyed", com::e_sym_destroyed,
+                            "class std::shared_ptr<class qv::classic_reader::pdb const > __cdecl "
+                            "qv::symbols::symbol_file::get(void) const",
+                            "symbol_services/qv_symbols/symbol_file", __LINE__);
+    return file_;
+}
+
+bool symbol_file::is_destroyed() const noexcept {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return !file_;
+}
+
+bool symbol_file::destroy() noexcept {
+    std::shared_ptr<const classic_reader::pdb> closed;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    closed.swap(file_);
+    return closed != nullptr;
+}
+
+}  // namespace qv::symbols

@@ -1,0 +1,59 @@
+// What many loads of a classic module leave behind in the server.
+#include <gtest/gtest.h>
+#include <windows.h>
+// after <windows.h>
+#include <psapi.h>
+
+#include <boost/filesystem/operations.hpp>
+
+#include "pdb_client/library/pipe_connection.h"
+#include "pdb_client/library/session.h"
+#include "tests/real_modules/symbol_binder.h"
+#include "tests/support/pdb_writer/sample_module.h"
+#include "tests/support/server/server_process.h"
+
+namespace qv::testing {
+namespace {
+
+namespace client = profiler::pdb_client;
+
+struct holdings {
+    DWORD handles = 0;
+    SIZE_T memory = 0;
+};
+
+holdings holdings_of(HANDLE process) {
+    holdings result;
+    GetProcessHandleCount(process, &result.handles);
+    PROCESS_MEMORY_COUNTERS counters{};
+    GetProcessMemoryInfo(process, &counters, sizeof counters);
+    result.memory = counters.PagefileUsage;
+    return result;
+}
+
+TEST(ClassicLoads, AThousandLeaveNothingBehind) {
+    if (!has_symbol_binder()) GTEST_SKIP() << "\nskipped: no reader of classic PDB files is registered";
+    const sample_module module;
+    server_process server;
+    client::pipe_connection pipe(server.pipe_id(), {std::chrono::minutes(1), std::chrono::minutes(1)});
+    client::session session(pipe, {});
+    const auto cycle = [&] {
+        const auto id = session.load_module(module.image.native(), sample_module::mvid);
+        ASSERT_TRUE(id.ok()) << id.error();
+        ASSERT_NE(id.value(), 0u);
+        EXPECT_EQ(session.get_method_ranges(id.value(), 0x06000001).value().size(), 4u);
+        EXPECT_TRUE(session.unload_module(id.value()).ok());
+    };
+    for (int i = 0; i < 50; ++i) cycle();
+    const holdings before = holdings_of(server.process());
+    for (int i = 0; i < 1000 && !HasFatalFailure(); ++i) cycle();
+    const holdings after = holdings_of(server.process());
+    EXPECT_EQ(after.handles, before.handles);
+    EXPECT_LT(after.memory, before.memory + (1u << 20));
+
+    // An unloaded module's file belongs to the builds again.
+    EXPECT_TRUE(boost::filesystem::remove(module.pdb));
+}
+
+}  // namespace
+}  // namespace qv::testing

@@ -1,0 +1,293 @@
+#include "tests/support/pdb_writer/pdb_writer.h"
+
+#include <algorithm>
+#include <map>
+
+#include "symbol_services/classic_reader/global_references.h"
+#include "symbol_services/classic_reader/path_fold.h"
+
+namespace qv::test {
+namespace {
+
+constexpr std::uint32_t code_base = 0x10;  // the made-up address of the first method of a module
+constexpr std::uint32_t code_step = 0x100;
+
+// The string table; every name once.
+class string_writer {
+public:
+    std::uint32_t add(const std::string& name) {
+        const auto [at, is_new] = offsets_.try_emplace(name, static_cast<std::uint32_t>(names_.size()));
+        if (is_new) names_.text(name).u8(0);
+        return at->second;
+    }
+
+    bytes stream() const {
+        byte_writer out;
+        out.u32(0xEFFEEFFE).u32(1).u32(names_.size()).append(names_.data());
+        return out.u32(0).u32(0).data();  // an empty hash table and no names in it
+    }
+
+private:
+    byte_writer names_ = byte_writer().u8(0);
+    std::map<std::string, std::uint32_t> offsets_;
+};
+
+struct written_procedure {
+    std::uint32_t token;
+    std::uint32_t offset;
+    std::size_t module;
+};
+
+// Several symbols around each procedure, as compilers write them: a slot, a block, a namespace.
+bytes write_symbols(const pdb_module& module, std::size_t index, std::vector<written_procedure>& procedures) {
+    byte_writer out;
+    out.u32(4);
+    std::uint32_t code = code_base;
+    for (const auto& method : module.methods) {
+        procedures.push_back({method.token, static_cast<std::uint32_t>(out.size()), index});
+        const auto begin = static_cast<std::uint32_t>(out.size());
+        const auto end_record = begin + 48 + 20 + 28 + 4 + 8;
+        out.u16(46).u16(method.local ? 0x112B : 0x112A).u32(0).u32(end_record).u32(0).u32(code_step).u32(0).u32(0);
+        out.u32(method.token).u32(code).u16(1).u8(0).u16(0).text("Method").u8(0);
+        out.u16(18).u16(0x1120).u32(0).u32(0x11000001).u32(0).u32(1);  // S_MANSLOT
+        out.u16(26)
+            .u16(0x1103)
+            .u32(begin)
+            .u32(end_record - 12)
+            .u32(code_step)
+            .u32(code)
+            .u16(1)
+            .u32(0)
+            .u16(0);  // S_BLOCK32
+        out.u16(2).u16(6);
+        out.u16(6).u16(0x1124).text("Sys").u8(0);  // S_UNAMESPACE
+        out.u16(2).u16(6);
+        code += code_step;
+    }
+    return out.data();
+}
+
+void subsection(byte_writer& out, std::uint32_t kind, const bytes& content) {
+    out.u32(kind).u32(content.size()).append(content).align(4);
+}
+
+bytes write_lines(const pdb_method& method, std::uint32_t code, bool columns,
+                  const std::map<unsigned, std::uint32_t>& files) {
+    byte_writer out;
+    out.u32(code).u16(1).u16(columns ? 1 : 0).u32(code_step);
+    for (const auto& block : method.lines) {
+        out.u32(files.at(block.file)).u32(block.points.size()).u32(12 + block.points.size() * (columns ? 12u : 8u));
+        for (const auto& point : block.points)
+            out.u32(point.il_offset).u32(0x80000000 | (point.end_line - point.start_line) << 24 | point.start_line);
+        if (!columns) continue;
+        for (const auto& point : block.points) out.u16(point.start_column).u16(point.end_column);
+    }
+    return out.data();
+}
+
+std::vector<unsigned> files_of(const pdb_module& module) {
+    std::vector<unsigned> files;
+    for (const auto& method : module.methods)
+        for (const auto& block : method.lines)
+            if (std::find(files.begin(), files.end(), block.file) == files.end()) files.push_back(block.file);
+    return files;
+}
+
+bytes write_line_sections(const pdb_module& module, const std::vector<pdb_file>& files, string_writer& strings) {
+    byte_writer table;
+    std::map<unsigned, std::uint32_t> offsets;
+    for (const auto index : files_of(module)) {
+        const auto& file = files[index];
+        offsets[index] = static_cast<std::uint32_t>(table.size());
+        table.u32(strings.add(file.name)).u8(file.table_checksum.size()).u8(file.table_checksum_kind);
+        table.append(file.table_checksum).align(4);
+    }
+    byte_writer out;
+    std::uint32_t code = code_base;
+    for (const auto& method : module.methods) {
+        if (!method.lines.empty()) subsection(out, 0xF2, write_lines(method, code, module.columns, offsets));
+        code += code_step;
+    }
+    if (table.size() != 0) subsection(out, 0xF4, table.data());
+    return out.data();
+}
+
+std::string token_name(std::uint32_t token) {
+    std::string name(8, '0');
+    for (auto digit = name.rbegin(); digit != name.rend(); ++digit, token >>= 4)
+        *digit = "0123456789abcdef"[token & 15];
+    return name;
+}
+
+// The records, and the hash table over them.
+std::pair<bytes, bytes> write_references(const std::vector<written_procedure>& procedures) {
+    byte_writer records;
+    std::map<std::uint32_t, std::vector<std::uint32_t>> buckets;
+    for (const auto& procedure : procedures) {
+        const auto name = token_name(procedure.token);
+        buckets[classic_reader::hash_name(name) % classic_reader::global_bucket_count].push_back(
+            static_cast<std::uint32_t>(records.size()));
+        records.u16(22).u16(0x1129).u32(0).u32(procedure.offset).u16(procedure.module + 1).text(name).u8(0).u8(0);
+    }
+    byte_writer hash_records;
+    byte_writer starts;
+    bytes bits(516);
+    for (const auto& [bucket, offsets] : buckets) {
+        bits[bucket / 8] |= static_cast<unsigned char>(1u << bucket % 8);
+        starts.u32(hash_records.size() / 8 * 12);
+        for (const auto offset : offsets) hash_records.u32(offset + 1).u32(1);
+    }
+    byte_writer table;
+    table.u32(0xFFFFFFFF).u32(0xF12F091A).u32(hash_records.size()).u32(bits.size() + starts.size());
+    table.append(hash_records.data()).append(bits).append(starts.data());
+    return {records.data(), table.data()};
+}
+
+bytes write_source_list(const pdb_description& description) {
+    byte_writer counts, offsets, names;
+    std::size_t total = 0;
+    std::map<unsigned, std::size_t> written;
+    for (const auto& module : description.modules) {
+        const auto files = files_of(module);
+        counts.u16(files.size());
+        total += files.size();
+        for (const auto file : files) {
+            const auto [at, is_new] = written.try_emplace(file, names.size());
+            if (is_new) names.text(description.files[file].name).u8(0);
+            offsets.u32(at->second);
+        }
+    }
+    byte_writer out;
+    out.u16(description.modules.size()).u16(total).zeros(2 * description.modules.size());
+    return out.append(counts.data()).append(offsets.data()).append(names.data()).align(4).data();
+}
+
+bytes write_dbi(const pdb_description& description, const pdb_streams& written,
+                const std::vector<std::size_t>& line_sizes) {
+    byte_writer modules;
+    for (std::size_t i = 0; i < description.modules.size(); ++i) {
+        modules.u32(0).zeros(28).u16(0).u16(written.modules[i]).u32(written.symbol_sizes[i]).u32(0);
+        modules.u32(line_sizes[i]).u16(files_of(description.modules[i]).size()).zeros(14);
+        modules.text(description.modules[i].name).u8(0).text("object").u8(0).align(4);
+    }
+    const auto sources = description.source_list ? write_source_list(description) : bytes();
+    byte_writer out;
+    out.u32(0xFFFFFFFF).u32(19990903).u32(description.age);
+    out.u16(description.references ? written.global_symbols : 0xFFFF).u16(0).u16(0xFFFF).u16(0);
+    out.u16(description.references ? written.symbol_records : 0xFFFF).u16(0);
+    out.u32(modules.size()).u32(0).u32(0).u32(sources.size()).u32(0).u32(0).u32(22).u32(0).u16(0).u16(0xC0EE).u32(0);
+    out.append(modules.data()).append(sources);
+    for (unsigned slot = 0; slot < 11; ++slot)
+        out.u16(slot == 6 && written.token_map != 0 ? written.token_map : 0xFFFF);
+    return out.data();
+}
+
+bytes write_info(const pdb_description& description, const std::vector<std::pair<std::string, unsigned>>& names) {
+    byte_writer buffer;
+    byte_writer entries;
+    for (const auto& [name, stream] : names) {
+        entries.u32(buffer.size()).u32(stream);
+        buffer.text(name).u8(0);
+    }
+    byte_writer out;
+    out.u32(20000404).u32(description.signature).u32(description.info_age).guid(description.guid);
+    out.u32(buffer.size()).append(buffer.data()).u32(names.size()).u32(names.size() + 1);
+    out.u32(names.size() / 32 + 1);
+    for (std::size_t i = 0; i <= names.size() / 32 * 32; i += 32)
+        out.u32(names.size() - i >= 32 ? 0xFFFFFFFF : (1u << (names.size() - i)) - 1);
+    return out.u32(0).append(entries.data()).u32(0).data();
+}
+
+bytes write_file_record(const pdb_file& file) {
+    static constexpr GUID any_language = {0x3F5162F8, 0x07C6, 0x11D3, {0x90, 0x53, 0x00, 0xC0, 0x4F, 0xA3, 0x02, 0xA1}};
+    static constexpr GUID any_vendor = {0x994B45C4, 0xE6E9, 0x11D2, {0x90, 0x3F, 0x00, 0xC0, 0x4F, 0xA3, 0x02, 0xA1}};
+    static constexpr GUID text_document = {
+        0x5A869D0B, 0x6611, 0x11D3, {0xBD, 0x2A, 0x00, 0x00, 0xF8, 0x08, 0x49, 0xBD}};
+    byte_writer out;
+    out.guid(any_language).guid(any_vendor).guid(text_document).guid(file.algorithm);
+    return out.u32(file.checksum.size()).u32(file.source.size()).append(file.checksum).append(file.source).data();
+}
+
+}  // namespace
+
+pdb_streams write_streams(const pdb_description& description) {
+    pdb_streams out;
+    const auto add = [&out](bytes content) {
+        out.streams.push_back(std::move(content));
+        return static_cast<unsigned>(out.streams.size() - 1);
+    };
+    out.streams.resize(names_stream_number + 1, bytes());
+
+    std::vector<std::pair<std::string, unsigned>> names = {{"/names", names_stream_number}};
+    for (const auto& file : description.files) {
+        out.files.push_back(file.record ? add(write_file_record(file)) : 0);
+        if (file.record) names.emplace_back("/src/files/" + classic_reader::fold_path(file.name), out.files.back());
+    }
+    for (const auto& [name, content] : description.named) names.emplace_back(name, add(content));
+
+    string_writer strings;
+    std::vector<written_procedure> procedures;
+    std::vector<std::size_t> line_sizes;
+    for (std::size_t i = 0; i < description.modules.size(); ++i) {
+        const auto symbols = write_symbols(description.modules[i], i, procedures);
+        const auto lines = write_line_sections(description.modules[i], description.files, strings);
+        out.symbol_sizes.push_back(static_cast<std::uint32_t>(symbols.size()));
+        line_sizes.push_back(lines.size());
+        out.modules.push_back(add(byte_writer().append(symbols).append(lines).u32(0).data()));
+    }
+    auto [records, table] = write_references(procedures);
+    out.symbol_records = add(std::move(records));
+    out.global_symbols = add(std::move(table));
+    if (!description.token_map.empty()) {
+        byte_writer map;
+        for (const auto row : description.token_map) map.u32(row);
+        out.token_map = add(map.data());
+    }
+    out[names_stream_number] = strings.stream();
+    out[dbi_stream_number] = write_dbi(description, out, line_sizes);
+    out[info_stream_number] = write_info(description, names);
+    return out;
+}
+
+bytes write_pdb(const pdb_description& description, std::uint32_t page_size, page_order order) {
+    return write_msf(write_streams(description).streams, page_size, order);
+}
+
+pdb_description sample_pdb_description() {
+    pdb_description pdb;
+    pdb.guid = {0x7D3BE11C, 0x9BD2, 0x4CA7, {0xA6, 0x26, 0x1C, 0x82, 0xB9, 0x39, 0x35, 0xA9}};
+    pdb.age = 3;
+    pdb.info_age = 5;
+    pdb.files = {{.name = "C:\\Code\\First.cs", .algorithm = sha1, .checksum = bytes(20, 0xA1)},
+                 {.name = "C:\\Code\\Second.cs", .algorithm = sha256, .checksum = bytes(32, 0xB2)}};
+    pdb.modules = {
+        {.name = "First",
+         .methods = {{0x06000001, {{0, {{0, 10, 5, 10, 6}, {1, 11, 9, 12, 20}, hidden_point(7), {9, 13, 5, 13, 6}}}}},
+                     {0x06000002, {{0, {{0, 20, 5, 20, 6}}}, {1, {{4, 3, 1, 3, 40}}}}}}},
+        {.name = "Second", .methods = {{0x06000004, {{1, {{0, 7, 5, 7, 6}, {2, 9, 5, 9, 6}}}}}}}};
+    return pdb;
+}
+
+pdb_description large_pdb_description(std::size_t bytes_wanted) {
+    constexpr unsigned methods_of_module = 8;
+    constexpr unsigned points_of_method = 24;
+    constexpr std::size_t module_size = methods_of_module * (240 + 12 * points_of_method) + 700;
+    pdb_description pdb;
+    std::uint32_t token = 0x06000000;
+    for (unsigned i = 0; i < bytes_wanted / module_size; ++i) {
+        pdb_module module{.name = "Company.Product.Component.Type" + std::to_string(i), .methods = {}};
+        pdb.files.push_back({.name = "C:\\Code\\Company\\Product\\Component\\Type" + std::to_string(i) + ".cs",
+                             .algorithm = sha256,
+                             .checksum = bytes(32, static_cast<unsigned char>(i))});
+        for (unsigned j = 0; j < methods_of_module; ++j) {
+            pdb_lines lines{i, {}};
+            for (std::uint32_t k = 0; k < points_of_method; ++k)
+                lines.points.push_back({k * 6, j * 40 + k + 1, 9, j * 40 + k + 1, 60});
+            module.methods.push_back({++token, {lines}});
+        }
+        pdb.modules.push_back(std::move(module));
+    }
+    return pdb;
+}
+
+}  // namespace qv::test
