@@ -31,12 +31,4 @@ void check_payload_end(const ISeekStream& stream, const std::vector<unsigned cha
         throw_error("Not all data were read", function, command_processor_source, line);
 }
 
-void log_received(const char* context, std::uint64_t request_id) {
-    if (log::Logger::instance().enabled(log::component::CoreBridge)) log::write_received(context, request_id);
-}
-
-void log_executed(const char* context, std::uint64_t request_id) {
-    if (log::Logger::instance().enabled(log::component::CoreBridge)) log::write_executed(context, request_id);
-}
-
 }  // namespace qv::profiler::pdb_server
