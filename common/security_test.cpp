@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "qv/diagnostics/exception.h"
+#include "tests/support/calls/replaced_import.h"
+
 namespace qv::profiler {
 namespace {
 
@@ -138,6 +141,58 @@ TEST(SecurityAttributes, PipeReportsTheDescriptorItWasCreatedWith) {
     ASSERT_NE(sacl, nullptr);
     EXPECT_EQ(entries(sacl), (std::vector<entry>{{label, 0, SYSTEM_MANDATORY_LABEL_NO_WRITE_UP, "S-1-16-4096"}}));
 }
+
+// What the attributes say when one call of the system fails.
+template <class Signature>
+std::string failure_at(const char* call, int turn) {
+    const test::failing_call<Signature> failing(call, turn);
+    try {
+        security_attributes attributes;
+    } catch (const win32_error_exception& error) {
+        return std::string(error.what()) + " (" + std::to_string(*error.find<errtag_win32_error>()) + ") " +
+               error.where().source;
+    } catch (const exception& error) {
+        return std::string(error.what()) + " " + error.where().source;
+    }
+    return "nothing";
+}
+
+#define QV_FAILURE_AT(call, turn) failure_at<decltype(call)>(#call, turn)
+
+TEST(SecurityAttributes, EveryFailingCallHasItsText) {
+    const struct {
+        std::string found;
+        const char* message;
+    } lists[] = {
+        {QV_FAILURE_AT(AllocateAndInitializeSid, 1), "Can't create BUILTIN_ADMINISTRATORS group SID"},
+        {QV_FAILURE_AT(AllocateAndInitializeSid, 2), "Can't create LOCAL_SYSTEM user SID"},
+        {QV_FAILURE_AT(AllocateAndInitializeSid, 3), "Can't create ANONYMOUS group SID"},
+        {QV_FAILURE_AT(AllocateAndInitializeSid, 4), "Can't create ALL_APP_PACKAGES group SID"},
+        {QV_FAILURE_AT(AllocateAndInitializeSid, 5), "Can't create EVERYONE group SID"},
+        {QV_FAILURE_AT(AllocateAndInitializeSid, 6), "Can't create CREATOR_OWNER user SID"},
+        {QV_FAILURE_AT(AllocateAndInitializeSid, 7), "Can't create LOW_MANDATORY_LEVEL group SID"},
+        {QV_FAILURE_AT(LocalAlloc, 1), "Can't alloc DACL buffer"},
+        {QV_FAILURE_AT(InitializeAcl, 1), "Can't initialize DACL"},
+        {QV_FAILURE_AT(AddAccessAllowedAce, 1), "Can't add BUILTIN_ADMINISTRATORS in DACL"},
+        {QV_FAILURE_AT(AddAccessAllowedAce, 2), "Can't add LOCAL_SYSTEM in DACL"},
+        {QV_FAILURE_AT(AddAccessAllowedAce, 3), "Can't add CREATOR_OWNER in DACL"},
+        {QV_FAILURE_AT(AddAccessAllowedAce, 4), "Can't add EVERYONE in DACL"},
+        {QV_FAILURE_AT(AddAccessAllowedAce, 5), "Can't add ANONYMOUS in DACL"},
+        {QV_FAILURE_AT(AddAccessAllowedAce, 6), "Can't add ALL_APP_PACKAGES in DACL"},
+        {QV_FAILURE_AT(LocalAlloc, 2), "Can't alloc SACL buffer"},
+        {QV_FAILURE_AT(InitializeAcl, 2), "Can't initialize SACL"},
+        {QV_FAILURE_AT(AddMandatoryAce, 1), "Can't add LOW_MANDATORY_LEVEL to SACL"},
+    };
+    for (const auto& [found, message] : lists) EXPECT_EQ(found, std::string(message) + " (8) common/diamond_acl");
+    // The only one without a code.
+    EXPECT_EQ(QV_FAILURE_AT(LocalAlloc, 3), "Can't allocate security descriptor common/security");
+    EXPECT_EQ(QV_FAILURE_AT(InitializeSecurityDescriptor, 1),
+              "Can't initialize security descriptor (8) common/security");
+    EXPECT_EQ(QV_FAILURE_AT(SetSecurityDescriptorDacl, 1), "Can't set DACL to security descriptor (8) common/security");
+    EXPECT_EQ(QV_FAILURE_AT(SetSecurityDescriptorSacl, 1), "Can't set SACL to security descriptor (8) common/security");
+}
+
+#undef QV_FAILURE_AT
 
 }  // namespace
 }  // namespace qv::profiler

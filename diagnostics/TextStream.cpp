@@ -77,7 +77,7 @@ void TextStream::write_substituting_controls(std::string_view bytes) {
 }
 
 TextStream& TextStream::text(const char* value) {
-    write_substituting_controls(value != nullptr ? value : "<nullptr>");
+    write_substituting_controls(value != nullptr ? value : text::null_text);
     return *this;
 }
 

@@ -1,12 +1,21 @@
 #include "diagnostics/environment_report.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <boost/algorithm/string.hpp>
+#include <vector>
+
 #include "diagnostics/environment.h"
+#include "qv/text/display.h"
 
 namespace {
 
 using namespace qv::log;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
 
 class string_sink final : public qv::profiler::stream::TextSink {
 public:
@@ -48,6 +57,36 @@ TEST(EnvironmentReport, LocalTimeWestOfUtcAndBeforeThePreviousMidnight) {
     environment values;
     values.session = {1709258400, -(3 * 60 + 30), L"", L""};  // 2024-03-01T02:00:00Z
     EXPECT_NE(report_of(values).find("LocalTime=2024-02-29T22:30:00-03:30 "), std::string::npos);
+}
+
+// A record that breaks is read as two: so no value may begin a line of its own.
+TEST(EnvironmentReport, HostileValuesStayOnTheirLine) {
+    const std::string controls = "\x01\x1F\r\n00001A2C Finished\r\n\t";
+    std::wstring hostile(controls.begin(), controls.end());
+    hostile += {L'\0', L'\'', wchar_t(0xD800), L'x', wchar_t(0xDC00), wchar_t(0xFFFF)};
+    const std::wstring endless(100000, L'\n');
+    environment values;
+    values.build = {controls.c_str(), controls.c_str(), controls, controls};
+    values.security.integrity = controls;
+    values.system.service_pack = hostile;
+    values.processor.architecture = controls.c_str();
+    values.session = {-1, 1, hostile, hostile + endless};
+    values.process = {1, hostile, hostile + endless};
+    const std::string report = report_of(values);
+    std::vector<std::string> lines;
+    boost::algorithm::iter_split(lines, report, boost::algorithm::first_finder("\r\n"));
+    EXPECT_THAT(lines, ElementsAre(StartsWith("Build BuildVersion="), StartsWith("\tSystem MajorVersion="),
+                                   StartsWith("\tProcessor Architecture="), StartsWith("\tEnvironment UtcTime=1969-"),
+                                   StartsWith("\tProcess ProcessId=1 ")));
+    for (const std::string& line : lines)
+        EXPECT_TRUE(std::none_of(line.begin(), line.end(), qv::text::is_line_control));
+    const std::string shown =
+        "'\x7F\x7F\x7F\x7F"
+        "00001A2C Finished\x7F\x7F\t\x7F'\xEF\xBF\xBDx\xEF\xBF\xBD\xEF\xBF\xBF'";
+    EXPECT_THAT(report, HasSubstr("CSDVersion=" + shown + " "));
+    EXPECT_THAT(report, HasSubstr("ComputerName=" + shown + " "));
+    EXPECT_THAT(report, HasSubstr("Executable=" + shown + " "));
+    EXPECT_TRUE(report.ends_with(std::string(endless.size(), '\x7F') + "'"));
 }
 
 TEST(EnvironmentReport, SystemAnswersWhatItMust) {

@@ -14,11 +14,9 @@
 namespace qv {
 namespace {
 
-constexpr const char* null_text = "<nullptr>";
-
 std::string message_of(const std::exception& error) {
     const char* message = error.what();
-    return message != nullptr ? message : null_text;
+    return message != nullptr ? message : text::null_text;
 }
 
 std::string hexadecimal(std::uint32_t value, std::size_t bytes) {
@@ -57,7 +55,7 @@ void append_items(std::string& text, const std::vector<any_error_item>& items) {
 }
 
 std::string or_null(const char* text) {
-    return text != nullptr ? text : null_text;
+    return text != nullptr ? text : text::null_text;
 }
 
 void trim_line_end(std::string& text) {
@@ -69,7 +67,7 @@ template <class Code>
 exception_description describe_code(const Code& code, bool system_code) {
     exception_description description;
     const char* category = code.category().name();
-    description.text = category != nullptr && *category != '\0' ? category : "Unknown error";
+    description.text = category != nullptr && *category != '\0' ? category : unknown_error_text;
     if (system_code) description.continuation = error_message(static_cast<std::uint32_t>(code.value()));
     if (!description.continuation) description.continuation = code.message();
     trim_line_end(*description.continuation);

@@ -1,4 +1,5 @@
 #include "qv/diagnostics/log.h"
+#include "qv/diagnostics/log_keys.h"
 
 #include <exception>
 #include <memory>
@@ -19,20 +20,9 @@ void write_component(TextStream& out, component which, bool set, const char* nam
     out.new_line().Dec(static_cast<int>(which), 2).text(set ? ": [X] " : ": [ ] ").text(name);
 }
 
-const char* word_of(state word) noexcept {
-    switch (word) {
-        case state::run: return "run";
-        case state::started: return "started";
-        case state::finished: return "finished";
-        case state::exited: return "exited";
-        case state::ok: return "ok";
-    }
-    return nullptr;
-}
-
 void write_identifier(const char* context, std::uint64_t id, const char* result) {
     Logger::instance().record([=](TextStream& out) {
-        out.text(context).key("id").Dec(static_cast<unsigned long long>(id)).key("res").text(result);
+        out.text(context).key("id").Dec(static_cast<unsigned long long>(id)).key(key::result).text(result);
     });
 }
 
@@ -147,8 +137,19 @@ void Logger::write_record(body_function function, void* body) {
     log.write([&](TextStream& out) { function(body, out); });
 }
 
+const char* word_of(state word) noexcept {
+    switch (word) {
+        case state::run: return "run";
+        case state::started: return "started";
+        case state::finished: return "finished";
+        case state::exited: return "exited";
+        case state::ok: return "ok";
+    }
+    return nullptr;
+}
+
 void write_state(const char* context, state word) {
-    Logger::instance().record([=](TextStream& out) { out.text(context).key("res").text(word_of(word)); });
+    Logger::instance().record([=](TextStream& out) { out.text(context).key(key::result).text(word_of(word)); });
 }
 
 void write_received(const char* context, std::uint64_t id) {

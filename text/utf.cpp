@@ -5,28 +5,13 @@
 namespace qv::text {
 namespace {
 
-// A lead byte of UTF-8: the bits it contributes and how many continuation bytes follow.
-struct lead {
-    std::uint32_t bits;
-    int continuations;
-};
-
-lead decode_lead(unsigned char byte) {
-    if (byte < 0x80) return {byte, 0};
-    if (byte < 0xC0) throw std::runtime_error("Unexpected UTF8 slave symbol at master position");
-    if (byte < 0xE0) return {byte & 0x1Fu, 1};
-    if (byte < 0xF0) return {byte & 0x0Fu, 2};
-    if (byte < 0xF8) return {byte & 0x07u, 3};
-    if (byte < 0xFC) return {byte & 0x03u, 4};
-    if (byte < 0xFE) return {byte & 0x01u, 5};
-    throw std::runtime_error("Invalid UTF8 master symbol");
-}
-
 // A terminator inside a character is no continuation byte, so decoding never runs past it.
 std::uint32_t decode_utf8(const char*& position) {
-    const lead first = decode_lead(static_cast<unsigned char>(*position++));
-    std::uint32_t value = first.bits;
-    for (int i = 0; i < first.continuations; ++i) {
+    const auto lead = static_cast<unsigned char>(*position++);
+    const unsigned length = utf8_length(lead);
+    // The longer the character, the fewer bits of it are in its lead byte.
+    std::uint32_t value = length == 1 ? lead : lead & (0x7Fu >> length);
+    for (unsigned i = 1; i < length; ++i) {
         const auto byte = static_cast<unsigned char>(*position);
         if ((byte & 0xC0) != 0x80) throw std::runtime_error("Invalid UTF8 slave symbol");
         ++position;
@@ -64,6 +49,17 @@ void reject_leading_low_surrogate(std::uint32_t unit) {
 }
 
 }  // namespace
+
+unsigned utf8_length(unsigned char lead) {
+    if (lead < 0x80) return 1;
+    if (lead < 0xC0) throw std::runtime_error("Unexpected UTF8 slave symbol at master position");
+    if (lead < 0xE0) return 2;
+    if (lead < 0xF0) return 3;
+    if (lead < 0xF8) return 4;
+    if (lead < 0xFC) return 5;
+    if (lead < 0xFE) return 6;
+    throw std::runtime_error("Invalid UTF8 master symbol");
+}
 
 const char* utf8_to_utf16(const char* utf8, std::wstring& utf16) {
     while (const std::uint32_t code_point = decode_utf8(utf8)) append_utf16(code_point, utf16);

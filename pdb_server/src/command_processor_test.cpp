@@ -6,6 +6,9 @@
 #include <atomic>
 #include <future>
 
+#include "core/src/stream/MemoryStream.h"
+#include "diagnostics/exception_test_support.h"
+#include "pdb_server/src/module_commands.h"
 #include "tests/support/conversations/conversations.h"
 #include "tests/support/streams/duplex_pipe.h"
 
@@ -34,6 +37,9 @@ protected:
                 process_commands([this] { return stop_.load(); },
                                  [this](int milliseconds) { return pipe_.server->WaitForDataToRead(milliseconds); },
                                  &reader, &writer, services);
+            } catch (const qv::exception& error) {
+                how = error.what();
+                place_ = error.where().source + std::string(":") + std::to_string(error.where().line);
             } catch (const std::exception& error) {
                 how = error.what();
             }
@@ -77,6 +83,7 @@ protected:
 
     testing::duplex_pipe pipe_;
     std::atomic<bool> stop_{false};
+    std::string place_;  // of the failure that ended the conversation; to be read once it has ended
     std::future<std::string> ended_;
     std::string how_;
 };
@@ -86,6 +93,9 @@ class Endings : public Conversation, public ::testing::WithParamInterface<ending
 TEST_P(Endings, EndsTheConnection) {
     send(GetParam().sent);
     EXPECT_EQ(end_of_server(GetParam().answered), GetParam().message);
+    if (!GetParam().place.empty()) {
+        EXPECT_EQ(place_, GetParam().place);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, Endings, ::testing::ValuesIn(endings()),
@@ -119,6 +129,22 @@ TEST_F(Conversation, AnswersEveryCommand) {
     for (const auto& step : every_command()) exchange(step.request, step.answer);
     send(packet(0xFF, {11}));
     EXPECT_EQ(end_of_server(packet(0xFF, {11, 0})), "");
+}
+
+TEST(MethodRanges, OfDifferentSizesAreNotWritten) {
+    for (std::size_t odd = 1; odd < method_ranges().size(); ++odd) {
+        method_ranges ranges;
+        ranges[odd] = {1};
+        MemoryStream stream;
+        EXPECT_EQ(qv::test::failure_of([&] { write_method_ranges(ranges, &stream); }),
+                  (qv::test::failure{
+                      "Inconsistent rage information sizes",
+                      "void __cdecl qv::profiler::pdb_server::`anonymous-namespace'::write_result(const struct "
+                      "qv::profiler::pdb_server::cmd_get_method_ranges::res_type &,class IWriteCoreStream *)",
+                      "pdb_server/src/command_processor",
+                      {}}));
+        EXPECT_EQ(stream.bytes(), bytes());
+    }
 }
 
 }  // namespace

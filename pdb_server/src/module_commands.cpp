@@ -1,6 +1,5 @@
 #include "pdb_server/src/module_commands.h"
 
-#include <array>
 #include <bit>
 #include <utility>
 
@@ -96,24 +95,23 @@ void cmd_get_method_offsets(const bytes& payload, packet_writer* writer, pdb_pro
 }
 
 void cmd_get_method_ranges(const bytes& payload, packet_writer* writer, pdb_processor& processor) {
-    // Document ids, start lines, start columns, end lines, end columns.
-    using ranges = std::array<words, 5>;
-    receive_send_command<pdb_bridge_answer::get_method_ranges, method_argument, ranges>(
+    receive_send_command<pdb_bridge_answer::get_method_ranges, method_argument, method_ranges>(
         "CP::CmdGetMethodRanges", payload, writer, read_method,
-        [&](const method_argument& argument, ranges& r) {
+        [&](const method_argument& argument, method_ranges& r) {
             processor.get_method_ranges(argument.mid, argument.token, r[0], r[1], r[2], r[3], r[4]);
         },
-        [](const ranges& r, IWriteCoreStream* stream) {
-            for (const words& vector : r)
-                if (vector.size() != r[0].size())
-                    throw_error("Inconsistent rage information sizes",
-                                "void __cdecl qv::profiler::pdb_server::`anonymous-namespace'::write_result(const "
-                                "struct qv::profiler::pdb_server::cmd_get_method_ranges::res_type "
-                                "&,class IWriteCoreStream *)",
-                                command_processor_source, __LINE__);
-            stream->WritePacked(r[0].size());
-            for (const words& vector : r) write_words(stream, vector);
-        });
+        write_method_ranges);
+}
+
+void write_method_ranges(const method_ranges& ranges, IWriteCoreStream* stream) {
+    for (const words& vector : ranges)
+        if (vector.size() != ranges[0].size())
+            throw_error("Inconsistent rage information sizes",
+                        "void __cdecl qv::profiler::pdb_server::`anonymous-namespace'::write_result(const struct "
+                        "qv::profiler::pdb_server::cmd_get_method_ranges::res_type &,class IWriteCoreStream *)",
+                        command_processor_source, __LINE__);
+    stream->WritePacked(ranges[0].size());
+    for (const words& vector : ranges) write_words(stream, vector);
 }
 
 void cmd_get_source_server_data(const bytes& payload, packet_writer* writer, pdb_processor& processor) {

@@ -4,11 +4,13 @@
 #include "pdb_server/src/pdb_processor_dsr.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/diagnostics/log.h"
+#include "qv/diagnostics/log_keys.h"
 
 namespace qv::profiler::pdb_server {
 namespace {
 
 constexpr const char* source = "pdb_server/src/pdb_processor";
+constexpr const char* offsets_tag = "PP::GetMethodOffsets";
 
 void check_module_id(unsigned int mid, const char* function) {
     if (mid == 0) throw_error("Invalid PDB module id", function, source, __LINE__);
@@ -26,7 +28,7 @@ void check_method_token(unsigned int token, const char* function) {
 template <class Body>
 void log_operation(const char* tag, unsigned int mid, Body&& body) {
     log::Logger::instance().record(log::component::PdbGt, [&](log::TextStream& out) {
-        out.text(tag).key("pdbmid").Dec(mid);
+        out.text(tag).key(log::key::module_id).Dec(mid);
         body(out);
     });
 }
@@ -36,18 +38,23 @@ void log_entry(const char* tag, unsigned int mid) {
 }
 
 void log_method_entry(const char* tag, unsigned int mid, unsigned int token) {
-    log_operation(tag, mid, [&](log::TextStream& out) { out.key("token").Dec(token); });
+    log_operation(tag, mid, [&](log::TextStream& out) { out.key(log::key::token).Dec(token); });
 }
 
 void log_method_result(const char* tag, unsigned int mid, unsigned int token, std::size_t count) {
     log_operation(tag, mid, [&](log::TextStream& out) {
-        out.key("token").Dec(token).key("res").text("ok").key("c").Dec(static_cast<unsigned long long>(count));
+        out.key(log::key::token)
+            .Dec(token)
+            .key(log::key::result)
+            .text(log::word_of(log::state::ok))
+            .key(log::key::count)
+            .Dec(static_cast<unsigned long long>(count));
     });
 }
 
 void log_generated_point(const char* tag, std::size_t index) {
     log::Logger::instance().record(log::component::PdbGt, [&](log::TextStream& out) {
-        out.text(tag).key("st").Dec(static_cast<unsigned long long>(index)).key("res").text("generated");
+        out.text(tag).key("st").Dec(static_cast<unsigned long long>(index)).key(log::key::result).text("generated");
     });
 }
 
@@ -77,15 +84,14 @@ void pdb_processor::unload_module(unsigned int mid) {
 }
 
 void pdb_processor::get_method_offsets(unsigned int mid, unsigned int token, std::vector<unsigned int>& offsets) const {
-    static constexpr const char* tag = "PP::GetMethodOffsets";
     static constexpr const char* function =
         "void __cdecl qv::profiler::pdb_server::pdb_processor::get_method_offsets(unsigned int,unsigned int,class "
         "std::vector<unsigned int,class std::allocator<unsigned int> > &) const";
-    log_method_entry(tag, mid, token);
+    log_method_entry(offsets_tag, mid, token);
     check_module_id(mid, function);
     check_method_token(token, function);
     find_module(mid, function)->get_method_offsets(token, offsets);
-    log_method_result(tag, mid, token, offsets.size());
+    log_method_result(offsets_tag, mid, token, offsets.size());
 }
 
 void pdb_processor::get_method_ranges(unsigned int mid, unsigned int token, std::vector<unsigned int>& document_ids,
@@ -117,12 +123,12 @@ void pdb_processor::get_document(unsigned int mid, unsigned int did, std::wstrin
         "void __cdecl qv::profiler::pdb_server::pdb_processor::get_document(unsigned int,unsigned int,class "
         "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > &,struct _GUID "
         "&,class std::vector<unsigned char,class std::allocator<unsigned char> > &) const";
-    log_operation(tag, mid, [&](log::TextStream& out) { out.key("pdbdid").Dec(did); });
+    log_operation(tag, mid, [&](log::TextStream& out) { out.key(log::key::document_id).Dec(did); });
     check_module_id(mid, function);
     if (did == 0) throw_error("Invalid PDB document id", function, source, __LINE__);
     find_module(mid, function)->get_document(did, url, checksum_algorithm, checksum);
     log_operation(tag, mid, [&](log::TextStream& out) {
-        out.key("pdbdid").Dec(did).key("url").quoted(url).key("chkAlgId").guid(checksum_algorithm);
+        out.key(log::key::document_id).Dec(did).key("url").quoted(url).key("chkAlgId").guid(checksum_algorithm);
         out.key("chkSize").Dec(static_cast<unsigned long long>(checksum.size()));
     });
 }
@@ -135,7 +141,7 @@ void pdb_processor::get_source_server_data(unsigned int mid, std::vector<unsigne
     check_module_id(mid, function);
     find_module(mid, function)->get_source_server_data(data);
     // Log readers know this result under the tag of another query, so the tag stays.
-    log_operation("PP::GetMethodOffsets", mid, [&](log::TextStream& out) {
+    log_operation(offsets_tag, mid, [&](log::TextStream& out) {
         out.key("data").quoted(std::string_view(reinterpret_cast<const char*>(data.data()), data.size()));
     });
 }

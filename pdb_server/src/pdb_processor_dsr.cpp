@@ -7,6 +7,7 @@
 #include "qv/com/metadata_import.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/diagnostics/log.h"
+#include "qv/diagnostics/log_keys.h"
 #include "qv/text/path.h"
 
 namespace qv::profiler::pdb_server {
@@ -41,7 +42,7 @@ std::wstring join(const search_path_list& paths) {
 
 void log_no_symbols(const GUID& mvid) {
     log::Logger::instance().record(log::component::PdbGt, [&](log::TextStream& out) {
-        out.text("DSR::LoadModule").key("res").text("no_sud").key("mvid").guid(mvid);
+        out.text("DSR::LoadModule").key(log::key::result).text("no_sud").key(log::key::mvid).guid(mvid);
     });
 }
 

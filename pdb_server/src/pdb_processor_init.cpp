@@ -6,6 +6,7 @@
 #include "pdb_server/src/pdb_processor_dsr.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/diagnostics/log.h"
+#include "qv/diagnostics/log_keys.h"
 #include "qv/text/path.h"
 #include "qv/text/utf.h"
 
@@ -15,6 +16,7 @@ namespace {
 constexpr const char* source = "pdb_server/src/pdb_processor";
 constexpr const char* add_search_path_signature =
     "void __cdecl qv::profiler::pdb_server::pdb_processor::add_search_path_from_environment(const wchar_t *)";
+constexpr const char* init_tag = "PP::Init";
 constexpr const char* environment_tag = "PP::AddSearchPathFromEnvironment";
 
 constexpr std::uint32_t environment_variable_not_found = 0x800700CB;
@@ -41,18 +43,18 @@ std::string policy_letters(std::uint8_t policy) {
 
 void log_search_options(std::uint8_t policy, const search_path_list& paths) {
     log::Logger& logger = log::Logger::instance();
-    logger.record(log::component::PdbGt, [&](log::TextStream& out) {
-        out.text("PP::Init").key("policy").text(policy_letters(policy).c_str());
-    });
+    logger.record(log::component::PdbGt,
+                  [&](log::TextStream& out) { out.text(init_tag).key("policy").text(policy_letters(policy).c_str()); });
     for (const auto& path : paths)
-        logger.record(log::component::PdbGt,
-                      [&](log::TextStream& out) { out.text("PP::Init").key("path").quoted(text::to_wide(path)); });
+        logger.record(log::component::PdbGt, [&](log::TextStream& out) {
+            out.text(init_tag).key(log::key::path).quoted(text::to_wide(path));
+        });
 }
 
 void log_environment(const wchar_t* name, const std::vector<std::wstring>& elements) {
     log::Logger::instance().record(log::component::PdbGt, [&](log::TextStream& out) {
-        out.text(environment_tag).key("name").quoted(std::wstring_view(name));
-        for (const std::wstring& element : elements) out.key("path").quoted(element);
+        out.text(environment_tag).key(log::key::name).quoted(std::wstring_view(name));
+        for (const std::wstring& element : elements) out.key(log::key::path).quoted(element);
     });
 }
 
@@ -75,7 +77,7 @@ std::uint32_t read_environment(const platform_services& services, const wchar_t*
 }  // namespace
 
 void pdb_processor::init(std::uint8_t policy, const std::vector<std::wstring>& paths) {
-    const log::scope scope(log::component::PdbGt, "PP::Init");
+    const log::scope scope(log::component::PdbGt, init_tag);
     dsr_ = dsr_init();
     policy_ = policy;
     search_paths_.clear();

@@ -7,6 +7,7 @@
 #include "pdb_server/src/pdb_processor_ppdb.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/diagnostics/log.h"
+#include "qv/diagnostics/log_keys.h"
 #include "qv/metadata/module_identity.h"
 #include "qv/portable_executable/image_file.h"
 #include "qv/text/path.h"
@@ -29,11 +30,13 @@ void log_load(Body&& body) {
 }
 
 void log_name(const GUID& mvid, const boost::filesystem::path& path) {
-    log_load([&](log::TextStream& out) { out.key("mvid").guid(mvid).key("name").quoted(text::to_wide(path)); });
+    log_load([&](log::TextStream& out) {
+        out.key(log::key::mvid).guid(mvid).key(log::key::name).quoted(text::to_wide(path));
+    });
 }
 
 void log_outcome(const char* outcome, const GUID& mvid) {
-    log_load([&](log::TextStream& out) { out.key("res").text(outcome).key("mvid").guid(mvid); });
+    log_load([&](log::TextStream& out) { out.key(log::key::result).text(outcome).key(log::key::mvid).guid(mvid); });
 }
 
 // True when the file is a managed image of this build; `image` then holds what leads to its symbols.
@@ -81,7 +84,7 @@ unsigned int pdb_processor::load_module(const boost::filesystem::path& path, con
     }
     const std::uint32_t id = ++module_id_counter_;
     modules_.insert_or_throw(id, data);
-    log_load([&](log::TextStream& out) { out.key("pdbmid").Dec(id).key("mvid").guid(mvid); });
+    log_load([&](log::TextStream& out) { out.key(log::key::module_id).Dec(id).key(log::key::mvid).guid(mvid); });
     return id;
 }
 

@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <boost/filesystem/operations.hpp>
+#include <functional>
 #include <map>
 
+#include "diagnostics/exception_test_support.h"
 #include "pdb_server/src/pdb_processor_dsr.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/metadata/module_identity.h"
@@ -100,6 +102,48 @@ TEST_F(PdbProcessor, ChecksArgumentsInOrder) {
     EXPECT_EQ(failure_of([&] { processor.get_source_server_data(9, bytes); }), "Unknown PDB module");
     EXPECT_EQ(failure_of([&] { processor.unload_module(0); }), "Invalid PDB module id");
     EXPECT_EQ(failure_of([&] { processor.unload_module(9); }), "") << "unloading an unknown id is silent";
+}
+
+TEST_F(PdbProcessor, FailuresNameTheirFunction) {
+    init();
+    std::vector<unsigned> a, b, c, d, e;
+    std::vector<unsigned char> bytes;
+    std::wstring url;
+    GUID algorithm{};
+    const std::string words = "class std::vector<unsigned int,class std::allocator<unsigned int> > &";
+    const std::string octets = "class std::vector<unsigned char,class std::allocator<unsigned char> > &";
+    const std::string processor_name = "qv::profiler::pdb_server::pdb_processor::";
+    const std::string four_words = words + "," + words + "," + words + "," + words;
+    system.failure = 5;
+    const struct {
+        std::function<void()> action;
+        const char* message;
+        std::string function;
+    } cases[] = {
+        {[&] { processor.unload_module(0); }, "Invalid PDB module id",
+         "void __cdecl " + processor_name + "unload_module(unsigned int)"},
+        {[&] { processor.get_method_offsets(1, 0, a); }, "Invalid method token",
+         "void __cdecl " + processor_name + "get_method_offsets(unsigned int,unsigned int," + words + ") const"},
+        {[&] { processor.get_method_ranges(1, 0x06000001, a, b, c, d, e); }, "Unknown PDB module",
+         "void __cdecl " + processor_name + "get_method_ranges(unsigned int,unsigned int," + words + "," + four_words +
+             ") const"},
+        {[&] { processor.get_document(1, 0, url, algorithm, bytes); }, "Invalid PDB document id",
+         "void __cdecl " + processor_name +
+             "get_document(unsigned int,unsigned int,class std::basic_string<wchar_t,struct "
+             "std::char_traits<wchar_t>,class std::allocator<wchar_t> > &,struct _GUID &," +
+             octets + ") const"},
+        {[&] { processor.get_source_server_data(1, bytes); }, "Unknown PDB module",
+         "void __cdecl " + processor_name + "get_source_server_data(unsigned int," + octets + ") const"},
+        {[&] { processor.load_module(fixture("Standalone.dll"), GUID{}); },
+         "Invalid MVID for the absolute module path is detected",
+         "unsigned int __cdecl " + processor_name +
+             "load_module(const class boost::filesystem::path &,const struct _GUID &)"},
+        {[&] { processor.add_search_path_from_environment(L"X"); }, "Failed to get environment variable",
+         "void __cdecl " + processor_name + "add_search_path_from_environment(const wchar_t *)"},
+    };
+    for (const auto& each : cases)
+        EXPECT_EQ(test::failure_of(each.action),
+                  (test::failure{each.message, each.function, "pdb_server/src/pdb_processor", {}}));
 }
 
 TEST_F(PdbProcessor, GivesAFurtherIdForALoadedModuleWithoutOpeningAFile) {

@@ -9,6 +9,7 @@
 #include "common/holders.h"
 #include "pdb_server/src/pipe_manager.h"
 #include "qv/diagnostics/log.h"
+#include "qv/diagnostics/log_keys.h"
 
 namespace qv::profiler::pdb_server {
 
@@ -61,7 +62,7 @@ void run_new_thread(pipe_manager_state& state);
 template <class More>
 void write_host_record(const char* context, const char* result, const More& more) {
     log::Logger::instance().record([&](log::TextStream& out) {
-        out.text(context).key("res").text(result);
+        out.text(context).key(log::key::result).text(result);
         more(out);
     });
 }

@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <objbase.h>
+#include <process.h>
 #include <windows.h>
 
 #include <algorithm>
@@ -19,8 +21,10 @@
 
 #include "common/holders.h"
 #include "core/src/stream/NamedPipeStream.h"
+#include "diagnostics/exception_test_support.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/diagnostics/log.h"
+#include "tests/support/calls/replaced_import.h"
 
 namespace qv::profiler::pdb_server {
 namespace {
@@ -250,6 +254,31 @@ TEST(PipeManager, FirstWorkersFailureReachesTheCaller) {
     } catch (const win32_error_exception& error) {
         EXPECT_STREQ(error.what(), "Can't create pipe");
     }
+}
+
+test::failure failure_of_a_run() {
+    return test::failure_of([] { run_pipes({unique_name(), [] { return false; }, &echo}, [] {}); });
+}
+
+TEST(PipeManager, ThreadThatCannotBeStartedReachesTheCaller) {
+    const test::failing_call<decltype(_beginthreadex)> refusal("_beginthreadex");
+    EXPECT_EQ(
+        failure_of_a_run(),
+        (test::failure{"Can't create thread",
+                       "void __cdecl qv::profiler::pdb_server::`anonymous-namespace'::run_new_thread(const struct "
+                       "qv::profiler::pdb_server::pipe_manager_params &)",
+                       "pdb_server/src/pipe_manager",
+                       {}}));
+}
+
+TEST(PipeManager, WorkerWithoutComReachesTheCaller) {
+    const test::failing_call<decltype(CoInitializeEx)> refusal("CoInitializeEx", 1, E_FAIL);
+    EXPECT_EQ(
+        failure_of_a_run(),
+        (test::failure{"Can't initialize COM",
+                       "unsigned int __cdecl qv::profiler::pdb_server::`anonymous-namespace'::do_work_thread(void *)",
+                       "pdb_server/src/pipe_manager",
+                       {}}));
 }
 
 TEST(PipeManager, FailureOfTheReadySignalEndsTheServer) {

@@ -170,7 +170,8 @@ unsigned __stdcall do_work_thread(void* argument) noexcept {
         log::write_error();
     }
     const unsigned long remaining = --state.worker_count;
-    write_host_record(context, "exited", [&](log::TextStream& out) { out.key("c").Dec(remaining); });
+    write_host_record(context, log::word_of(log::state::exited),
+                      [&](log::TextStream& out) { out.key(log::key::count).Dec(remaining); });
     --state.unfinished_count;
     return 0;
 }
@@ -188,7 +189,8 @@ void run_new_thread(pipe_manager_state& state) {
                     source, __LINE__);
     }
     const unsigned long count = ++state.worker_count;
-    write_host_record("S::RunNewThread", "ok", [&](log::TextStream& out) { out.key("c").Dec(count); });
+    write_host_record("S::RunNewThread", log::word_of(log::state::ok),
+                      [&](log::TextStream& out) { out.key(log::key::count).Dec(count); });
 }
 
 }  // namespace qv::profiler::pdb_server

@@ -8,7 +8,7 @@ namespace {
 // An empty text would mean success, so a failure without words is given some.
 std::string current_error_text() {
     const exception_description description = describe_current_exception();
-    std::string text = description.text.empty() ? "Unknown error" : description.text;
+    std::string text = description.text.empty() ? unknown_error_text : description.text;
     if (description.continuation) text += "\r\n\t'" + *description.continuation + "'";
     return text;
 }
@@ -29,14 +29,6 @@ void check_payload_end(const ISeekStream& stream, const std::vector<unsigned cha
                        unsigned line) {
     if (stream.GetPosition() != payload.size())
         throw_error("Not all data were read", function, command_processor_source, line);
-}
-
-void log_received(const char* context, std::uint64_t request_id) {
-    if (log::Logger::instance().enabled(log::component::CoreBridge)) log::write_received(context, request_id);
-}
-
-void log_executed(const char* context, std::uint64_t request_id) {
-    if (log::Logger::instance().enabled(log::component::CoreBridge)) log::write_executed(context, request_id);
 }
 
 }  // namespace qv::profiler::pdb_server

@@ -24,9 +24,6 @@ std::string execute_guarded(const std::function<void()>& query);
 void check_payload_end(const ISeekStream& stream, const std::vector<unsigned char>& payload, const char* function,
                        unsigned line);
 
-void log_received(const char* context, std::uint64_t request_id);
-void log_executed(const char* context, std::uint64_t request_id);
-
 // Only the query itself may fail and still be answered. A payload that is malformed, or a result that cannot be
 // written, leaves as an exception with nothing sent.
 template <pdb_bridge_answer Answer, class arg_type, class res_type>
@@ -43,11 +40,11 @@ void receive_send_command(const char* context, const std::vector<unsigned char>&
                       "void __cdecl qv::profiler::pdb_server::`anonymous-namespace'::receive_send_command(const class "
                       "std::vector<unsigned char,class std::allocator<unsigned char> > &,class packet_writer *)",
                       41);
-    log_received(context, request_id);
+    log::write_received(log::component::CoreBridge, context, request_id);
 
     res_type result{};
     const std::string error = execute_guarded([&] { execute(argument, result); });
-    if (error.empty()) log_executed(context, request_id);
+    if (error.empty()) log::write_executed(log::component::CoreBridge, context, request_id);
 
     MemoryStream answer;
     answer.WritePacked(request_id);

@@ -1,24 +1,12 @@
 #include "qv/metadata/md_region.h"
 
-#include <stdexcept>
-
 #include "qv/diagnostics/exception.h"
+#include "qv/text/utf.h"
 
 namespace qv::metadata::detail_metadata {
 namespace {
 
 constexpr const char* source = "sharedCommon/Native/Shared/include/qv/metadata/metadata";
-
-std::uint32_t utf8_length(unsigned char lead) {
-    if (lead < 0x80) return 1;
-    if (lead < 0xC0) throw std::runtime_error("Unexpected UTF8 slave symbol at master position");
-    if (lead < 0xE0) return 2;
-    if (lead < 0xF0) return 3;
-    if (lead < 0xF8) return 4;
-    if (lead < 0xFC) return 5;
-    if (lead < 0xFE) return 6;
-    throw std::runtime_error("Invalid UTF8 master symbol");
-}
 
 // A compressed integer: its bits and how many of them are the number, by the form it was written in.
 struct compressed {
@@ -40,7 +28,7 @@ compressed read_compressed(const md_region& region, std::uint32_t& position) {
 
 md_region md_region::create_child(std::uint32_t offset, std::uint32_t size) const {
     if (offset > size_ || size > size_ - offset)
-        throw_error("Out of arent region",
+        throw_error(out_of_region_message,
                     "class qv::metadata::detail_metadata::md_region __cdecl "
                     "qv::metadata::detail_metadata::md_region::create_child(const unsigned int,const unsigned int) "
                     "const",
@@ -53,7 +41,7 @@ const unsigned char* md_region::read_char_utf8(std::uint32_t& position, const un
         "const unsigned char *__cdecl qv::metadata::detail_metadata::md_region::read_char_utf8(unsigned int &,const "
         "unsigned char **) const";
     std::uint32_t lead = position;
-    const std::uint32_t length = utf8_length(*take(lead, 1, function));
+    const std::uint32_t length = text::utf8_length(*take(lead, 1, function));
     const unsigned char* const character = take(position, length, function);
     if (next != nullptr) *next = character + length;
     return character;
@@ -81,7 +69,7 @@ std::uint32_t md_region::read_compressed_signed(std::uint32_t& position) const {
 }
 
 void md_region::end_of_region(const char* function) {
-    throw_error("End of region", function, source, __LINE__);
+    throw_error(end_of_region_message, function, source, __LINE__);
 }
 
 }  // namespace qv::metadata::detail_metadata

@@ -65,13 +65,13 @@ constexpr std::uint64_t round_up_to_4(std::uint64_t value) noexcept {
 
 // A computed position as a position of the region; one that no region reaches fails as a read there would.
 std::uint32_t to_position(std::uint64_t value) {
-    if (value > 0xFFFFFFFF) throw_error("End of region", constructor_signature, source, __LINE__);
+    if (value > 0xFFFFFFFF) throw_error(end_of_region_message, constructor_signature, source, __LINE__);
     return static_cast<std::uint32_t>(value);
 }
 
 // The whole block. Offsets in metadata have 32 bits, so nothing can refer to what lies beyond.
 md_region make_block(std::uint64_t size, const unsigned char* data) {
-    if (size > 0xFFFFFFFF) throw_error("Out of arent region", constructor_signature, source, __LINE__);
+    if (size > 0xFFFFFFFF) throw_error(out_of_region_message, constructor_signature, source, __LINE__);
     return {data, static_cast<std::uint32_t>(size)};
 }
 

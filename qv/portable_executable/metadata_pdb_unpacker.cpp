@@ -13,6 +13,8 @@ namespace {
 constexpr std::uint64_t header_size = 8;
 constexpr std::uint32_t packed_signature = 0x4244504D;  // "MPDB"
 
+constexpr const char* other_size = "Uncompressed buffer isn't the same as declared";
+
 // Deflate cannot expand further: the longest match, 258 bytes, takes two bits at least.
 constexpr std::uint64_t deflate_limit = 1032;
 
@@ -32,8 +34,7 @@ struct bounded_sink {
     std::uint64_t declared;
 
     std::streamsize write(const char* bytes, std::streamsize count) {
-        if (static_cast<std::uint64_t>(count) > declared - result.size())
-            fail("Uncompressed buffer isn't the same as declared", __LINE__);
+        if (static_cast<std::uint64_t>(count) > declared - result.size()) fail(other_size, __LINE__);
         result.insert(result.end(), bytes, bytes + count);
         return count;
     }
@@ -65,7 +66,7 @@ std::vector<unsigned char> unpack_metadata_pdb(const unsigned char* data, std::u
     boost::iostreams::zlib_decompressor filter(raw_deflate(), 4096);
     filter.write(sink, reinterpret_cast<const char*>(data + header_size), static_cast<std::streamsize>(packed_size));
     filter.close(sink, BOOST_IOS::out);
-    if (result.size() != declared) fail("Uncompressed buffer isn't the same as declared", __LINE__);
+    if (result.size() != declared) fail(other_size, __LINE__);
     return result;
 }
 

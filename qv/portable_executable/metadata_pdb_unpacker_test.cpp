@@ -4,6 +4,7 @@
 
 #include <boost/iostreams/filter/zlib.hpp>
 
+#include "qv/diagnostics/exception.h"
 #include "tests/support/builders/failure.h"
 #include "tests/support/builders/pe_builder.h"
 
@@ -44,6 +45,19 @@ TEST(UnpackMetadataPdb, NothingIsUnpackedToNothing) {
 TEST(UnpackMetadataPdb, SizeIsTestedBeforeTheSignature) {
     EXPECT_EQ(failure_of([] { unpack(bytes(9)); }), "Invalid packed portable PDB size");
     EXPECT_EQ(failure_of([] { unpack(bytes(10)); }), "Invalid packed portable PDB signature");
+}
+
+TEST(UnpackMetadataPdb, FailureNamesItsFunction) {
+    try {
+        unpack(bytes(9));
+        FAIL();
+    } catch (const exception& error) {
+        EXPECT_STREQ(error.where().function,
+                     "class std::vector<unsigned char,class std::allocator<unsigned char> > __cdecl "
+                     "qv::portable_executable::unpack_metadata_pdb(const unsigned char *,const unsigned __int64)");
+        EXPECT_STREQ(error.where().source,
+                     "sharedCommon/Native/Shared/include/qv/portable_executable/metadata_pdb_unpacker");
+    }
 }
 
 TEST(UnpackMetadataPdb, DeclaredSizeMustBeTheRealOne) {

@@ -9,7 +9,7 @@ const image_data_directories& get_data_directories(const image_optional_header& 
         case optional_header_32_magic: return header.header32.DataDirectory;
         case optional_header_64_magic: return header.header64.DataDirectory;
         default:
-            throw_error("Invalid optional header signature",
+            throw_error(invalid_optional_header_message,
                         "const class std::array<struct _IMAGE_DATA_DIRECTORY,16> &__cdecl "
                         "qv::portable_executable::get_data_directories(const struct "
                         "qv::portable_executable::image_optional_header &)",

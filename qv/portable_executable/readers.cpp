@@ -140,7 +140,7 @@ void read_image_optional_header(Stream& stream, const IMAGE_FILE_HEADER& file_he
             read_rest(stream, optional_header.rom, magic);
             break;
         default:
-            throw_error("Invalid optional header signature", function, source, __LINE__,
+            throw_error(invalid_optional_header_message, function, source, __LINE__,
                         errtag_pe_opt_hdr_signature{magic});
     }
     if (directories > standard_directories)

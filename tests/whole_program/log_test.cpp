@@ -12,6 +12,8 @@ using namespace qv::testing;
 using ::testing::AllOf;
 using ::testing::Contains;
 using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::IsSupersetOf;
 using ::testing::StartsWith;
 
 constexpr std::uint32_t patience_milliseconds = 30000;
@@ -71,7 +73,7 @@ TEST_P(LogOfARun, HoldsWhatTheMaskAsksFor) {
 
     char mask[64];
     std::snprintf(mask, sizeof mask, "UpdateComponentMask maskSet=%04X maskClear=0000", GetParam());
-    EXPECT_THAT(bodies(lines, "UpdateComponentMask"), ::testing::ElementsAre(mask));
+    EXPECT_THAT(bodies(lines, "UpdateComponentMask"), ElementsAre(mask));
     EXPECT_THAT(lines, Contains(core_bridge ? "\t 0: [X] CoreBridge" : "\t 0: [ ] CoreBridge"));
     EXPECT_THAT(lines, Contains(pdb_gt ? "\t 4: [X] PdbGt" : "\t 4: [ ] PdbGt"));
 
@@ -82,7 +84,7 @@ TEST_P(LogOfARun, HoldsWhatTheMaskAsksFor) {
                 AllOf(Contains("S::RunPipes res=starting"), Contains("S::RunPipes res=started"),
                       Contains("S::RunPipes res=shutdowning"), Contains(StartsWith("S::RunPipes res=shutdow "))));
     EXPECT_THAT(bodies(lines, "WARNING: "),
-                ::testing::ElementsAre("WARNING: Unknown PDB module", "WARNING: Too large table index"));
+                ElementsAre("WARNING: Unknown PDB module", "WARNING: Too large table index"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Masks, LogOfARun, ::testing::Values(0, 1, 16, 17),
@@ -91,10 +93,10 @@ INSTANTIATE_TEST_SUITE_P(Masks, LogOfARun, ::testing::Values(0, 1, 16, 17),
 TEST(LogOfACommand, NamesItsStepsInOrder) {
     const std::vector<std::string> lines = lines_of(log_of_a_run(17));
     EXPECT_THAT(bodies(lines, "CP::CmdGetDocument"),
-                ::testing::ElementsAre("CP::CmdGetDocument res=started", "CP::CmdGetDocument id=7 res=received",
-                                       "CP::CmdGetDocument id=7 res=executed", "CP::CmdGetDocument res=finished",
-                                       "CP::CmdGetDocument res=started", "CP::CmdGetDocument id=8 res=received",
-                                       "CP::CmdGetDocument id=8 res=executed", "CP::CmdGetDocument res=finished"));
+                ElementsAre("CP::CmdGetDocument res=started", "CP::CmdGetDocument id=7 res=received",
+                            "CP::CmdGetDocument id=7 res=executed", "CP::CmdGetDocument res=finished",
+                            "CP::CmdGetDocument res=started", "CP::CmdGetDocument id=8 res=received",
+                            "CP::CmdGetDocument id=8 res=executed", "CP::CmdGetDocument res=finished"));
     EXPECT_THAT(bodies(lines, "PP::GetDocument"),
                 AllOf(Contains("PP::GetDocument pdbmid=1 pdbdid=3"),
                       Contains("PP::GetDocument pdbmid=1 pdbdid=3 url='/gen/md5.txt' "
@@ -103,8 +105,39 @@ TEST(LogOfACommand, NamesItsStepsInOrder) {
                 AllOf(Contains("PP::GetMethodOffsets pdbmid=1 token=100663297"),
                       Contains("PP::GetMethodOffsets pdbmid=1 token=100663297 res=ok c=3"),
                       Contains("PP::GetMethodOffsets pdbmid=1 data=''")));
-    EXPECT_THAT(bodies(lines, "PP::LoadModule"), Contains(StartsWith("PP::LoadModule res=no_pdb mvid={")));
-    EXPECT_THAT(bodies(lines, "PP::Init"), Contains("PP::Init policy=fosr"));
+    EXPECT_THAT(bodies(lines, "PP::GetSourceServerData"), Contains("PP::GetSourceServerData pdbmid=1"));
+    EXPECT_THAT(bodies(lines, "PP::GetMethodRanges"),
+                IsSupersetOf({"PP::GetMethodRanges pdbmid=3 token=100663298",
+                              "PP::GetMethodRanges pdbmid=3 token=100663298 res=ok c=5",
+                              "PP::GetMethodRanges st=1 res=generated", "PP::GetMethodRanges st=2 res=generated",
+                              "PP::GetMethodRanges st=4 res=generated"}));
+    EXPECT_THAT(bodies(lines, "PP::UnloadModule"),
+                ElementsAre("PP::UnloadModule pdbmid=1", "PP::UnloadModule pdbmid=2"));
+    const std::vector<std::string> loads = bodies(lines, "PP::LoadModule");
+    EXPECT_THAT(loads, Contains(StartsWith("PP::LoadModule res=no_pdb mvid={")));
+    EXPECT_THAT(loads, Contains(Fits("PP::LoadModule pdbmid=1 mvid=\\{[0-9a-f-]{36}\\}")));
+    EXPECT_THAT(loads, IsSupersetOf({"PP::LoadModule mvid={00000001-0000-0000-0000-000000000000} "
+                                     "name='no/such/module.dll'",
+                                     "PP::LoadModule res=not_found mvid={00000001-0000-0000-0000-000000000000}"}));
+    EXPECT_THAT(bodies(lines, "PP::Init"),
+                ElementsAre("PP::Init res=started", "PP::Init policy=fosr", "PP::Init res=finished"));
+    EXPECT_THAT(bodies(lines, "PP::Term"), ElementsAre("PP::Term res=started", "PP::Term res=finished"));
+    EXPECT_THAT(bodies(lines, "PP::AddSearchPathFromEnvironment"),
+                ElementsAre("PP::AddSearchPathFromEnvironment name='_NT_ALT_SYMBOL_PATH'",
+                            "PP::AddSearchPathFromEnvironment name='_NT_SYMBOL_PATH'"));
+    EXPECT_THAT(bodies(lines, "S::SetExternalReadySignal"), ElementsAre("S::SetExternalReadySignal res=ok"));
+}
+
+TEST(LogOfACommand, EveryScopeIsOpenedAndClosed) {
+    const std::vector<std::string> lines = lines_of(log_of_a_run(1));
+    for (const std::string scope :
+         {"CP::ProcessCommands", "CP::CmdLoadModule", "CP::CmdUnloadModule", "CP::CmdGetMethodOffsets",
+          "CP::CmdGetMethodRanges", "CP::CmdGetModuleSourceServerdata", "CP::CmdGetDocument", "CP::CmdQuit"}) {
+        const std::vector<std::string> records = bodies(lines, scope + " ");
+        ASSERT_FALSE(records.empty()) << scope;
+        EXPECT_EQ(records.front(), scope + " res=started");
+        EXPECT_EQ(records.back(), scope + " res=finished");
+    }
 }
 
 }  // namespace

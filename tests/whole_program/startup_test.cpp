@@ -7,7 +7,9 @@
 namespace {
 
 using namespace qv::testing;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
 using ::testing::StartsWith;
 
 constexpr std::uint32_t patience_milliseconds = 30000;
@@ -53,5 +55,27 @@ INSTANTIATE_TEST_SUITE_P(
                 "Symbol server path doesn't exist\r\n"},
         failure{"DirectoryWithoutSymbolServer", {L"--symsrv_dir", L"C:\\windows"}, 1, "Symbol server wasn't loaded"}),
     [](const auto& test) { return test.param.name; });
+
+// The system words its part of the texts in its own way; the rest is the server's.
+TEST(Startup, EmptyPipeIsRefusedAfterTheLogHasBeenOpened) {
+    server_process::settings settings;
+    settings.pipe_argument = L"";
+    server_process server(settings);
+    ASSERT_EQ(server.wait_for_exit(patience_milliseconds), 2u);
+    EXPECT_THAT(server.standard_output(), EndsWith("Exception: Id can't be empty\r\n"));
+    EXPECT_THAT(server.standard_error(),
+                MatchesRegex("\\[location\\] = pdb_server/src/pdb_server:\\d+\r\n"
+                             "\\[function\\] = int __cdecl wmain\\(const int,const wchar_t \\*const \\[\\]\\)\r\n"));
+    EXPECT_THAT(server.log(), ::testing::ContainsRegex(" ERROR: Id can't be empty\r\n........ Finished\r\n$"));
+}
+
+TEST(Startup, LogThatCannotBeCreatedEndsTheServer) {
+    server_process::settings settings;
+    settings.log_file = L"C:\\no such directory\\log.txt";
+    server_process server(settings);
+    ASSERT_EQ(server.wait_for_exit(patience_milliseconds), 1u);
+    EXPECT_THAT(server.standard_output(), HasSubstr("Exception: Can't create file (Win32 error 3, "));
+    EXPECT_THAT(server.standard_error(), HasSubstr("[file] = 'C:\\no such directory\\log.txt'\r\n"));
+}
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "diagnostics/exception_test_support.h"
+#include "tests/support/calls/replaced_import.h"
 
 namespace {
 
@@ -25,6 +26,20 @@ TEST(ConsoleCtrlHolder, OnlyOneMayExist) {
                       "__cdecl(unsigned int)>)",
                       "sharedCommon/Native/Shared/include/quorvex/common/os/console_ctrl_hld",
                       {}}));
+    }
+    EXPECT_EQ(qv::test::message_of([] { console_ctrl_hld next(nullptr); }), "");
+}
+
+TEST(ConsoleCtrlHolder, RefusedHandlerLeavesRoomForAnother) {
+    {
+        const qv::test::failing_call<decltype(SetConsoleCtrlHandler)> refusal("SetConsoleCtrlHandler");
+        try {
+            const console_ctrl_hld refused(nullptr);
+            FAIL();
+        } catch (const qv::win32_error_exception& error) {
+            EXPECT_STREQ(error.what(), "Can't add control handler");
+            EXPECT_EQ(*error.find<qv::errtag_win32_error>(), 8u);
+        }
     }
     EXPECT_EQ(qv::test::message_of([] { console_ctrl_hld next(nullptr); }), "");
 }

@@ -17,6 +17,7 @@ namespace qv {
 namespace {
 
 namespace function = detail::file_native_stream_function;
+namespace message = detail::file_native_stream_message;
 constexpr const char* source_name = detail::file_native_stream_source;
 
 [[noreturn]] void fail(const char* message, int code, const char* in, unsigned line) {
@@ -61,20 +62,20 @@ std::size_t part_of(std::uint64_t size) {
 
 void FileNativeStream::Create(const boost::filesystem::path& path) {
     Close();
-    handle_ = open_regular_file(path, O_WRONLY | O_CREAT | O_TRUNC, "Can't create file", function::create);
+    handle_ = open_regular_file(path, O_WRONLY | O_CREAT | O_TRUNC, message::create, function::create);
     final_path_ = final_path_of(handle_, path);
 }
 
 void FileNativeStream::Open(const boost::filesystem::path& path) {
     Close();
-    handle_ = open_regular_file(path, O_RDONLY, "Can't open file", function::open);
+    handle_ = open_regular_file(path, O_RDONLY, message::open, function::open);
     final_path_ = final_path_of(handle_, path);
 }
 
 std::uint64_t FileNativeStream::GetSize() const {
     require_open(function::get_size, __LINE__);
     struct stat status;
-    if (::fstat(handle_, &status) != 0) fail("Can't get file size", errno, function::get_size, __LINE__);
+    if (::fstat(handle_, &status) != 0) fail(message::size, errno, function::get_size, __LINE__);
     return static_cast<std::uint64_t>(status.st_size);
 }
 
@@ -85,8 +86,8 @@ void FileNativeStream::Read(void* destination, std::uint64_t size) {
         const ssize_t count =
             ::pread(handle_, bytes + done, part_of(size - done), static_cast<off_t>(position_ + done));
         if (count < 0 && errno == EINTR) continue;
-        if (count < 0) fail("Can't read file", errno, function::read, __LINE__);
-        if (count == 0) throw_error("No enought data to read", function::read, source_name, __LINE__);
+        if (count < 0) fail(message::read, errno, function::read, __LINE__);
+        if (count == 0) throw_error(no_data_message, function::read, source_name, __LINE__);
         done += static_cast<std::uint64_t>(count);
     }
     position_ += size;
@@ -99,7 +100,7 @@ void FileNativeStream::Write(const void* source, std::uint64_t size) {
         const ssize_t count =
             ::pwrite(handle_, bytes + done, part_of(size - done), static_cast<off_t>(position_ + done));
         if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) fail("Can't write file", count < 0 ? errno : ENOSPC, function::write, __LINE__);
+        if (count <= 0) fail(message::write, count < 0 ? errno : ENOSPC, function::write, __LINE__);
         done += static_cast<std::uint64_t>(count);
     }
     position_ += size;
@@ -107,7 +108,7 @@ void FileNativeStream::Write(const void* source, std::uint64_t size) {
 
 void FileNativeStream::Flush() {
     require_open(function::flush, __LINE__);
-    if (::fsync(handle_) != 0) fail("Can't flush file", errno, function::flush, __LINE__);
+    if (::fsync(handle_) != 0) fail(message::flush, errno, function::flush, __LINE__);
 }
 
 void FileNativeStream::Close() noexcept {

@@ -14,4 +14,13 @@ constexpr const char* write = "void __cdecl FileNativeStream::Write(const void *
 constexpr const char* flush = "void __cdecl FileNativeStream::Flush(void)";
 }  // namespace file_native_stream_function
 
+namespace file_native_stream_message {
+constexpr const char* create = "Can't create file";
+constexpr const char* open = "Can't open file";
+constexpr const char* size = "Can't get file size";
+constexpr const char* read = "Can't read file";
+constexpr const char* write = "Can't write file";
+constexpr const char* flush = "Can't flush file";
+}  // namespace file_native_stream_message
+
 }  // namespace qv::detail

@@ -12,6 +12,7 @@ namespace qv {
 namespace {
 
 namespace function = detail::file_native_stream_function;
+namespace message = detail::file_native_stream_message;
 constexpr const char* source_name = detail::file_native_stream_source;
 
 // What is asked of CreateFileW, and the failure to report when it refuses.
@@ -84,14 +85,14 @@ DWORD part_of(std::uint64_t size) {
 void FileNativeStream::Create(const boost::filesystem::path& path) {
     Close();
     handle_ =
-        open_regular_file(path, {GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS, "Can't create file", function::create});
+        open_regular_file(path, {GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS, message::create, function::create});
     final_path_ = final_path_of(handle_, path);
 }
 
 void FileNativeStream::Open(const boost::filesystem::path& path) {
     Close();
     handle_ = open_regular_file(path, {GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                       OPEN_EXISTING, "Can't open file", function::open});
+                                       OPEN_EXISTING, message::open, function::open});
     final_path_ = final_path_of(handle_, path);
 }
 
@@ -99,7 +100,7 @@ std::uint64_t FileNativeStream::GetSize() const {
     require_open(function::get_size, __LINE__);
     LARGE_INTEGER size;
     if (!GetFileSizeEx(handle_, &size))
-        throw_win32_error("Can't get file size", GetLastError(), function::get_size, source_name, __LINE__);
+        throw_win32_error(message::size, GetLastError(), function::get_size, source_name, __LINE__);
     return static_cast<std::uint64_t>(size.QuadPart);
 }
 
@@ -111,11 +112,10 @@ void FileNativeStream::Read(void* destination, std::uint64_t size) {
         DWORD count = 0;
         if (!ReadFile(handle_, bytes + done, part_of(size - done), &count, &where)) {
             const DWORD code = GetLastError();
-            if (code != ERROR_HANDLE_EOF)
-                throw_win32_error("Can't read file", code, function::read, source_name, __LINE__);
+            if (code != ERROR_HANDLE_EOF) throw_win32_error(message::read, code, function::read, source_name, __LINE__);
             count = 0;
         }
-        if (count == 0) throw_error("No enought data to read", function::read, source_name, __LINE__);
+        if (count == 0) throw_error(no_data_message, function::read, source_name, __LINE__);
         done += count;
     }
     position_ += size;
@@ -128,8 +128,8 @@ void FileNativeStream::Write(const void* source, std::uint64_t size) {
         OVERLAPPED where = at(position_ + done);
         DWORD count = 0;
         if (!WriteFile(handle_, bytes + done, part_of(size - done), &count, &where))
-            throw_win32_error("Can't write file", GetLastError(), function::write, source_name, __LINE__);
-        if (count == 0) throw_win32_error("Can't write file", ERROR_DISK_FULL, function::write, source_name, __LINE__);
+            throw_win32_error(message::write, GetLastError(), function::write, source_name, __LINE__);
+        if (count == 0) throw_win32_error(message::write, ERROR_DISK_FULL, function::write, source_name, __LINE__);
         done += count;
     }
     position_ += size;
@@ -138,7 +138,7 @@ void FileNativeStream::Write(const void* source, std::uint64_t size) {
 void FileNativeStream::Flush() {
     require_open(function::flush, __LINE__);
     if (!FlushFileBuffers(handle_))
-        throw_win32_error("Can't flush file", GetLastError(), function::flush, source_name, __LINE__);
+        throw_win32_error(message::flush, GetLastError(), function::flush, source_name, __LINE__);
 }
 
 void FileNativeStream::Close() noexcept {

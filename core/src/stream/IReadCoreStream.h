@@ -9,6 +9,9 @@
 
 namespace qv {
 
+// How a read fails when fewer bytes are left than asked for. The wording is known as it stands.
+constexpr const char* no_data_message = "No enought data to read";
+
 class IReadCoreStream {
 public:
     // Reads exactly `size` bytes or throws and leaves the position where it was.

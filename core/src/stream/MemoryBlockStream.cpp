@@ -15,8 +15,7 @@ constexpr const char* source = "core/src/Stream/MemoryBlockStream";
 void MemoryBlockStream::Read(void* destination, std::uint64_t size) {
     if (size == 0) return;
     if (size > size_ - position_)
-        throw_error("No enought data to read", "void __cdecl MemoryBlockStream::Read(void *,const unsigned __int64)",
-                    source, 62);
+        throw_error(no_data_message, "void __cdecl MemoryBlockStream::Read(void *,const unsigned __int64)", source, 62);
     std::memcpy(destination, data_ + position_, static_cast<std::size_t>(size));
     position_ += size;
 }

@@ -22,8 +22,7 @@ void MemoryStream::Write(const void* source_bytes, std::uint64_t size) {
 void MemoryStream::Read(void* destination, std::uint64_t size) {
     if (size == 0) return;
     if (size > bytes_.size() - position_)
-        throw_error("No enought data to read", "void __cdecl MemoryStream::Read(void *,const unsigned __int64)", source,
-                    72);
+        throw_error(no_data_message, "void __cdecl MemoryStream::Read(void *,const unsigned __int64)", source, 72);
     std::memcpy(destination, bytes_.data() + position_, static_cast<std::size_t>(size));
     position_ += size;
 }

@@ -22,6 +22,7 @@ constexpr const char* disconnect_function = "void __cdecl NamedPipeStream::Disco
 
 constexpr const char* pipe_closed = "Pipe is closed";
 constexpr const char* pipe_has_been_closed = "Pipe has been closed";
+constexpr const char* create_failed = "Can't create pipe";
 constexpr const char* connect_failed = "Can't connect named pipe";
 constexpr const char* wait_failed = "Failed to wait operation to be completed";
 
@@ -31,7 +32,7 @@ constexpr unsigned peeks_without_sleep = 1024;
 
 handle_hld create_manual_event() {
     handle_hld event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    if (!event) throw_win32_error("Can't create pipe", GetLastError(), create_function, source_name, __LINE__);
+    if (!event) throw_win32_error(create_failed, GetLastError(), create_function, source_name, __LINE__);
     return event;
 }
 
@@ -66,7 +67,7 @@ void NamedPipeStream::Create(const std::wstring& name, file_access access, bool 
         server_end ? CreateNamedPipeW(path.c_str(), static_cast<DWORD>(access) | FILE_FLAG_OVERLAPPED, PIPE_TYPE_BYTE,
                                       maximum_instances, output_buffer, input_buffer, time_out, security)
                    : open_client_end(path, access, security)));
-    if (!pipe_) throw_win32_error("Can't create pipe", GetLastError(), create_function, source_name, __LINE__);
+    if (!pipe_) throw_win32_error(create_failed, GetLastError(), create_function, source_name, __LINE__);
     server_end_ = server_end;
 }
 

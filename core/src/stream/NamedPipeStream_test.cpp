@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "qv/diagnostics/exception.h"
+#include "tests/support/calls/replaced_import.h"
 
 namespace qv {
 namespace {
@@ -134,6 +135,60 @@ TEST(ListeningNamedPipe, ClientThatComesAtAnyMomentIsSeenOnce) {
         EXPECT_EQ(client.get(), "");
         stream.Disconnect();
     }
+}
+
+// What the stream is told of its operations, which are real and over by then.
+struct told_outcome {
+    static inline void* real = nullptr;
+    static inline BOOL result = TRUE;
+
+    static BOOL WINAPI tell(HANDLE pipe, OVERLAPPED* operation, DWORD* transferred, BOOL wait) {
+        reinterpret_cast<decltype(&GetOverlappedResult)>(real)(pipe, operation, transferred, wait);
+        *transferred = 0;
+        SetLastError(ERROR_GEN_FAILURE);
+        return result;
+    }
+
+    explicit told_outcome(BOOL told) : import("GetOverlappedResult", reinterpret_cast<void*>(&tell)) {
+        real = import.original();
+        result = told;
+    }
+
+    test::replaced_import import;
+};
+
+TEST_F(NamedPipe, TransferOfNoBytesIsAFailure) {
+    client_.Write("ab", 2);
+    const told_outcome nothing(TRUE);
+    char byte = 0;
+    EXPECT_EQ(failure_of([&] { server_.Read(&byte, 1); }), "No data to read");
+    EXPECT_EQ(failure_of([&] { server_.Write(&byte, 1); }), "Zero length data has been written");
+}
+
+TEST_F(NamedPipe, OutcomeThatCannotBeHadIsAFailure) {
+    client_.Write("ab", 2);
+    NamedPipeStream listening;
+    create(listening, true);
+    const told_outcome failure(FALSE);
+    char byte = 0;
+    const std::string message = "Failed to wait operation to be completed (31)";
+    EXPECT_EQ(failure_of([&] { server_.Read(&byte, 1); }), message);
+    EXPECT_EQ(failure_of([&] { server_.Write(&byte, 1); }), message);
+    EXPECT_EQ(failure_of([&] { listening.Connect(0); }), message);
+}
+
+TEST_F(NamedPipe, RefusedCallsCarryTheCode) {
+    NamedPipeStream unopened;
+    {
+        const test::failing_call<decltype(CreateEventW)> no_event("CreateEventW");
+        EXPECT_EQ(failure_of([&] { create(unopened, true); }), "Can't create pipe (8)");
+    }
+    {
+        const test::failing_call<decltype(DisconnectNamedPipe)> no_disconnect("DisconnectNamedPipe");
+        EXPECT_EQ(failure_of([&] { server_.Disconnect(); }), "Can't connect named pipe (8)");
+    }
+    const test::failing_call<decltype(FlushFileBuffers)> no_flush("FlushFileBuffers");
+    EXPECT_EQ(failure_of([&] { server_.Flush(); }), "Can't flush named pipe (8)");
 }
 
 TEST_F(NamedPipe, WaitForDataSeesAByteWithoutTakingIt) {

@@ -29,6 +29,9 @@ std::string one_line_text(const std::exception& error);
 // exceptions that carry no such information.
 std::string diagnostic_text(const std::exception& error);
 
+// What is said of an exception whose type says nothing.
+constexpr const char* unknown_error_text = "Unknown error";
+
 // What a handler knows about the exception that it is handling.
 struct exception_description {
     std::string text;                         // one line
@@ -37,6 +40,6 @@ struct exception_description {
 
 // Describes the exception being handled; call it inside a catch block only. `unknown` is the text for an exception
 // whose type says nothing.
-exception_description describe_current_exception(const char* unknown = "Unknown error");
+exception_description describe_current_exception(const char* unknown = unknown_error_text);
 
 }  // namespace qv

@@ -25,6 +25,7 @@ enum class component : int {
 
 // The words that a state record may carry.
 enum class state { run, started, finished, exited, ok };
+const char* word_of(state word) noexcept;
 
 class Logger {
 public:

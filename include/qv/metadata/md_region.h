@@ -20,6 +20,10 @@ struct STORAGESTREAM;
 struct CMiniMdSchemaBase;
 struct CMiniPdbSchemaBase;
 
+// How reads fail that leave the view, and views that leave their parent. The wording is known as it stands.
+constexpr const char* end_of_region_message = "End of region";
+constexpr const char* out_of_region_message = "Out of arent region";
+
 // The signature under which a failing read_value reports itself.
 template <class T>
 extern const char* const read_value_signature;

@@ -21,6 +21,9 @@ constexpr std::uint16_t optional_header_32_magic = 0x10B;
 constexpr std::uint16_t optional_header_64_magic = 0x20B;
 constexpr std::uint16_t optional_header_rom_magic = 0x107;
 
+// How a header with any other magic fails, and a ROM header where directories are wanted.
+constexpr const char* invalid_optional_header_message = "Invalid optional header signature";
+
 struct IMAGE_DOS_HEADER {
     std::uint16_t e_magic;
     std::uint16_t unused[29];

@@ -8,6 +8,9 @@
 
 namespace qv::text {
 
+// What is shown of a text that is not there.
+constexpr const char* null_text = "<nullptr>";
+
 // What stands in for each control character.
 constexpr char control_substitute = '\x7F';
 

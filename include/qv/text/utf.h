@@ -10,6 +10,9 @@
 
 namespace qv::text {
 
+// How many bytes a character has, by its lead byte: 1 to 6. Throws std::runtime_error for a byte that begins none.
+unsigned utf8_length(unsigned char lead);
+
 // Appends the UTF-16 form of the NUL-terminated `utf8`; returns the position after the terminator. An overlong NUL
 // terminates too, other overlong forms are accepted.
 const char* utf8_to_utf16(const char* utf8, std::wstring& utf16);

@@ -23,8 +23,8 @@ const bytes version_accepted = {0xD1, 0x00};
 const bytes options = {0xE0, 0x02, 0x00, 0x00};
 const bytes options_accepted = {0xE0, 0x00};
 
-ending serving(const char* name, const bytes& sent, const char* message) {
-    return {name, handshake() + sent, handshake_answer(), message};
+ending serving(const char* name, const bytes& sent, const char* message, const char* place = "") {
+    return {name, handshake() + sent, handshake_answer(), message, place};
 }
 
 exchange failing(unsigned char code, const bytes& arguments, const char* message) {
@@ -81,12 +81,20 @@ bytes handshake_answer() {
 std::vector<ending> endings() {
     const char* const truncated = "No enought data to read";
     const char* const surplus = "Not all data were read";
+    const char* const surplus_place = "pdb_server/src/command_processor:41";
+    const char* const truncated_place = "core/src/Stream/MemoryBlockStream:62";
+    const char* const encoding_place = "core/src/stream/IReadCoreStream:115";
     return {
-        {"OptionsBeforeVersion", options, {}, "Unknown version answer"},
-        {"ShortVersion", packet(0xD0, bytes(15)), {}, truncated},
-        {"LongVersion", packet(0xD0, bytes(17)), {}, "Not all unload module data were read"},
-        {"OtherVersion", packet(0xD0, bytes(16)), packet(0xD0), "Unexpect PDB server version"},
-        {"BadPacketLength", {0xD0, 0xE0}, {}, "Invalid counter encoding"},
+        {"OptionsBeforeVersion", options, {}, "Unknown version answer", "pdb_server/src/command_processor:341"},
+        {"ShortVersion", packet(0xD0, bytes(15)), {}, truncated, truncated_place},
+        {"LongVersion",
+         packet(0xD0, bytes(17)),
+         {},
+         "Not all unload module data were read",
+         "pdb_server/src/command_processor:347"},
+        {"OtherVersion", packet(0xD0, bytes(16)), packet(0xD0), "Unexpect PDB server version",
+         "pdb_server/src/command_processor:353"},
+        {"BadPacketLength", {0xD0, 0xE0}, {}, "Invalid counter encoding", encoding_place},
         {"VersionTwice", version + version, version_accepted, "Unexpected options command"},
         {"EmptyOptions", version + packet(0xE0), version_accepted, truncated},
         {"OptionsWithoutCount", version + packet(0xE0, {0x00}), version_accepted, truncated},
@@ -96,27 +104,27 @@ std::vector<ending> endings() {
         {"MalformedSearchPath", version + packet(0xE0, {0x00, 0x01, 0x01, 0xFF}), version_accepted,
          "Invalid UTF8 master symbol"},
         {"SurplusOptions", version + packet(0xE0, {0x00, 0x00, 0x00}), version_accepted, surplus},
-        serving("UnknownCommand", packet(0x32, {0x01}), "Unknown command"),
+        serving("UnknownCommand", packet(0x32, {0x01}), "Unknown command", "pdb_server/src/command_processor:417"),
         serving("VersionAgain", version, "Unknown command"),
         serving("BadCommandLength", {0x42, 0xFF}, "Invalid counter encoding"),
         serving("NoRequestId", packet(0x42), truncated),
         serving("BadRequestId", packet(0x42, {0xFF}), "Invalid counter encoding"),
         serving("LoadWithoutMvid", packet(0x30, bytes{0x01, 0x00} + bytes(15)), truncated),
-        serving("LoadWithSurplus", packet(0x30, bytes{0x01, 0x00} + bytes(17)), surplus),
+        serving("LoadWithSurplus", packet(0x30, bytes{0x01, 0x00} + bytes(17)), surplus, surplus_place),
         serving("LoadWithBadPath", packet(0x30, bytes{0x01, 0x02, 0xC3, 0x41} + bytes(16)),
                 "Invalid UTF8 slave symbol"),
         serving("UnloadWithoutId", packet(0x31, {0x01}), truncated),
-        serving("UnloadWithSurplus", packet(0x31, {0x01, 0x01, 0x01}), surplus),
+        serving("UnloadWithSurplus", packet(0x31, {0x01, 0x01, 0x01}), surplus, surplus_place),
         serving("OffsetsWithoutMethod", packet(0x42, {0x01, 0x01}), truncated),
-        serving("OffsetsWithSurplus", packet(0x42, {0x01, 0x01, 0x00, 0x00}), surplus),
+        serving("OffsetsWithSurplus", packet(0x42, {0x01, 0x01, 0x00, 0x00}), surplus, surplus_place),
         serving("RangesWithBadMethod", packet(0x43, {0x01, 0x01, 0xE0}), "Invalid counter encoding"),
-        serving("RangesWithSurplus", packet(0x43, {0x01, 0x01, 0x00, 0x00}), surplus),
+        serving("RangesWithSurplus", packet(0x43, {0x01, 0x01, 0x00, 0x00}), surplus, surplus_place),
         serving("SourceDataWithoutId", packet(0x44, {0x01}), truncated),
-        serving("SourceDataWithSurplus", packet(0x44, {0x01, 0x01, 0x00}), surplus),
+        serving("SourceDataWithSurplus", packet(0x44, {0x01, 0x01, 0x00}), surplus, surplus_place),
         serving("DocumentWithoutId", packet(0x45, {0x01, 0x01}), truncated),
-        serving("DocumentWithSurplus", packet(0x45, {0x01, 0x01, 0x01, 0x00}), surplus),
+        serving("DocumentWithSurplus", packet(0x45, {0x01, 0x01, 0x01, 0x00}), surplus, surplus_place),
         serving("QuitWithoutRequestId", packet(0xFF), truncated),
-        serving("QuitWithSurplus", packet(0xFF, {0x01, 0x01}), surplus),
+        serving("QuitWithSurplus", packet(0xFF, {0x01, 0x01}), surplus, surplus_place),
     };
 }
 
@@ -164,6 +172,12 @@ std::vector<exchange> every_command() {
         {packet(0x43, {5, 3, 2}), {0x43, 0x03, 0x05, 0x00, 0x00}},
         {load_request(10, fixture("SourceLink.dll"), mvid_of(fixture("SourceLink.dll"))), packet(0x30, {10, 0, 4})},
         {packet(0x44, {11, 4}), packet(0x44, bytes{11, 0} + text(source_link))},
+        // Hidden points.
+        {packet(0x43, {15, 3, 1}),
+         packet(0x43, bytes{15, 0, 5} + little_endian({1, 1, 1, 1, 1}) +
+                          little_endian({16, 0xFEEFEE, 0xFEEFEE, 200, 0xFEEFEE}) + little_endian({42, 0, 0, 9, 0}) +
+                          little_endian({16, 0xFEEFEE, 0xFEEFEE, 200, 0xFEEFEE}) + little_endian({43, 0, 0, 23, 0}))},
+        {load_request(16, "no/such/module.dll", GUID{1, 0, 0, {}}), packet(0x30, {16, 0, 0})},
         {packet(0x31, {12, 1}), packet(0x31, {12, 0})},
         {packet(0x42, {13, 1, 0}), error_answer(0x42, 13, "Unknown PDB module")},
         {packet(0x42, {14, 2, 0x80, 200}), error_answer(0x42, 14, "Too large table index")},

@@ -42,6 +42,7 @@ struct ending {
     bytes sent;
     bytes answered;
     std::string message;
+    std::string place = {};  // source and line of the failure, where log readers know them
 };
 
 // Every fault of handshake, framing, command code and payload.

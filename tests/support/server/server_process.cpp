@@ -40,8 +40,9 @@ server_process::server_process(const settings& s) : pipe_id_(unique_name()) {
     const std::wstring stop_name = pipe_id_ + L"_stop";
     ready_.reset(CreateEventW(nullptr, TRUE, FALSE, (pipe_id_ + L"_ready").c_str()));
     stop_.reset(CreateEventW(nullptr, TRUE, FALSE, stop_name.c_str()));
-    std::wstring command = quoted(server_executable().native()) + L" --pipe " + pipe_id_ + L" --log_file " +
-                           quoted((directory_.path() / "log.txt").native()) + L" --log_mask " +
+    std::wstring command = quoted(server_executable().native()) + L" --pipe " +
+                           quoted(s.pipe_argument.value_or(pipe_id_)) + L" --log_file " +
+                           quoted(s.log_file.value_or((directory_.path() / "log.txt").native())) + L" --log_mask " +
                            std::to_wstring(s.log_mask) + L" --stop_request_event " + stop_name;
     for (const std::wstring& argument : s.further_arguments) command += L" " + quoted(argument);
 

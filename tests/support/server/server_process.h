@@ -21,6 +21,8 @@ public:
     struct settings {
         std::uint16_t log_mask = 17;
         bool own_console = false;                     // needed for Ctrl-C
+        std::optional<std::wstring> pipe_argument;    // in place of the pipe's own name
+        std::optional<std::wstring> log_file;         // in place of the log that log() reads
         std::vector<std::wstring> further_arguments;  // as further words of the command line
     };
 

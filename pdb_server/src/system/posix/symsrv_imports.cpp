@@ -2,8 +2,6 @@
 
 namespace qv::profiler::pdb_server::symsrv_imports {
 
-void init(boost::filesystem::path) {}
-
 boost::filesystem::path find_file(const std::wstring&, const std::wstring&, const GUID&, std::uint32_t) {
     return {};
 }
