@@ -1,6 +1,7 @@
 #include "qv/text/utf.h"
 
 #include <stdexcept>
+#include <type_traits>
 
 namespace qv::text {
 namespace {
@@ -29,6 +30,11 @@ void append_utf16(std::uint32_t code_point, std::wstring& utf16) {
     }
     utf16.push_back(static_cast<wchar_t>(0xD800 + ((code_point - 0x10000) >> 10)));
     utf16.push_back(static_cast<wchar_t>(0xDC00 + ((code_point - 0x10000) & 0x3FF)));
+}
+
+// The code unit's number; wchar_t may be signed.
+std::uint32_t number_of(wchar_t unit) {
+    return static_cast<std::make_unsigned_t<wchar_t>>(unit);
 }
 
 bool is_high_surrogate(std::uint32_t unit) {
@@ -85,11 +91,11 @@ void code_point_to_utf8(std::uint32_t code_point, std::string& utf8) {
 }
 
 const wchar_t* utf16_to_utf8(const wchar_t* utf16, std::string& utf8) {
-    while (const auto unit = static_cast<std::uint32_t>(*utf16++)) {
+    while (const std::uint32_t unit = number_of(*utf16++)) {
         reject_leading_low_surrogate(unit);
         if (is_high_surrogate(unit)) {
             // A terminator here is no low surrogate, so the position never passes it.
-            code_point_to_utf8(combine_surrogates(unit, static_cast<std::uint32_t>(*utf16)), utf8);
+            code_point_to_utf8(combine_surrogates(unit, number_of(*utf16)), utf8);
             ++utf16;
         } else {
             code_point_to_utf8(unit, utf8);
@@ -100,11 +106,11 @@ const wchar_t* utf16_to_utf8(const wchar_t* utf16, std::string& utf8) {
 
 void utf16_to_utf8(const wchar_t* begin, const wchar_t* end, std::string& utf8) {
     while (begin != end) {
-        const auto unit = static_cast<std::uint32_t>(*begin++);
+        const std::uint32_t unit = number_of(*begin++);
         reject_leading_low_surrogate(unit);
         if (is_high_surrogate(unit)) {
             if (begin == end) throw std::runtime_error("Not enough input");
-            code_point_to_utf8(combine_surrogates(unit, static_cast<std::uint32_t>(*begin++)), utf8);
+            code_point_to_utf8(combine_surrogates(unit, number_of(*begin++)), utf8);
         } else {
             code_point_to_utf8(unit, utf8);
         }

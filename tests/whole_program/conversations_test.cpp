@@ -55,7 +55,10 @@ TEST_F(PipeConversation, EveryFaultEndsItsConnectionOnly) {
 TEST_F(PipeConversation, AnswersFailingQueriesAndGoesOn) {
     raw_client client(server.pipe_id());
     run(client, failing_queries());
-    EXPECT_EQ(count(server.log(), "WARNING: "), failing_queries().size() - 1);
+    const std::string log = server.log();
+    // A host without a reader of classic PDB files adds a warning of its own.
+    EXPECT_EQ(count(log, "WARNING: ") - count(log, "WARNING: Can't create symbol binder"),
+              failing_queries().size() - 1);
     EXPECT_EQ(count(server.log(), "ERROR: "), 0u);
 }
 

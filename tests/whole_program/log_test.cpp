@@ -57,6 +57,13 @@ std::vector<std::string> bodies(const std::vector<std::string>& lines, const std
     return found;
 }
 
+// The warnings of queries. Whether the host has a reader of classic PDB files is another matter.
+std::vector<std::string> query_warnings(const std::vector<std::string>& lines) {
+    std::vector<std::string> warnings = bodies(lines, "WARNING: ");
+    std::erase_if(warnings, [](const std::string& w) { return w.starts_with("WARNING: Can't create symbol binder"); });
+    return warnings;
+}
+
 class LogOfARun : public ::testing::TestWithParam<std::uint16_t> {};
 
 TEST_P(LogOfARun, HoldsWhatTheMaskAsksFor) {
@@ -83,8 +90,7 @@ TEST_P(LogOfARun, HoldsWhatTheMaskAsksFor) {
     EXPECT_THAT(bodies(lines, "S::RunPipes"),
                 AllOf(Contains("S::RunPipes res=starting"), Contains("S::RunPipes res=started"),
                       Contains("S::RunPipes res=shutdowning"), Contains(StartsWith("S::RunPipes res=shutdow "))));
-    EXPECT_THAT(bodies(lines, "WARNING: "),
-                ElementsAre("WARNING: Unknown PDB module", "WARNING: Too large table index"));
+    EXPECT_THAT(query_warnings(lines), ElementsAre("WARNING: Unknown PDB module", "WARNING: Too large table index"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Masks, LogOfARun, ::testing::Values(0, 1, 16, 17),
