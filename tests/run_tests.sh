@@ -27,7 +27,7 @@ run_test_program() {
   [ "${f:-0}" = 0 ] || printf ', %d failed' "$f"
   [ "${s:-0}" = 0 ] || printf ', %d skipped' "$s"
   printf '\n'
-  [ "${s:-0}" = 0 ] || grep -hE '^skipped: ' "$output" | sort -u | sed 's/^/             /' || true
+  [ "${s:-0}" = 0 ] || sed -n '/: Skipped$/{n;s/^/             skipped: /p}' "$output" | sort -u
   if [ "${f:-0}" != 0 ]; then sed 's/^/    | /' "$output" | tail -60; fi
 }
 
@@ -61,7 +61,7 @@ check_format() {
 check_fixtures() {
   local status=0
   step "Checking fresh fixtures"
-  if ! command -v dotnet >/dev/null; then
+  if ! dotnet --version >/dev/null 2>&1; then
     echo "  skipped: the .NET SDK is not installed, so no fixture is compiled afresh"
     skipped=$((skipped + 1))
     return

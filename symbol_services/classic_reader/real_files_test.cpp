@@ -95,7 +95,7 @@ std::vector<testing::expected_module> collected_modules(const std::string& forma
 
 TEST(RealFiles, AnswerAsExpected) {
     const auto modules = collected_modules("windows");
-    if (modules.empty()) GTEST_SKIP() << "skipped: no collected modules are there";
+    if (modules.empty()) GTEST_SKIP() << "no collected modules are there";
     const testing::temporary_directory staging;
     testing::comparison total;
     for (const auto& module : modules) {
@@ -122,7 +122,7 @@ std::wstring build_name(const testing::expected_module& module) {
 // Both kinds of PDB file of one build say the same about every method.
 TEST(RealFiles, PairsOfOneBuildHaveTheSameRanges) {
     const auto portable_modules = collected_modules("portable");
-    if (portable_modules.empty()) GTEST_SKIP() << "skipped: no collected modules are there";
+    if (portable_modules.empty()) GTEST_SKIP() << "no collected modules are there";
     const testing::temporary_directory staging;
     std::size_t pairs = 0;
     for (const auto& classic : collected_modules("windows"))

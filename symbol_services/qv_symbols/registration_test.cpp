@@ -29,7 +29,7 @@ protected:
         ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)));
         const auto server = value_of(binder_key);
         was_registered_ = server == library_path().native();
-        if (!server.empty() && !was_registered_) GTEST_SKIP() << "skipped: the machine has a symbol binder of its own";
+        if (!server.empty() && !was_registered_) GTEST_SKIP() << "the machine has a symbol binder of its own";
         call("DllUnregisterServer");
     }
     void TearDown() override {

@@ -32,7 +32,7 @@ holdings holdings_of(HANDLE process) {
 }
 
 TEST(ClassicLoads, AThousandLeaveNothingBehind) {
-    if (!has_symbol_binder()) GTEST_SKIP() << "\nskipped: no reader of classic PDB files is registered";
+    if (!has_symbol_binder()) GTEST_SKIP() << "no reader of classic PDB files is registered";
     const sample_module module;
     server_process server;
     client::pipe_connection pipe(server.pipe_id(), {std::chrono::minutes(1), std::chrono::minutes(1)});

@@ -14,7 +14,7 @@ namespace {
 class ClassicModules : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (!has_symbol_binder()) GTEST_SKIP() << "\nskipped: no reader of classic PDB files is registered";
+        if (!has_symbol_binder()) GTEST_SKIP() << "no reader of classic PDB files is registered";
     }
 };
 
