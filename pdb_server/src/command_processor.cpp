@@ -8,6 +8,9 @@ namespace {
 
 constexpr const char* source = command_processor_source;
 
+// Far beyond any list that a client means.
+constexpr std::size_t most_search_paths = 1u << 20;
+
 void dispatch(unsigned char code, const std::vector<unsigned char>& payload, packet_writer* writer,
               pdb_processor& processor, bool& quit) {
     switch (static_cast<pdb_bridge_answer>(code)) {
@@ -56,8 +59,12 @@ void cmd_init(packet_reader* reader, packet_writer* writer, pdb_processor& proce
     std::uint8_t policy = 0;
     stream.Read(&policy, sizeof policy);
     std::vector<std::wstring> paths;
-    // Every string takes at least one byte, so the payload bounds the list whatever the count says.
-    for (std::uint32_t left = stream.ReadPacked32(); left != 0; --left) paths.push_back(stream.ReadString());
+    // Every string takes at least one byte, so the payload bounds the list whatever the count says; but an empty one
+    // takes many times that in memory.
+    for (std::uint32_t left = stream.ReadPacked32(); left != 0; --left) {
+        if (paths.size() == most_search_paths) throw_error("Too many search paths", function, source, __LINE__);
+        paths.push_back(stream.ReadString());
+    }
     check_payload_end(stream, payload, function, __LINE__);
     processor.init(policy, paths);
     writer->send(packet_options, 0, nullptr);

@@ -101,6 +101,8 @@ std::vector<ending> endings() {
         {"MissingSearchPath", version + packet(0xE0, {0x00, 0x01}), version_accepted, truncated},
         {"EndlessSearchPath", version + packet(0xE0, {0x00, 0x01, 0xDF, 0xFF, 0xFF, 0xFF}), version_accepted,
          truncated},
+        {"TooManySearchPaths", version + packet(0xE0, bytes{0x00, 0xC0, 0x10, 0x00, 0x01} + bytes(0x100001)),
+         version_accepted, "Too many search paths"},
         {"MalformedSearchPath", version + packet(0xE0, {0x00, 0x01, 0x01, 0xFF}), version_accepted,
          "Invalid UTF8 master symbol"},
         {"SurplusOptions", version + packet(0xE0, {0x00, 0x00, 0x00}), version_accepted, surplus},
