@@ -30,6 +30,31 @@ if(WIN32)
   endif()
 endif()
 
+# The compiler as the log names it: a bare version for the one that the log's key is named after.
+if(MSVC)
+  set(qv_compiler_version "${CMAKE_CXX_COMPILER_VERSION}")
+elseif(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  set(qv_compiler_version "GCC ${CMAKE_CXX_COMPILER_VERSION}")
+else()
+  set(qv_compiler_version "${CMAKE_CXX_COMPILER_ID} ${CMAKE_CXX_COMPILER_VERSION}")
+endif()
+
+# qv_wide_entry_point(TARGET): the program begins in wmain.
+function(qv_wide_entry_point target)
+  if(MINGW)
+    target_link_options(${target} PRIVATE -municode)
+  endif()
+endfunction()
+
+# qv_allow_deprecated(SOURCE): the file uses a deprecated part of the standard library, and says why.
+function(qv_allow_deprecated source)
+  if(MSVC)
+    set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS /wd4996)
+  else()
+    set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS -Wno-deprecated-declarations)
+  endif()
+endfunction()
+
 if(QV_SANITIZE)
   add_compile_options(-fsanitize=${QV_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${QV_SANITIZE})

@@ -14,17 +14,6 @@ namespace {
 
 using profiler::stream::TextStream;
 
-std::string compiler_version() {
-#if defined(_MSC_FULL_VER)
-    return std::to_string(_MSC_FULL_VER);
-#elif defined(__clang__)
-    return "Clang " __clang_version__;
-#else
-    return "GCC " + std::to_string(__GNUC__) + "." + std::to_string(__GNUC_MINOR__) + "." +
-           std::to_string(__GNUC_PATCHLEVEL__);
-#endif
-}
-
 // "2024-05-06T07:08:09Z" and "2024-05-06T09:08:09+02:00".
 std::string iso_8601(std::int64_t seconds_since_1970, int minutes_east, bool utc) {
     using namespace std::chrono;
@@ -120,7 +109,7 @@ void write_environment(TextStream& out, const environment& values) {
 
 void write_environment_report(TextStream& out) {
     environment values = query_environment();
-    values.build = {QV_BUILD_VERSION, QV_BUILD_TIME, compiler_version(), boost_version()};
+    values.build = {QV_BUILD_VERSION, QV_BUILD_TIME, QV_COMPILER_VERSION, boost_version()};
     write_environment(out, values);
 }
 

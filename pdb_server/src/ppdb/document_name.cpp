@@ -15,15 +15,7 @@ using metadata::detail_metadata::md_region;
 using metadata::detail_metadata::md_stream;
 using metadata::detail_metadata::metadata_parser;
 
-// The standard converter is deprecated without a successor; this is the only place that uses it.
-#if defined(_MSC_VER)
-#pragma warning(push)
-#pragma warning(disable : 4996)
-#elif defined(__GNUC__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-#endif
-
+// The standard converter is deprecated without a successor; this is the only file that may use it (see the build).
 std::wstring convert(std::string_view utf8) {
     try {
         // Yields UTF-16 code units whatever the width of wchar_t.
@@ -34,12 +26,6 @@ std::wstring convert(std::string_view utf8) {
         throw std::range_error("bad conversion");
     }
 }
-
-#if defined(_MSC_VER)
-#pragma warning(pop)
-#elif defined(__GNUC__)
-#pragma GCC diagnostic pop
-#endif
 
 // The first character of the blob; a zero byte stands for no separator.
 std::string_view read_separator(const md_region& blob, std::uint32_t& position) {
