@@ -1,8 +1,7 @@
 #include "pdb_server/src/search_paths.h"
 
-#include <cwctype>
+#include <boost/algorithm/string/predicate.hpp>
 #include <set>
-#include <string_view>
 
 #include "core/src/bridges/bridge_protocol.h"
 #include "qv/text/path.h"
@@ -12,13 +11,6 @@ namespace {
 
 // What symbol stores put in place of the age of a portable PDB.
 constexpr std::uint32_t portable_pdb_age = 0xFFFFFFFF;
-
-bool begins_with(const std::wstring& text, std::wstring_view prefix) {
-    if (text.size() < prefix.size()) return false;
-    for (std::size_t i = 0; i < prefix.size(); ++i)
-        if (std::towlower(static_cast<std::wint_t>(text[i])) != static_cast<std::wint_t>(prefix[i])) return false;
-    return true;
-}
 
 // The image's extension without its point, for the directories named after it.
 boost::filesystem::path extension_directory(const boost::filesystem::path& image) {
@@ -53,7 +45,8 @@ bool offer_directory(const boost::filesystem::path& directory, const boost::file
 
 bool is_symbol_server_element(const boost::filesystem::path& element) {
     const std::wstring text = text::to_wide(element);
-    return begins_with(text, L"srv*") || begins_with(text, L"symsrv*") || begins_with(text, L"cache*");
+    using boost::algorithm::istarts_with;
+    return istarts_with(text, L"srv*") || istarts_with(text, L"symsrv*") || istarts_with(text, L"cache*");
 }
 
 std::vector<std::wstring> split_search_path(const std::wstring& value) {
