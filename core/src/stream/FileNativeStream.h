@@ -30,8 +30,9 @@ public:
 
     bool IsOpen() const noexcept;
 
-    // The path of the opened file with links and relative parts resolved, as the system reports it.
-    const boost::filesystem::path& FinalPath() const noexcept { return final_path_; }
+    // The path of the opened file with links and relative parts resolved, as the system reports it; empty when no
+    // file is open. Asked for at each call: on a network share the answer takes its time.
+    boost::filesystem::path FinalPath() const;
 
     // Length of the file in bytes. Throws "Can't get file size".
     std::uint64_t GetSize() const;
@@ -63,7 +64,7 @@ private:
 
     native_handle handle_ = no_handle;
     std::uint64_t position_ = 0;
-    boost::filesystem::path final_path_;
+    boost::filesystem::path given_path_;
 };
 
 }  // namespace qv

@@ -63,13 +63,17 @@ std::size_t part_of(std::uint64_t size) {
 void FileNativeStream::Create(const boost::filesystem::path& path) {
     Close();
     handle_ = open_regular_file(path, O_WRONLY | O_CREAT | O_TRUNC, message::create, function::create);
-    final_path_ = final_path_of(handle_, path);
+    given_path_ = path;
 }
 
 void FileNativeStream::Open(const boost::filesystem::path& path) {
     Close();
     handle_ = open_regular_file(path, O_RDONLY, message::open, function::open);
-    final_path_ = final_path_of(handle_, path);
+    given_path_ = path;
+}
+
+boost::filesystem::path FileNativeStream::FinalPath() const {
+    return IsOpen() ? final_path_of(handle_, given_path_) : boost::filesystem::path();
 }
 
 std::uint64_t FileNativeStream::GetSize() const {
@@ -115,7 +119,7 @@ void FileNativeStream::Close() noexcept {
     if (IsOpen()) ::close(handle_);
     handle_ = no_handle;
     position_ = 0;
-    final_path_.clear();
+    given_path_.clear();
 }
 
 }  // namespace qv

@@ -86,14 +86,18 @@ void FileNativeStream::Create(const boost::filesystem::path& path) {
     Close();
     handle_ =
         open_regular_file(path, {GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS, message::create, function::create});
-    final_path_ = final_path_of(handle_, path);
+    given_path_ = path;
 }
 
 void FileNativeStream::Open(const boost::filesystem::path& path) {
     Close();
     handle_ = open_regular_file(path, {GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                        OPEN_EXISTING, message::open, function::open});
-    final_path_ = final_path_of(handle_, path);
+    given_path_ = path;
+}
+
+boost::filesystem::path FileNativeStream::FinalPath() const {
+    return IsOpen() ? final_path_of(handle_, given_path_) : boost::filesystem::path();
 }
 
 std::uint64_t FileNativeStream::GetSize() const {
@@ -145,7 +149,7 @@ void FileNativeStream::Close() noexcept {
     if (IsOpen()) CloseHandle(handle_);
     handle_ = no_handle;
     position_ = 0;
-    final_path_.clear();
+    given_path_.clear();
 }
 
 }  // namespace qv
