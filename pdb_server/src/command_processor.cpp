@@ -77,7 +77,7 @@ void process_commands(const std::function<bool()>& stop, const std::function<boo
 
     const log::scope scope(log::component::CoreBridge, "CP::ProcessCommands");
     cmd_check_version(reader, writer);
-    pdb_processor processor(services);
+    pdb_processor processor(services, stop);
     cmd_init(reader, writer, processor);
     std::vector<unsigned char> payload;
     bool quit = false;

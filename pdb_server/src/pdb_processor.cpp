@@ -1,5 +1,7 @@
 #include "pdb_server/src/pdb_processor.h"
 
+#include <utility>
+
 #include "core/src/bridges/bridge_protocol.h"
 #include "pdb_server/src/pdb_processor_dsr.h"
 #include "qv/diagnostics/exception.h"
@@ -65,7 +67,8 @@ const char* const pdb_processor::registry_traits::insert_or_throw_signature =
     "qv::profiler::pdb_server::pdb_processor::module_data> >::insert_or_throw(const unsigned int &,const class "
     "std::shared_ptr<struct qv::profiler::pdb_server::pdb_processor::module_data> &)";
 
-pdb_processor::pdb_processor(const platform_services& services) : services_(services) {}
+pdb_processor::pdb_processor(const platform_services& services, stop_check stop)
+    : services_(services), stop_(std::move(stop)) {}
 
 pdb_processor::~pdb_processor() {
     terminate();

@@ -11,6 +11,7 @@
 #include "core/src/Util/slave_key_atom_map.h"
 #include "pdb_server/src/module_data.h"
 #include "pdb_server/src/search_paths.h"
+#include "pdb_server/src/stop_check.h"
 #include "pdb_server/src/system/platform_services.h"
 #include "qv/portable_executable/readers.h"
 
@@ -22,7 +23,8 @@ struct dsr_data;
 // and terminate belong to the connection's own thread. All failures are exceptions.
 class pdb_processor {
 public:
-    explicit pdb_processor(const platform_services& services = system_services());
+    // Loads that search for long fail with "The server is stopping" once `stop` answers true.
+    explicit pdb_processor(const platform_services& services = system_services(), stop_check stop = {});
     ~pdb_processor();
     pdb_processor(const pdb_processor&) = delete;
     pdb_processor& operator=(const pdb_processor&) = delete;
@@ -71,6 +73,7 @@ private:
                                               const portable_executable::image_data& image) const;
 
     const platform_services& services_;
+    const stop_check stop_;
     search_path_list search_paths_;
     std::uint8_t policy_ = 0;
     std::shared_ptr<dsr_data> dsr_;

@@ -21,7 +21,7 @@ constexpr unsigned report_every_ticks = 3;
 constexpr std::uint32_t longest_pause_ticks = 10;
 
 void wait_for_first_listener(pipe_manager_state& state) {
-    while (!state.stopping() && !state.has_listened()) {
+    while (!state.ask_host() && !state.has_listened()) {
         if (state.unfinished_count == 0) state.rethrow_first_failure();
         Sleep(tick_ms);
     }
@@ -39,7 +39,7 @@ void start_listener(pipe_manager_state& state) noexcept {
 // Starts at most one worker each tick, and fewer while the system refuses them: every attempt leaves log records.
 void keep_listeners(pipe_manager_state& state) {
     std::uint32_t ticks_since_start = longest_pause_ticks;
-    while (!state.stopping()) {
+    while (!state.ask_host()) {
         const std::uint32_t pause = std::min(state.failures_in_a_row(), longest_pause_ticks);
         if (state.listener_count < wanted_listeners && ticks_since_start >= pause) {
             start_listener(state);
@@ -73,6 +73,11 @@ pipe_manager_state::pipe_manager_state(const pipe_manager_params& parameters)
     : params(parameters), abandon_event(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
     if (!abandon_event)
         throw_win32_error("Can't create event", GetLastError(), function, "pdb_server/src/pipe_manager", __LINE__);
+}
+
+bool pipe_manager_state::ask_host() {
+    if (params.stop()) stopping_ = true;
+    return stopping();
 }
 
 void pipe_manager_state::note_listener() noexcept {

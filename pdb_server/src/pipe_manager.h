@@ -13,15 +13,16 @@
 
 namespace qv::profiler::pdb_server {
 
-// One per server run; shared by all workers, which call the functions at the same time.
+// One per server run.
 struct pipe_manager_params {
     // The pipe is "\\.\pipe\" + this.
     std::wstring pipe_name;
 
-    // True once the server must stop; asked often, so it must be cheap.
+    // True once the server must stop; asked ten times a second, by the thread that runs the pipes.
     std::function<bool()> stop;
 
-    // The conversation with one connected client. Returns when it is over; an exception ends only this connection.
+    // The conversation with one connected client; called by all workers at the same time. Returns when it is over; an
+    // exception ends only this connection.
     std::function<void(const std::function<bool()>& stop, const std::function<bool(int)>& wait, packet_reader* reader,
                        packet_writer* writer)>
         process_commands;

@@ -33,8 +33,11 @@ public:
     // Signalled when clients are not waited for any more.
     const handle_hld abandon_event;
 
-    bool stopping() const { return cancelled_.load() || params.stop(); }
-    void cancel() noexcept { cancelled_ = true; }
+    // Workers ask before every command and in every turn of a search, so this costs them no call of the system: the
+    // manager asks the host for them, ten times a second.
+    bool stopping() const noexcept { return stopping_.load(); }
+    bool ask_host();
+    void cancel() noexcept { stopping_ = true; }
 
     // A worker waits for a client now.
     void note_listener() noexcept;
@@ -48,7 +51,7 @@ public:
     void rethrow_first_failure() const;
 
 private:
-    std::atomic<bool> cancelled_{false};
+    std::atomic<bool> stopping_{false};
     std::atomic<bool> has_listened_{false};
     std::atomic<std::uint32_t> failures_in_a_row_{0};
     mutable std::mutex mutex_;
