@@ -42,7 +42,7 @@ void log_outcome(const char* outcome, const GUID& mvid) {
 // True when the file is a managed image of this build; `image` then holds what leads to its symbols.
 bool image_has_mvid(const boost::filesystem::path& path, const GUID& mvid, portable_executable::image_data& image) {
     boost::system::error_code ignored;
-    if (!boost::filesystem::is_regular_file(path, ignored)) return false;
+    if (!boost::filesystem::is_regular_file(text::to_system_path(path), ignored)) return false;
     image = portable_executable::read_image_file(path);
     return metadata::read_module_identity(image.metadata).mvid == mvid;
 }

@@ -10,6 +10,7 @@
 #include "pdb_server/src/ppdb/metadata_container.h"
 #include "pdb_server/src/ppdb/ppdb_module_data.h"
 #include "qv/portable_executable/metadata_pdb_unpacker.h"
+#include "qv/text/path.h"
 #include "qv/text/utf.h"
 
 namespace qv::profiler::pdb_server {
@@ -50,7 +51,7 @@ std::optional<codeview_record> read_codeview(const image_debug_entry& entry) {
 // The bytes of a file that can be metadata; none for any other file. The file is closed before this returns.
 std::optional<std::vector<unsigned char>> read_metadata_file(const boost::filesystem::path& path) {
     boost::system::error_code error;
-    if (!boost::filesystem::is_regular_file(path, error)) return {};
+    if (!boost::filesystem::is_regular_file(text::to_system_path(path), error)) return {};
     FileNativeStream file;
     file.Open(path);
     const std::uint64_t size = file.GetSize();

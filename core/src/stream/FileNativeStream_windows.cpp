@@ -27,7 +27,8 @@ struct opening {
 HANDLE open_regular_file(const boost::filesystem::path& path, const opening& how) {
     // A path may lead to somebody else's pipe; its owner must not act in our name.
     constexpr DWORD flags = FILE_ATTRIBUTE_NORMAL | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
-    HANDLE handle = CreateFileW(path.c_str(), how.access, how.sharing, nullptr, how.disposition, flags, nullptr);
+    const auto name = text::to_system_path(path);
+    HANDLE handle = CreateFileW(name.c_str(), how.access, how.sharing, nullptr, how.disposition, flags, nullptr);
     DWORD code = GetLastError();
     if (handle != INVALID_HANDLE_VALUE) {
         if (GetFileType(handle) == FILE_TYPE_DISK) return handle;

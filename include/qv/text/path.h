@@ -14,4 +14,14 @@ boost::filesystem::path to_path(const std::wstring& utf16);
 // The path as text, exactly as it was given.
 std::wstring to_wide(const boost::filesystem::path& path);
 
+// The path in the form to hand to the operating system, and to nothing else: Windows takes a path of MAX_PATH and more
+// everywhere only with a prefix. Everywhere else it is the path as given.
+boost::filesystem::path to_system_path(const boost::filesystem::path& path);
+
+// The rule behind it, for a path written as Windows does: an absolute path that is too long for MAX_PATH gets the
+// prefix
+// "\\?\" or "\\?\UNC\" and is normalised, because behind the prefix the system takes every character literally. Any
+// other path (short, relative, or with a prefix already) comes back as it is.
+std::wstring to_long_path(const std::wstring& path);
+
 }  // namespace qv::text
