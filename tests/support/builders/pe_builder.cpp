@@ -9,7 +9,6 @@ namespace qv::test {
 namespace {
 
 constexpr std::size_t nt_offset = 0x80;
-constexpr std::size_t section_offset = 0x400;
 constexpr std::size_t cor_header_size = 72;
 constexpr std::size_t debug_entry_size = 28;
 
@@ -34,6 +33,11 @@ pe_builder& pe_builder::further_directories(unsigned count) {
     return *this;
 }
 
+pe_builder& pe_builder::further_sections(unsigned count) {
+    further_sections_ = count;
+    return *this;
+}
+
 pe_builder& pe_builder::debug_entry(std::uint32_t type, std::uint16_t minor_version, std::uint32_t stamp, bytes data) {
     entries_.push_back({type, minor_version, stamp, std::move(data)});
     return *this;
@@ -55,13 +59,14 @@ pe_image pe_builder::build() const {
     byte_writer headers;
     headers.text("MZ").zeros(0x3A).u32(nt_offset).zeros(nt_offset - 0x40);
     image.nt_headers = headers.size();
-    headers.u32(0x4550).u16(plus ? 0x8664 : 0x14C).u16(1).zeros(12).u16(optional_size).u16(0x2022);
+    headers.u32(0x4550).u16(plus ? 0x8664 : 0x14C).u16(1 + further_sections_).zeros(12).u16(optional_size).u16(0x2022);
     image.optional_header = headers.size();
     headers.u16(plus ? 0x20B : 0x10B).zeros(plus ? 106 : 90);
     image.directory_count = headers.size();
     headers.u32(16 + further_directories_).zeros(8 * std::size_t{16 + further_directories_});
     image.section_table = headers.size();
-    headers.zeros(40).zeros(section_offset - headers.size());
+    headers.zeros(std::size_t{40} * (1 + further_sections_)).align(0x400);
+    const std::size_t section_offset = headers.size();
 
     byte_writer file = std::move(headers);
     image.cor_header = file.size();

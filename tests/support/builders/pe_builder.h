@@ -1,8 +1,8 @@
 // Builds small managed PE images.
 //
-// The file has the DOS header, the NT headers at 0x80 and one section at 0x400 that holds, in this order, the CLI
-// header, the debug directory, the metadata and the data of the debug entries. Images that break a rule are made by
-// poking the finished bytes: `image` says where everything is.
+// The file has the DOS header, the NT headers at 0x80 and behind the headers, at the next multiple of 0x400, one
+// section that holds, in this order, the CLI header, the debug directory, the metadata and the data of the debug
+// entries. Images that break a rule are made by poking the finished bytes: `image` says where everything is.
 #pragma once
 
 #include <cstdint>
@@ -43,6 +43,9 @@ public:
     // Data directories beyond the 16 standard ones.
     pe_builder& further_directories(unsigned count);
 
+    // Sections without content, after the one that has it all.
+    pe_builder& further_sections(unsigned count);
+
     // Debug directory entries in this order; without any the directory is absent.
     pe_builder& debug_entry(std::uint32_t type, std::uint16_t minor_version, std::uint32_t stamp, bytes data);
     // A CodeView entry that names a portable PDB.
@@ -63,6 +66,7 @@ private:
     pe_kind kind_;
     bytes metadata_;
     unsigned further_directories_ = 0;
+    unsigned further_sections_ = 0;
     std::vector<entry> entries_;
 };
 
