@@ -58,4 +58,6 @@ endfunction()
 if(QV_SANITIZE)
   add_compile_options(-fsanitize=${QV_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${QV_SANITIZE})
+  # These builds are for tests alone: readers count their work (qv/diagnostics/work_counter.h).
+  target_compile_definitions(qv_options INTERFACE QV_COUNT_WORK)
 endif()
