@@ -23,6 +23,7 @@ if(NOT MSVC)
 endif()
 
 if(WIN32)
+  enable_language(RC)
   target_compile_definitions(qv_options INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
   if(MINGW)
     # No DLL of the compiler is needed beside the programs.
@@ -39,10 +40,13 @@ else()
   set(qv_compiler_version "${CMAKE_CXX_COMPILER_ID} ${CMAKE_CXX_COMPILER_VERSION}")
 endif()
 
-# qv_wide_entry_point(TARGET): the program begins in wmain.
-function(qv_wide_entry_point target)
+# qv_windows_program(TARGET): a program of the product. It begins in wmain and carries the manifest.
+function(qv_windows_program target)
   if(MINGW)
     target_link_options(${target} PRIVATE -municode)
+    target_sources(${target} PRIVATE "${PROJECT_SOURCE_DIR}/cmake/program.rc")
+  else()
+    target_sources(${target} PRIVATE "${PROJECT_SOURCE_DIR}/cmake/program.manifest")
   endif()
 endfunction()
 
