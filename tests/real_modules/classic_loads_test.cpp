@@ -8,9 +8,9 @@
 
 #include "pdb_client/library/pipe_connection.h"
 #include "pdb_client/library/session.h"
-#include "tests/real_modules/symbol_binder.h"
 #include "tests/support/pdb_writer/sample_module.h"
 #include "tests/support/server/server_process.h"
+#include "tests/support/server/symbol_binder.h"
 
 namespace qv::testing {
 namespace {
@@ -31,7 +31,7 @@ holdings holdings_of(HANDLE process) {
     return result;
 }
 
-TEST(ClassicLoads, AThousandLeaveNothingBehind) {
+TEST(ClassicLoads, LeaveNothingBehind) {
     if (!has_symbol_binder()) GTEST_SKIP() << "no reader of classic PDB files is registered";
     const sample_module module;
     server_process server;
@@ -44,12 +44,19 @@ TEST(ClassicLoads, AThousandLeaveNothingBehind) {
         EXPECT_EQ(session.get_method_ranges(id.value(), 0x06000001).value().size(), 4u);
         EXPECT_TRUE(session.unload_module(id.value()).ok());
     };
+    // The heap grows by large steps at times of its own, so no amount tells. A leak of a few hundred bytes makes every
+    // round grow; without one some round soon adds nothing.
+    constexpr int rounds = 10, loads = 500;
     for (int i = 0; i < 50; ++i) cycle();
-    const holdings before = holdings_of(server.process());
-    for (int i = 0; i < 1000 && !HasFatalFailure(); ++i) cycle();
-    const holdings after = holdings_of(server.process());
-    EXPECT_EQ(after.handles, before.handles);
-    EXPECT_LT(after.memory, before.memory + (1u << 20));
+    const DWORD handles = holdings_of(server.process()).handles;
+    bool level = false;
+    for (int round = 0; round < rounds && !level && !HasFailure(); ++round) {
+        const SIZE_T before = holdings_of(server.process()).memory;
+        for (int i = 0; i < loads && !HasFailure(); ++i) cycle();
+        level = holdings_of(server.process()).memory <= before;
+    }
+    EXPECT_TRUE(level) << "every round of " << loads << " loads has grown the server";
+    EXPECT_EQ(holdings_of(server.process()).handles, handles);
 
     // An unloaded module's file belongs to the builds again.
     EXPECT_TRUE(boost::filesystem::remove(module.pdb));

@@ -4,9 +4,9 @@
 #include <boost/filesystem/operations.hpp>
 
 #include "tests/real_modules/folder_check.h"
-#include "tests/real_modules/symbol_binder.h"
 #include "tests/support/expected/documents_by_name.h"
 #include "tests/support/pdb_writer/sample_module.h"
+#include "tests/support/server/symbol_binder.h"
 
 namespace qv::testing {
 namespace {

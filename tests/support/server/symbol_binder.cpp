@@ -1,4 +1,4 @@
-#include "tests/real_modules/symbol_binder.h"
+#include "tests/support/server/symbol_binder.h"
 
 #include <objbase.h>
 
