@@ -23,6 +23,13 @@ costly_files with_pdb(const std::string& name, bytes pdb) {
     return {image_of(name).codeview(pdb_guid, stamp, costly_pdb_name(name)).build().data, std::move(pdb)};
 }
 
+// As compilers write it: the CodeView entry says that the PDB is a portable one, the other has it.
+costly_files with_embedded(const std::string& name, const bytes& packed) {
+    return {
+        image_of(name).codeview(pdb_guid, stamp, costly_pdb_name(name)).debug_entry(17, 0x0100, 0, packed).build().data,
+        {}};
+}
+
 // Lets a debug entry have its data anywhere in the file.
 void place_debug_data(pe_image& image, std::size_t entry, std::size_t size, std::size_t offset) {
     const std::size_t at = image.debug_directory + debug_entry_size * entry;
@@ -91,7 +98,7 @@ costly_files long_recorded_path(const std::string& name, std::size_t length) {
 // Bytes of an embedded PDB that is no deflate stream and declares 4 GB.
 costly_files embedded_garbage(const std::string& name, std::size_t size) {
     const bytes packed = byte_writer().text("MPDB").u32(0xFFFFFFFF).append(noise(size)).data();
-    return {image_of(name).debug_entry(17, 0x0100, 0, packed).build().data, {}};
+    return with_embedded(name, packed);
 }
 
 // MiB of an embedded PDB that begins as one and goes on with nothing.
@@ -106,7 +113,7 @@ costly_files embedded_void(const std::string& name, std::size_t mebibytes) {
         filter.write(sink, part.data(), static_cast<std::streamsize>(part.size()));
     filter.close(sink, BOOST_IOS::out);
     const bytes data = byte_writer().text("MPDB").u32(mebibytes << 20).text(packed).data();
-    return {image_of(name).debug_entry(17, 0x0100, 0, data).build().data, {}};
+    return with_embedded(name, data);
 }
 
 // Parts of the name of document 1, each the same blob of 1 MB.
