@@ -9,7 +9,10 @@
 #include "core/src/stream/MemoryStream.h"
 #include "diagnostics/exception_test_support.h"
 #include "pdb_server/src/module_commands.h"
+#include "tests/support/builders/pe_builder.h"
+#include "tests/support/builders/portable_pdb_builder.h"
 #include "tests/support/conversations/conversations.h"
+#include "tests/support/files/test_files.h"
 #include "tests/support/streams/duplex_pipe.h"
 
 namespace qv::profiler::pdb_server {
@@ -129,6 +132,22 @@ TEST_F(Conversation, AnswersEveryCommand) {
     for (const auto& step : every_command()) exchange(step.request, step.answer);
     send(packet(0xFF, {11}));
     EXPECT_EQ(end_of_server(packet(0xFF, {11, 0})), "");
+}
+
+TEST_F(Conversation, DocumentNameThatCannotBeSentIsAnswered) {
+    constexpr GUID id = {1, 2, 3, {4}};
+    test::portable_pdb_builder pdb(id, 5);
+    pdb.document("/src/\xED\xA0\x80.cs");
+    test::pe_builder builder;
+    builder.metadata(test::image_metadata(id).build()).codeview(id, 5, "a.pdb").embedded(pdb.build());
+    const auto file = builder.build().data;
+    const temporary_directory folder;
+    const auto image = folder.write("a.dll", std::string(file.begin(), file.end()));
+    exchange(handshake(), handshake_answer());
+    exchange(load_request(1, image, id), packet(0x30, {1, 0, 1}));
+    exchange(packet(0x45, {2, 1, 1}), error_answer(0x45, 2, "bad conversion"));
+    exchange(packet(0x44, {3, 1}), packet(0x44, {3, 0, 0}));
+    EXPECT_EQ(end(), client_closed);
 }
 
 TEST(MethodRanges, OfDifferentSizesAreNotWritten) {

@@ -5,6 +5,7 @@
 
 #include "pdb_server/src/receive_send_command.h"
 #include "qv/text/path.h"
+#include "qv/text/utf.h"
 
 namespace qv::profiler::pdb_server {
 namespace {
@@ -31,7 +32,7 @@ struct document_argument {
 };
 
 struct document_result {
-    std::wstring url;
+    std::string url;  // in UTF-8, as it is sent
     GUID checksum_algorithm{};
     std::vector<unsigned char> checksum;
 };
@@ -129,10 +130,14 @@ void cmd_get_document(const bytes& payload, packet_writer* writer, pdb_processor
             argument.did = stream->ReadPacked32();
         },
         [&](const document_argument& argument, document_result& result) {
-            processor.get_document(argument.mid, argument.did, result.url, result.checksum_algorithm, result.checksum);
+            std::wstring url;
+            processor.get_document(argument.mid, argument.did, url, result.checksum_algorithm, result.checksum);
+            // A URL that has no UTF-8 form is a failure of the query: there is nothing else wrong with the
+            // conversation.
+            result.url = text::to_utf8(url);
         },
         [](const document_result& result, IWriteCoreStream* stream) {
-            stream->WriteString(result.url);
+            stream->WriteText(result.url);
             // The algorithm says nothing without a checksum, so it travels only together with one.
             stream->WritePacked(result.checksum.size());
             if (result.checksum.empty()) return;

@@ -9,6 +9,8 @@
 #include "core/src/stream/FileNativeStream.h"
 #include "pdb_server/src/ppdb/metadata_container.h"
 #include "pdb_server/src/ppdb/ppdb_module_data.h"
+#include "qv/diagnostics/exception.h"
+#include "qv/diagnostics/work_counter.h"
 #include "qv/portable_executable/metadata_pdb_unpacker.h"
 #include "qv/text/path.h"
 #include "qv/text/utf.h"
@@ -20,6 +22,13 @@ using portable_executable::image_debug_entry;
 
 constexpr std::uint32_t rsds_signature = 0x53445352;  // "RSDS"
 constexpr std::size_t codeview_header_size = 24;
+
+// No system opens a file by a longer path (Windows has the longest ones), so that it names no file.
+constexpr std::size_t longest_path = 32'767;
+
+// An image names one portable PDB, and perhaps those of what it was made from; for each of them all places are
+// searched.
+constexpr unsigned most_records = 16;
 
 // What a CodeView entry says about the PDB of its image.
 struct codeview_record {
@@ -62,6 +71,7 @@ std::optional<std::vector<unsigned char>> read_metadata_file(const boost::filesy
     file.Seek(SeekOrigin::Begin, 0);
     std::vector<unsigned char> bytes;
     bytes.reserve(static_cast<std::size_t>(size));
+    count_work(size);
     read_block(file, size, bytes);
     return bytes;
 }
@@ -91,10 +101,17 @@ std::shared_ptr<module_data> try_load_module(const GUID& mvid, const portable_ex
     }
 
     std::shared_ptr<module_data> found;
+    unsigned records = 0;
     for (const auto& entry : image.debug_entries) {
         const auto record = read_codeview(entry);
         // A portable PDB always has the age 1; no file can satisfy a record with another one.
-        if (!record || record->age != 1) continue;
+        if (!record || record->age != 1 || record->path.size() > longest_path) continue;
+        if (++records > most_records)
+            throw_error("Too many portable PDB records",
+                        "class std::shared_ptr<struct qv::profiler::pdb_server::module_data> __cdecl "
+                        "qv::profiler::pdb_server::try_load_module(const struct _GUID &,const struct "
+                        "qv::portable_executable::image_data &,const qv::profiler::pdb_server::candidate_source &)",
+                        "pdb_server/src/pdb_processor_ppdb", __LINE__);
         candidates(record->path, record->guid, [&](const boost::filesystem::path& candidate) {
             found = try_load(mvid, *record, candidate);
             return found != nullptr;

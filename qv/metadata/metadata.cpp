@@ -1,7 +1,9 @@
 #include "qv/metadata/metadata.h"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "qv/diagnostics/exception.h"
 
@@ -75,6 +77,39 @@ md_region make_block(std::uint64_t size, const unsigned char* data) {
     return {data, static_cast<std::uint32_t>(size)};
 }
 
+// Reads the names of the stream headers. A name ends at its first zero byte, but it is walked in characters up to one
+// that is zero, and a zero byte inside a character leads the walk far beyond the name, through all headers that follow.
+// Where one walk has been, another need not go: it would come to the same end.
+class stream_names {
+public:
+    explicit stream_names(const md_region& block) noexcept : block_(block) {}
+
+    // Throws what md_region::read_string_utf8 throws.
+    std::string_view read(std::uint32_t position) {
+        const auto* const name = reinterpret_cast<const char*>(block_.data()) + position;
+        bool beyond = false;
+        while (!beyond || enter(position)) {
+            const unsigned char* next = nullptr;
+            const unsigned char* const character = block_.read_char_utf8(position, &next);
+            if (*character == 0) break;
+            beyond = beyond || std::find(character, next, 0) != next;
+        }
+        return name;
+    }
+
+private:
+    // False when a walk beyond its name has been here before.
+    bool enter(std::uint32_t position) {
+        if (walked_.empty()) walked_.resize(std::size_t{block_.size()} + 1);
+        if (walked_[position]) return false;
+        walked_[position] = true;
+        return true;
+    }
+
+    const md_region& block_;
+    std::vector<bool> walked_;
+};
+
 void read_row_counts(const md_region& stream, std::uint32_t& position, std::uint64_t mask, table_row_counts& counts) {
     for (unsigned i = 0; i < max_tables; ++i)
         if ((mask >> i & 1) != 0) counts[i] = stream.read_value<unsigned int>(position);
@@ -117,10 +152,10 @@ metadata_parser::streams metadata_parser::find_streams(const md_region& block) {
     const auto header = block.read_value<STORAGEHEADER>(position);
 
     streams found;
+    stream_names names(block);
     for (unsigned i = 0; i < header.streams; ++i) {
         const auto stream = block.read_value<STORAGESTREAM>(position);
-        const std::uint32_t name_position = position;
-        const std::string_view name = block.read_string_utf8(position);
+        const std::string_view name = names.read(position);
         const auto region = [&] { return block.create_child(stream.offset, stream.size); };
         if (name == "#~" || name == "#-")
             found.tables = region();
@@ -132,7 +167,7 @@ metadata_parser::streams metadata_parser::find_streams(const md_region& block) {
             heaps_[blob_heap - 1] = region();
         else if (name == "#Pdb")
             found.pdb = region();
-        position = to_position(name_position + round_up_to_4(name.size() + std::uint64_t{1}));
+        position = to_position(position + round_up_to_4(name.size() + std::uint64_t{1}));
     }
     return found;
 }

@@ -111,6 +111,23 @@ TEST(MetadataRoot, NameThatIsNoUtf8IsRejected) {
     EXPECT_EQ(parse_failure(root({{"\xFE", 0, 0}})), "Invalid UTF8 master symbol");
 }
 
+// Headers of 12 bytes: offset, size and a name of four bytes, in which a zero byte may be part of a character.
+TEST(MetadataRoot, NameIsWalkedToAZeroCharacterAndEndsAtItsZeroByte) {
+    const auto failure = [](std::initializer_list<std::string_view> headers, unsigned char tail) {
+        byte_writer out;
+        out.text("BSJB").u16(1).u16(1).u32(0).u32(4).text("v").zeros(3).u16(0).u16(headers.size());
+        for (const auto header : headers) out.text(header);
+        return parse_failure(out.append(bytes(64, tail)).data());
+    };
+    using namespace std::string_view_literals;
+    constexpr auto hiding = "ABCDEFGHx\xC2\0y"sv;
+    EXPECT_EQ(failure({hiding, hiding, "ABCDEFGHab\0\0"sv}, 'z'), "No #~ stream");
+    EXPECT_EQ(failure({hiding, hiding, "ABCDEFGH#~\0\0"sv}, 'z'), "Out of arent region");
+    EXPECT_EQ(failure({hiding, hiding}, 'z'), "End of region");
+    // The first walk steps over the byte at which the second one fails.
+    EXPECT_EQ(failure({hiding, "ABCDEFG\xE0x\xC2\0\x80"sv}, 0), "Unexpected UTF8 slave symbol at master position");
+}
+
 TEST(MetadataTables, RowCountsMustBeThere) {
     bytes stream = metadata_builder().add_rows(0x00, 1).table_stream();
     stream.resize(27);

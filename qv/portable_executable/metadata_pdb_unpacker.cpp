@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "qv/diagnostics/exception.h"
+#include "qv/diagnostics/work_counter.h"
 
 namespace qv::portable_executable {
 namespace {
@@ -15,8 +16,14 @@ constexpr std::uint32_t packed_signature = 0x4244504D;  // "MPDB"
 
 constexpr const char* other_size = "Uncompressed buffer isn't the same as declared";
 
-// Deflate cannot expand further: the longest match, 258 bytes, takes two bits at least.
-constexpr std::uint64_t deflate_limit = 1032;
+// Compilers' portable PDBs shrink to a third or half when packed; room for four times the packed bytes takes them
+// without being moved, and costs nothing that the image does not have.
+constexpr std::uint64_t usual_expansion = 4;
+
+// Deflate can pack a thousand bytes into one. No PDB has so little to say: beyond this expansion, and beyond a size
+// that is no burden, it is refused.
+constexpr std::uint64_t most_expansion = 64;
+constexpr std::uint64_t no_burden = 16u << 20;
 
 [[noreturn]] void fail(const char* message, unsigned line) {
     throw_error(message,
@@ -25,18 +32,27 @@ constexpr std::uint64_t deflate_limit = 1032;
                 "sharedCommon/Native/Shared/include/qv/portable_executable/metadata_pdb_unpacker", line);
 }
 
-// Receives the inflated bytes, and no more of them than were declared.
+// Receives the inflated bytes, and no more of them than were declared. Memory follows what has really come.
 struct bounded_sink {
     using char_type = char;
     using category = boost::iostreams::sink_tag;
 
     std::vector<unsigned char>& result;
     std::uint64_t declared;
+    std::uint64_t limit;
 
     std::streamsize write(const char* bytes, std::streamsize count) {
-        if (static_cast<std::uint64_t>(count) > declared - result.size()) fail(other_size, __LINE__);
+        const std::uint64_t size = result.size() + static_cast<std::uint64_t>(count);
+        if (size > declared) fail(other_size, __LINE__);
+        if (size > limit) fail("Too large uncompressed portable PDB", __LINE__);
+        if (size > result.capacity()) reserve(std::max<std::uint64_t>(size, 2 * std::uint64_t{result.capacity()}));
+        count_work(static_cast<std::uint64_t>(count));
         result.insert(result.end(), bytes, bytes + count);
         return count;
+    }
+
+    void reserve(std::uint64_t size) const {
+        result.reserve(static_cast<std::size_t>(std::min({size, declared, limit})));
     }
 };
 
@@ -59,10 +75,9 @@ std::vector<unsigned char> unpack_metadata_pdb(const unsigned char* data, std::u
 
     const std::uint64_t packed_size = size - header_size;
     std::vector<unsigned char> result;
-    result.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(declared, packed_size * deflate_limit)));
-
     // The filter is driven directly: a stream around it would turn the errors into state bits.
-    bounded_sink sink{result, declared};
+    bounded_sink sink{result, declared, std::max(no_burden, packed_size * most_expansion)};
+    sink.reserve(packed_size * usual_expansion);
     boost::iostreams::zlib_decompressor filter(raw_deflate(), 4096);
     filter.write(sink, reinterpret_cast<const char*>(data + header_size), static_cast<std::streamsize>(packed_size));
     filter.close(sink, BOOST_IOS::out);

@@ -38,6 +38,18 @@ TEST(UnpackMetadataPdb, RestoresWhatWasPacked) {
         EXPECT_EQ(unpack(test::pack_portable_pdb(data)), data);
 }
 
+TEST(UnpackMetadataPdb, ExpansionBeyondAllReasonIsRefused) {
+    constexpr std::size_t no_burden = 16u << 20;
+    const auto unpacked = [](std::size_t noise_size, std::size_t size) {
+        bytes data = noise(noise_size);
+        data.resize(size);
+        return failure_of([&] { unpack(test::pack_portable_pdb(data)); });
+    };
+    EXPECT_EQ(unpacked(0, no_burden), "(no failure)");
+    EXPECT_EQ(unpacked(0, no_burden + 1), "Too large uncompressed portable PDB");
+    EXPECT_EQ(unpacked(no_burden / 64, no_burden + 1), "(no failure)");
+}
+
 TEST(UnpackMetadataPdb, NothingIsUnpackedToNothing) {
     EXPECT_EQ(unpack(pack(0, test::deflate({}))), bytes{});
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include "qv/diagnostics/exception.h"
@@ -27,7 +28,7 @@ template <class Stream, class Item>
 void read_items(Stream& stream, std::uint64_t count, std::vector<Item>& items) {
     constexpr std::uint64_t step = (1u << 20) / sizeof(Item);
     items.clear();
-    if (count <= stream.remaining() / sizeof(Item)) items.reserve(static_cast<std::size_t>(count));
+    if (count > step && count <= stream.remaining() / sizeof(Item)) items.reserve(static_cast<std::size_t>(count));
     while (items.size() < count) {
         const std::size_t done = items.size();
         const std::uint64_t part = std::min(step, count - done);
@@ -41,6 +42,7 @@ std::uint64_t to_file_offset(const image_sections& sections, const IMAGE_DATA_DI
     const std::uint64_t begin = directory.VirtualAddress;
     const std::uint64_t end = begin + directory.Size;
     for (const auto& section : sections) {
+        count_work(1);
         const std::uint64_t section_begin = section.VirtualAddress;
         if (section_begin <= begin && end <= section_begin + section.VirtualSize)
             return section.PointerToRawData + (begin - section_begin);
@@ -52,18 +54,33 @@ bool is_absent(const IMAGE_DATA_DIRECTORY& directory) {
     return directory.VirtualAddress == 0 || directory.Size == 0;
 }
 
-// The virtual size bounds the raw data here, as it always did; compilers write it no smaller than what they store.
-bool holds_raw_data(const IMAGE_SECTION_HEADER& section, const IMAGE_DEBUG_DIRECTORY& directory) {
-    const std::uint64_t begin = directory.PointerToRawData;
-    const std::uint64_t section_begin = section.PointerToRawData;
-    return section_begin <= begin && begin + directory.SizeOfData <= section_begin + section.VirtualSize;
-}
-
 bool leads_to_symbols(std::uint32_t debug_type) {
     return debug_type == debug_type_codeview || debug_type == debug_type_embedded_portable_pdb;
 }
 
 }  // namespace
+
+// The virtual size bounds the raw data here, as it always did; compilers write it no smaller than what they store.
+section_ranges::section_ranges(const image_sections& sections) {
+    ranges_.reserve(sections.size());
+    for (const auto& section : sections)
+        ranges_.push_back({section.PointerToRawData, std::uint64_t{section.PointerToRawData} + section.VirtualSize});
+    std::sort(ranges_.begin(), ranges_.end(), [](const range& left, const range& right) {
+        count_work(1);
+        return left.begin < right.begin;
+    });
+    std::uint64_t furthest = 0;
+    for (range& item : ranges_) item.furthest_end = furthest = std::max(furthest, item.furthest_end);
+}
+
+bool section_ranges::hold(std::uint64_t offset, std::uint64_t size) const noexcept {
+    const auto behind =
+        std::upper_bound(ranges_.begin(), ranges_.end(), offset, [](std::uint64_t value, const range& item) {
+            count_work(1);
+            return value < item.begin;
+        });
+    return behind != ranges_.begin() && offset + size <= std::prev(behind)->furthest_end;
+}
 
 void core_stream_adapter::seek(std::int64_t position) {
     stream_.Seek(SeekOrigin::Begin, static_cast<std::int64_t>(base_) + position);
@@ -181,7 +198,7 @@ void read_image_com_data_directory(Stream& stream, const image_sections& section
 // Data of different entries may overlap in a hostile image, so that a small file would yield data without end. The
 // allowance, the size of the file, is more than entries that lie side by side can ever need.
 template <class Stream>
-bool read_image_debug_directory(Stream& stream, const image_sections& sections, const IMAGE_DEBUG_DIRECTORY& directory,
+bool read_image_debug_directory(Stream& stream, const section_ranges& sections, const IMAGE_DEBUG_DIRECTORY& directory,
                                 std::uint64_t& data_allowance, image_debug_entry& entry) {
     static constexpr const char* function =
         "bool __cdecl qv::portable_executable::read_image_debug_directory<" QV_STREAM ">(" QV_STREAM " &," QV_SECTIONS
@@ -193,9 +210,7 @@ bool read_image_debug_directory(Stream& stream, const image_sections& sections, 
     if (directory.SizeOfData == 0) return true;
     if (directory.PointerToRawData == 0)
         throw_error("RAW data pointer in image debug directory should be declared", function, source, __LINE__);
-    if (std::none_of(sections.begin(), sections.end(),
-                     [&](const IMAGE_SECTION_HEADER& section) { return holds_raw_data(section, directory); }))
-        return true;
+    if (!sections.hold(directory.PointerToRawData, directory.SizeOfData)) return true;
     stream.seek(directory.PointerToRawData);
     read_items(stream, directory.SizeOfData, entry.data);
     if (directory.SizeOfData > data_allowance) throw_error("Too large debug data", function, source, __LINE__);
@@ -221,9 +236,10 @@ void read_image_debug_data_directory(Stream& stream, const image_sections& secti
     stream.seek(static_cast<std::int64_t>(offset));
     std::vector<IMAGE_DEBUG_DIRECTORY> directories;
     read_items(stream, directory.Size / sizeof(IMAGE_DEBUG_DIRECTORY), directories);
+    const section_ranges ranges(sections);
     for (const auto& item : directories) {
         image_debug_entry entry;
-        if (read_image_debug_directory(stream, sections, item, data_allowance, entry))
+        if (read_image_debug_directory(stream, ranges, item, data_allowance, entry))
             entries.push_back(std::move(entry));
     }
 }
@@ -251,7 +267,7 @@ template void read_image_com_data_directory(core_stream_adapter&, const image_se
                                             std::vector<unsigned char>&);
 template void read_image_debug_data_directory(core_stream_adapter&, const image_sections&, const IMAGE_DATA_DIRECTORY&,
                                               std::vector<image_debug_entry>&);
-template bool read_image_debug_directory(core_stream_adapter&, const image_sections&, const IMAGE_DEBUG_DIRECTORY&,
+template bool read_image_debug_directory(core_stream_adapter&, const section_ranges&, const IMAGE_DEBUG_DIRECTORY&,
                                          std::uint64_t&, image_debug_entry&);
 template void read_image_data(core_stream_adapter&, image_data&);
 

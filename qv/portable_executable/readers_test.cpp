@@ -113,6 +113,18 @@ TEST(ReadImageData, EntryWhoseDataLiesInNoSectionIsKeptEmpty) {
     EXPECT_THAT(image.debug_entries[0].data, IsEmpty());
 }
 
+TEST(SectionRanges, OneSectionMustHoldAll) {
+    image_sections sections;
+    for (const auto& [begin, size] : {std::pair{100u, 50u}, {50u, 20u}, {60u, 30u}, {40u, 100u}, {0xFFFFFFF0u, 0x20u}})
+        sections.push_back({{}, size, 0, 0, begin, 0, 0, 0, 0, 0});
+    const section_ranges ranges(sections);
+    for (const auto& [begin, size] : {std::pair{40u, 100u}, {139u, 1u}, {100u, 50u}, {0xFFFFFFFFu, 0x11u}})
+        EXPECT_TRUE(ranges.hold(begin, size)) << begin;
+    for (const auto& [begin, size] : {std::pair{39u, 1u}, {40u, 101u}, {99u, 50u}, {100u, 51u}, {0xFFFFFFFFu, 0x12u}})
+        EXPECT_FALSE(ranges.hold(begin, size)) << begin;
+    EXPECT_FALSE(section_ranges({}).hold(0, 1));
+}
+
 struct broken_image {
     const char* name;
     std::function<void(pe_image&)> damage;

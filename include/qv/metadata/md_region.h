@@ -11,6 +11,7 @@
 #include <type_traits>
 
 #include "quorvex/common/guid.h"
+#include "qv/diagnostics/work_counter.h"
 
 namespace qv::metadata::detail_metadata {
 
@@ -67,6 +68,7 @@ public:
 private:
     // The bounds gate: every byte that is read comes through here.
     const unsigned char* take(std::uint32_t& position, std::uint32_t count, const char* function) const {
+        count_work(1);
         if (position > size_ || count > size_ - position) end_of_region(function);
         const unsigned char* const bytes = data_ + position;
         position += count;

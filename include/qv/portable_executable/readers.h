@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "core/src/stream/CoreStreams.h"
+#include "qv/diagnostics/work_counter.h"
 #include "qv/portable_executable/parser.h"
 
 namespace qv::portable_executable {
@@ -40,13 +41,32 @@ struct image_data {
 
 using image_sections = std::vector<IMAGE_SECTION_HEADER>;
 
+// The parts of the file that sections hold, made to be asked often.
+class section_ranges {
+public:
+    explicit section_ranges(const image_sections& sections);
+
+    // Whether one section holds the `size` bytes at this file offset. Takes as long as a binary search.
+    bool hold(std::uint64_t offset, std::uint64_t size) const noexcept;
+
+private:
+    struct range {
+        std::uint64_t begin;
+        std::uint64_t furthest_end;  // of this range and all that begin before it
+    };
+    std::vector<range> ranges_;  // by begin
+};
+
 // Presents a core stream to the readers. The image begins where the stream stands when the adapter is made. The stream
 // is not owned.
 class core_stream_adapter {
 public:
     explicit core_stream_adapter(IReadSeekCoreStream& stream) : stream_(stream), base_(stream.GetPosition()) {}
 
-    void read(void* destination, std::uint64_t size) { stream_.Read(destination, size); }
+    void read(void* destination, std::uint64_t size) {
+        count_work(size);
+        stream_.Read(destination, size);
+    }
     void seek(std::int64_t position);
     std::uint64_t remaining();
 
@@ -85,7 +105,7 @@ void read_image_debug_data_directory(Stream& stream, const image_sections& secti
 // stream anywhere. `data_allowance` is how many data bytes the entries of the image may still have, see the
 // definition. Throws "RAW data pointer in image debug directory should be declared", "Too large debug data".
 template <class Stream>
-bool read_image_debug_directory(Stream& stream, const image_sections& sections, const IMAGE_DEBUG_DIRECTORY& directory,
+bool read_image_debug_directory(Stream& stream, const section_ranges& sections, const IMAGE_DEBUG_DIRECTORY& directory,
                                 std::uint64_t& data_allowance, image_debug_entry& entry);
 
 // All of the above in order. After a failure `image` is filled as far as the reading got.

@@ -1,5 +1,6 @@
 #include "pdb_server/src/ppdb/document_name.h"
 
+#include <algorithm>
 #include <codecvt>
 #include <locale>
 #include <stdexcept>
@@ -15,15 +16,29 @@ using metadata::detail_metadata::md_region;
 using metadata::detail_metadata::md_stream;
 using metadata::detail_metadata::metadata_parser;
 
+[[noreturn]] void fail_conversion() {
+    throw std::range_error("bad conversion");
+}
+
+// UTF-16 surrogates that were encoded one by one are no UTF-8 (RFC 3629, 3), and the name could not be encoded again.
+// In text that is otherwise well-formed the byte ED begins U+D000 to U+DFFF, the upper half of which are surrogates.
+bool has_surrogate(std::string_view utf8) {
+    return std::adjacent_find(utf8.begin(), utf8.end(), [](char first, char second) {
+               return first == '\xED' && static_cast<unsigned char>(second) >= 0xA0;
+           }) != utf8.end();
+}
+
 // The standard converter is deprecated without a successor; this is the only file that may use it (see the build).
 std::wstring convert(std::string_view utf8) {
     try {
+        // Some libraries let surrogates through.
+        if (has_surrogate(utf8)) fail_conversion();
         // Yields UTF-16 code units whatever the width of wchar_t.
         std::wstring_convert<std::codecvt_utf8_utf16<wchar_t>> converter;
         return converter.from_bytes(utf8.data(), utf8.data() + utf8.size());
     } catch (const std::range_error&) {
         // Libraries word this differently; clients know one wording.
-        throw std::range_error("bad conversion");
+        fail_conversion();
     }
 }
 

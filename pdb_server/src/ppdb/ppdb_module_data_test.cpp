@@ -193,10 +193,12 @@ std::string name_of(const bytes& name_blob) {
     builder.metadata().raw_blob({0, 0, 0, 0});
     builder.metadata().blob("src");
     builder.metadata().blob("a.cs");
-    builder.metadata().blob("\xC3\x28");  // at 14: no continuation byte
-    builder.metadata().blob("\xE2\x82");  // at 17: ends inside a character
-    builder.metadata().blob("\x80");      // at 20
-    builder.metadata().raw_blob({0x7F});  // at 22: leaves the heap
+    builder.metadata().blob("\xC3\x28");                  // at 14: no continuation byte
+    builder.metadata().blob("\xE2\x82");                  // at 17: ends inside a character
+    builder.metadata().blob("\x80");                      // at 20
+    builder.metadata().raw_blob({0x7F});                  // at 22: leaves the heap
+    builder.metadata().blob("\xED\xA0\x80\xED\xB0\x80");  // at 23: surrogates encoded one by one
+    builder.metadata().blob("\xED\x9F\xBF\xEE\x80\x80");  // at 30: the characters beside them
     builder.document_with_name(name_blob);
     return document_of(*load(builder), 1).name;
 }
@@ -211,6 +213,7 @@ TEST(DocumentNames, PartsAreJoinedByTheSeparator) {
               "a.cs");
     EXPECT_EQ(name_of({'/', 0x80, 5, 0xC0, 0, 0, 9}), "src/a.cs");
     EXPECT_EQ(name_of({'/'}), "");
+    EXPECT_EQ(name_of({'/', 30}), "\xED\x9F\xBF\xEE\x80\x80");
 }
 
 TEST(DocumentNames, Failures) {
@@ -225,6 +228,8 @@ TEST(DocumentNames, Failures) {
         {{0xC3, 0x28, 5}, "bad conversion"},
         {{'/', 0x80}, "End of region"},
         {{'/', 14}, "bad conversion"},
+        {{'/', 23}, "bad conversion"},
+        {{0xED, 0xBF, 0xBF}, "bad conversion"},
         {{'/', 17}, "End of region"},
         {{'/', 20}, "Unexpected UTF8 slave symbol at master position"},
         {{'/', 22}, "Out of arent region"},

@@ -1,0 +1,92 @@
+// What images and portable PDBs cost that are small and made to cost much: reading the image, loading its symbols and
+// asking for them.
+#include <gmock/gmock.h>
+
+#include <boost/filesystem/operations.hpp>
+
+#include "pdb_server/src/pdb_processor_ppdb.h"
+#include "qv/diagnostics/work_counter.h"
+#include "qv/metadata/module_identity.h"
+#include "qv/portable_executable/image_file.h"
+#include "tests/support/builders/failure.h"
+#include "tests/support/costly_files/costly_files.h"
+#include "tests/support/costly_files/largest_allocation.h"
+#include "tests/support/files/test_files.h"
+
+namespace qv::profiler::pdb_server {
+namespace {
+
+struct cost {
+    std::string outcome;
+    std::uint64_t work;
+    std::size_t memory;  // in one piece
+    std::size_t size;    // of the files
+};
+
+// The symbols of the image, with the PDB beside it as the only place where one is looked for.
+std::string load(const boost::filesystem::path& path) {
+    const auto image = portable_executable::read_image_file(path);
+    const GUID mvid = metadata::read_module_identity(image.metadata).mvid;
+    const auto module = try_load_module(mvid, image, [&](const auto& recorded, const auto&, const auto& visit) {
+        count_work(recorded.size());
+        visit(boost::filesystem::path(path).replace_extension("pdb"));
+    });
+    if (!module) return "no symbols";
+    std::wstring url;
+    GUID algorithm;
+    std::vector<std::uint8_t> checksum;
+    module->get_document(1, url, algorithm, checksum);
+    return "document";
+}
+
+cost cost_of(const test::costly_shape& shape, std::size_t size) {
+    const auto files = shape.make_files(size);
+    const testing::temporary_directory folder;
+    const auto text = [](const test::bytes& content) { return std::string(content.begin(), content.end()); };
+    const auto image = folder.write(shape.name + ".dll", text(files.image));
+    if (!files.pdb.empty()) folder.write(test::costly_pdb_name(shape.name), text(files.pdb));
+
+    test::largest_allocation = 0;
+    [[maybe_unused]] const std::uint64_t before = work_done;
+    std::string outcome = "";
+    const std::string failure = test::failure_of([&] { outcome = load(image); });
+    return {outcome.empty() ? failure : outcome, work_done - before, test::largest_allocation,
+            files.image.size() + files.pdb.size()};
+}
+
+struct expectation {
+    const char* shape;
+    std::size_t size;
+    const char* outcome;
+};
+
+class CostlyFiles : public ::testing::TestWithParam<expectation> {};
+
+TEST_P(CostlyFiles, CostNoMoreThanTheyAreWorth) {
+    for (const auto& shape : test::portable_costly_shapes()) {
+        if (shape.name != GetParam().shape) continue;
+        const cost once = cost_of(shape, GetParam().size);
+        const cost twice = cost_of(shape, GetParam().size * 2);
+        EXPECT_THAT(once.outcome, ::testing::StartsWith(GetParam().outcome));
+        EXPECT_EQ(twice.outcome, once.outcome);
+        EXPECT_LE(twice.memory, 8 * twice.size + (16u << 20));
+        EXPECT_LE(twice.work, once.work * 9 / 4) << once.work;
+        EXPECT_EQ(once.work != 0, work_is_counted);
+        return;
+    }
+    FAIL() << "no such shape";
+}
+
+INSTANTIATE_TEST_SUITE_P(Shapes, CostlyFiles,
+                         ::testing::Values(expectation{"HiddenStreamNames", 1000, "document"},
+                                           expectation{"EntriesInNoSection", 2000, "no symbols"},
+                                           expectation{"EntriesOnOneData", 100, "Too large debug data"},
+                                           expectation{"EntriesOnOnePdb", 100, "Too many portable PDB records"},
+                                           expectation{"LongRecordedPath", 40'000, "no symbols"},
+                                           expectation{"EmbeddedGarbage", 100'000, "zlib error"},
+                                           expectation{"EmbeddedVoid", 20, "Too large uncompressed portable PDB"},
+                                           expectation{"DocumentOfLongParts", 1000, "Too long document name"}),
+                         [](const auto& item) { return std::string(item.param.shape); });
+
+}  // namespace
+}  // namespace qv::profiler::pdb_server
