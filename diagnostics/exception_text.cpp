@@ -2,6 +2,7 @@
 #include <array>
 #include <boost/system/system_error.hpp>
 #include <cstdio>
+#include <ios>
 #include <new>
 #include <system_error>
 #include <type_traits>
@@ -115,6 +116,10 @@ exception_description describe_current_exception(const char* unknown) {
         return {"Out of memory", std::nullopt};
     } catch (const exception& error) {
         return {one_line_text(error), std::nullopt};
+    } catch (const std::ios_base::failure& error) {
+        // By type a system error too, but its code says "stream" whatever happened: the message is what a library, such
+        // as that of compressed streams, has to say.
+        return {message_of(error), std::nullopt};
     } catch (const std::system_error& error) {
         return describe_code(error.code(), error.code().category() == std::system_category());
     } catch (const boost::system::system_error& error) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <boost/system/system_error.hpp>
+#include <ios>
 #include <new>
 #include <stdexcept>
 #include <system_error>
@@ -108,6 +109,16 @@ TEST(DescribeCurrentException, SystemCodesGiveCategoryAndSystemMessage) {
     const auto boost_error = described([] { throw boost::system::system_error(5, boost::system::system_category()); });
     EXPECT_EQ(boost_error.text, "system");
     EXPECT_EQ(boost_error.continuation, "Access is denied");
+}
+
+// By type these are system errors too, but only the message says what happened.
+TEST(DescribeCurrentException, StreamFailuresGiveTheirMessage) {
+    for (const auto& code : {std::error_code(std::io_errc::stream), std::error_code(2, std::system_category())}) {
+        const std::ios_base::failure failure("inflating", code);
+        const auto description = described([&] { throw failure; });
+        EXPECT_EQ(description.text, failure.what());
+        EXPECT_FALSE(description.continuation);
+    }
 }
 
 // A value of another category is no code of the system, however alike the number.

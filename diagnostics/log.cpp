@@ -26,7 +26,7 @@ void write_identifier(const char* context, std::uint64_t id, const char* result)
     });
 }
 
-void write_exception(const char* level) {
+void write_exception(const char* level, const char* context) {
     auto& log = Logger::instance();
     if (!log.enabled()) return;
     // Asking the system for texts takes its time: not under the log's lock.
@@ -38,6 +38,7 @@ void write_exception(const char* level) {
     }
     log.record([&](TextStream& out) {
         out.text(level).text(description.value().text.c_str());
+        if (context != nullptr) out.key(key::context).text(context);
         if (description->continuation) out.new_line().quoted(*description->continuation);
     });
 }
@@ -49,10 +50,21 @@ struct Logger::implementation {
     FileNativeStream file;
     record_buffer buffer{file};
     TextStream out{buffer};
+    unsigned long long lost = 0;  // records that the file did not take since the last one that it took
 
-    // Needs the lock.
+    // Needs the lock. A record that the file does not take is lost, and so are those after it until the file takes the
+    // one that says how many.
     template <class Body>
     void write(Body&& body) noexcept {
+        const auto say_what_was_lost = [this](TextStream& line) {
+            line.text("WARNING: Log records were lost").key(key::count).Dec(lost);
+        };
+        if (lost != 0 && write_one(say_what_was_lost)) lost = 0;
+        if (lost != 0 || !write_one(body)) ++lost;
+    }
+
+    template <class Body>
+    bool write_one(Body&& body) noexcept {
         try {
             out.Hex(static_cast<unsigned long>(quorvex::common::os::current_thread_id())).character(' ');
             body(out);
@@ -60,7 +72,7 @@ struct Logger::implementation {
             out.text("[Exception was thrown during logging]");
         }
         out.end_line();
-        buffer.end_record();
+        return buffer.end_record();
     }
 
     // A disk that does not take the records is no reason to stop.
@@ -97,6 +109,8 @@ void Logger::open(const boost::filesystem::path& path) {
     core_bridge_ = false;
     pdb_gt_ = false;
     log.file.Create(path);
+    log.buffer.start();
+    log.lost = 0;
     log.write([&](TextStream& out) {
         out.text("Initialized");
         out.new_line().key("LogFile").quoted(path.native());
@@ -109,9 +123,12 @@ void Logger::open(const boost::filesystem::path& path) {
 
 void Logger::set_components(std::uint16_t mask) {
     const auto has = [mask](component which) { return (mask >> static_cast<int>(which) & 1) != 0; };
-    record([&](TextStream& out) {
-        if (has(component::CoreBridge)) core_bridge_ = true;
-        if (has(component::PdbGt)) pdb_gt_ = true;
+    auto& log = *implementation_;
+    const std::lock_guard<spin_lock> lock(log.lock);
+    if (!enabled()) return;
+    if (has(component::CoreBridge)) core_bridge_ = true;
+    if (has(component::PdbGt)) pdb_gt_ = true;
+    log.write([&](TextStream& out) {
         constexpr unsigned short clear_mask = 0;  // components are only ever added
         out.text("UpdateComponentMask").key("maskSet").Hex(mask).key("maskClear").Hex(clear_mask);
         write_component(out, component::CoreBridge, core_bridge_, "CoreBridge");
@@ -176,12 +193,12 @@ void write_executed(component gate, const char* context, std::uint64_t id) {
     if (Logger::instance().enabled(gate)) write_executed(context, id);
 }
 
-void write_warning() {
-    write_exception("WARNING: ");
+void write_warning(const char* context) {
+    write_exception("WARNING: ", context);
 }
 
 void write_error() {
-    write_exception("ERROR: ");
+    write_exception("ERROR: ", nullptr);
 }
 
 scope::scope(component gate, const char* context)

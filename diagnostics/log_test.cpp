@@ -157,9 +157,10 @@ TEST_F(LogTest, WarningsAndErrorsSayWhatWasCaught) {
     log_error([] { throw std::system_error(2, std::system_category()); });
     log_error([] { throw_win32_error("Can't create file", 5, "f", "s", 1); });
     try {
-        throw std::runtime_error("not so bad");
+        throw std::system_error(5, std::system_category());
     } catch (...) {
         log::write_warning();
+        log::write_warning("DSR::X");
     }
     EXPECT_EQ(records(),
               "#ERROR: Unknown error\r\n"
@@ -167,7 +168,8 @@ TEST_F(LogTest, WarningsAndErrorsSayWhatWasCaught) {
               "#ERROR: two\x7Flines\r\n"
               "#ERROR: system\r\n\t'The system cannot find the file specified'\r\n"
               "#ERROR: Can't create file (Win32 error 5, Access is denied)\r\n"
-              "#WARNING: not so bad\r\n");
+              "#WARNING: system\r\n\t'Access is denied'\r\n"
+              "#WARNING: system context=DSR::X\r\n\t'Access is denied'\r\n");
 }
 
 TEST_F(LogTest, ScopeTellsHowItWasLeft) {
@@ -314,16 +316,24 @@ private:
     void (*handler_)(int);
 };
 
-TEST_F(LogTest, FullDiskReachesNobodyAndWedgesNothing) {
+TEST_F(LogTest, FullDiskLosesWholeRecordsAndTheLogSaysSo) {
     logger.open(path);
     log::write_state("before", log::state::ok);
     {
-        const file_size_limit limit(fs::file_size(path));
-        log::write_state("lost", log::state::ok);
+        const file_size_limit limit(fs::file_size(path) + 5000);
+        logger.record([](TextStream& out) { out.text(std::string(6000, 'x').c_str()); });
+        EXPECT_EQ(records(), "#before res=ok\r\n");
+    }
+    {
+        const file_size_limit limit(fs::file_size(path) + 20);
+        logger.set_components(16);
         log_error([] { throw 7; });
+        EXPECT_EQ(records(), "#before res=ok\r\n");
+        EXPECT_TRUE(logger.enabled(component::PdbGt));
     }
     log::write_state("after", log::state::ok);
-    EXPECT_EQ(records(), "#before res=ok\r\n#after res=ok\r\n");
+    log::write_state("last", log::state::ok);
+    EXPECT_EQ(records(), "#before res=ok\r\n#WARNING: Log records were lost c=3\r\n#after res=ok\r\n#last res=ok\r\n");
 }
 #endif
 

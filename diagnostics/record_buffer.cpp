@@ -5,6 +5,12 @@
 
 namespace qv::log {
 
+void record_buffer::start() noexcept {
+    size_ = 0;
+    spilled_ = 0;
+    torn_ = false;
+}
+
 void record_buffer::write(const char* bytes, std::size_t count) {
     while (count != 0) {
         if (size_ == bytes_.size()) spill();
@@ -16,28 +22,34 @@ void record_buffer::write(const char* bytes, std::size_t count) {
     }
 }
 
-void record_buffer::end_record() noexcept {
+bool record_buffer::end_record() noexcept {
     spill();
-    if (failed_ && spilled_ != 0) {
-        try {
-            target_.Seek(SeekOrigin::Current, -static_cast<std::int64_t>(spilled_));
-        } catch (...) {
-            // Then the torn record stays, followed by the next one.
-        }
-    }
-    spilled_ = 0;
-    failed_ = false;
+    const bool whole = !torn_;
+    if (torn_) cut_torn_record();
+    if (whole) spilled_ = 0;
+    return whole;
 }
 
 void record_buffer::spill() noexcept {
     const std::size_t size = size_;
     size_ = 0;
-    if (failed_) return;
+    if (torn_) return;
     try {
-        target_.Write(bytes_.data(), size);
+        file_.Write(bytes_.data(), size);
         spilled_ += size;
     } catch (...) {
-        failed_ = true;
+        torn_ = true;
+    }
+}
+
+void record_buffer::cut_torn_record() noexcept {
+    try {
+        file_.Seek(SeekOrigin::Current, -static_cast<std::int64_t>(spilled_));
+        spilled_ = 0;
+        file_.Truncate();
+        torn_ = false;
+    } catch (...) {
+        // The next record tries again.
     }
 }
 

@@ -1,14 +1,17 @@
 // Whole conversations over an in-memory pipe, compared byte for byte.
 #include "pdb_server/src/command_processor.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <boost/iostreams/filter/zlib.hpp>
 #include <future>
 
 #include "core/src/stream/MemoryStream.h"
 #include "diagnostics/exception_test_support.h"
 #include "pdb_server/src/module_commands.h"
+#include "qv/diagnostics/log.h"
 #include "tests/support/builders/pe_builder.h"
 #include "tests/support/builders/portable_pdb_builder.h"
 #include "tests/support/conversations/conversations.h"
@@ -148,6 +151,28 @@ TEST_F(Conversation, DocumentNameThatCannotBeSentIsAnswered) {
     exchange(packet(0x45, {2, 1, 1}), error_answer(0x45, 2, "bad conversion"));
     exchange(packet(0x44, {3, 1}), packet(0x44, {3, 0, 0}));
     EXPECT_EQ(end(), client_closed);
+}
+
+TEST_F(Conversation, CorruptEmbeddedPdbIsAnsweredInTheWordsOfTheLibrary) {
+    const temporary_directory folder;
+    std::string image = read_file(fixture("Embedded.dll"));
+    image.at(image.find("MPDB") + 8) = '\x07';  // a compressed block of no kind
+    const auto path = folder.write("Corrupt.dll", image);
+    const std::string message = boost::iostreams::zlib_error(boost::iostreams::zlib::data_error).what();
+    EXPECT_THAT(message, ::testing::StartsWith("zlib error"));
+    exchange(handshake(), handshake_answer());
+    exchange(load_request(1, path, mvid_of(path)), error_answer(0x30, 1, message));
+}
+
+TEST_F(Conversation, LogTellsWhichRequestHadMalformedArguments) {
+    const temporary_directory folder;
+    const auto path = folder.path() / "log.txt";
+    log::Logger::instance().open(path);
+    log::Logger::instance().set_components(1);
+    send(handshake() + packet(0x43, {0x05, 0xE0}));
+    end_of_server(handshake_answer());
+    log::Logger::instance().close();
+    EXPECT_THAT(read_file(path), ::testing::HasSubstr(" CP::CmdGetMethodRanges id=5 res=received\r\n"));
 }
 
 TEST(MethodRanges, OfDifferentSizesAreNotWritten) {

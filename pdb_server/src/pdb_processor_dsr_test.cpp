@@ -103,7 +103,8 @@ TEST_F(DsrLoadModule, UnloadingIsLogged) {
     EXPECT_THAT(log_of(unload), AllOf(HasSubstr(" DSR::DestoryPdb res=finished\r\n"), Not(HasSubstr("WARNING"))));
     module.results["Destroy"] = E_FAIL;
     EXPECT_THAT(log_of(unload), AllOf(HasSubstr(" DSR::DestoryPdb res=exited\r\n"),
-                                      HasSubstr("WARNING: Can't unload PDB file (COM error 80004005, E_FAIL")));
+                                      HasSubstr("WARNING: Can't unload PDB file (COM error 80004005, E_FAIL"),
+                                      HasSubstr(") context=DSR::DestoryPdb\r\n")));
 }
 
 TEST_F(DsrLoadModule, AMachineWithoutTheServicesIsLoggedOnce) {

@@ -34,13 +34,13 @@ void receive_send_command(const char* context, const std::vector<unsigned char>&
     const log::scope scope(log::component::CoreBridge, context);
     MemoryBlockStream request(payload);
     const std::uint64_t request_id = request.ReadPacked();
+    log::write_received(log::component::CoreBridge, context, request_id);
     arg_type argument{};
     read_argument(&request, argument);
     check_payload_end(request, payload,
                       "void __cdecl qv::profiler::pdb_server::`anonymous-namespace'::receive_send_command(const class "
                       "std::vector<unsigned char,class std::allocator<unsigned char> > &,class packet_writer *)",
                       41);
-    log::write_received(log::component::CoreBridge, context, request_id);
 
     res_type result{};
     const std::string error = execute_guarded([&] { execute(argument, result); });

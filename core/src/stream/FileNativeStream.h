@@ -1,7 +1,8 @@
 // Plain, unbuffered stream over a file of the operating system.
 //
 // Regular files only: a directory, a pipe or a device is refused as if it could not be opened, so that no path makes a
-// caller wait. Reads and writes name their position to the system; a failed one leaves the position where it was. Not
+// caller wait. The one exception is the null device, which may be created: it takes everything at once and keeps
+// nothing. Reads and writes name their position to the system; a failed one leaves the position where it was. Not
 // synchronised: one thread at a time. The file is closed by Close, by opening another one or by the destructor.
 #pragma once
 
@@ -43,6 +44,9 @@ public:
     // Throws "Can't write file" with the system's code.
     void Write(const void* source, std::uint64_t size) override;
     std::uint64_t GetPosition() const override { return position_; }
+
+    // Ends the file at the position. Throws "Can't truncate file" with the system's code.
+    void Truncate();
 
     // Throws "Unknown origin", "Negative offset" or "Too large offset".
     void Seek(SeekOrigin origin, std::int64_t offset) override;

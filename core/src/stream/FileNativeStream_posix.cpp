@@ -33,13 +33,20 @@ std::wstring shown(const boost::filesystem::path& path) {
     }
 }
 
+bool is_null_device(const struct stat& status) {
+    struct stat null {};
+    return S_ISCHR(status.st_mode) && ::stat("/dev/null", &null) == 0 && status.st_rdev == null.st_rdev;
+}
+
 int open_regular_file(const boost::filesystem::path& path, int flags, const char* message, const char* in) {
     // Without O_NONBLOCK a FIFO would be waited for.
     const int handle = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0666);
     int code = errno;
     if (handle >= 0) {
         struct stat status {};
-        if (::fstat(handle, &status) == 0 && S_ISREG(status.st_mode)) return handle;
+        if (::fstat(handle, &status) == 0 &&
+            (S_ISREG(status.st_mode) || ((flags & O_WRONLY) != 0 && is_null_device(status))))
+            return handle;
         code = S_ISDIR(status.st_mode) ? EISDIR : ENOTSUP;
         ::close(handle);
     }
@@ -108,6 +115,12 @@ void FileNativeStream::Write(const void* source, std::uint64_t size) {
         done += static_cast<std::uint64_t>(count);
     }
     position_ += size;
+}
+
+void FileNativeStream::Truncate() {
+    require_open(function::truncate, __LINE__);
+    if (::ftruncate(handle_, static_cast<off_t>(position_)) != 0)
+        fail(message::truncate, errno, function::truncate, __LINE__);
 }
 
 void FileNativeStream::Flush() {

@@ -11,6 +11,7 @@ constexpr const char* open = "void __cdecl FileNativeStream::Open(const class bo
 constexpr const char* get_size = "unsigned __int64 __cdecl FileNativeStream::GetSize(void) const";
 constexpr const char* read = "void __cdecl FileNativeStream::Read(void *,const unsigned __int64)";
 constexpr const char* write = "void __cdecl FileNativeStream::Write(const void *,const unsigned __int64)";
+constexpr const char* truncate = "void __cdecl FileNativeStream::Truncate(void)";
 constexpr const char* flush = "void __cdecl FileNativeStream::Flush(void)";
 }  // namespace file_native_stream_function
 
@@ -20,6 +21,7 @@ constexpr const char* open = "Can't open file";
 constexpr const char* size = "Can't get file size";
 constexpr const char* read = "Can't read file";
 constexpr const char* write = "Can't write file";
+constexpr const char* truncate = "Can't truncate file";
 constexpr const char* flush = "Can't flush file";
 }  // namespace file_native_stream_message
 

@@ -61,7 +61,7 @@ TEST_F(FileNativeStreamTest, CreateTruncatesAndWritesGoOutAtOnce) {
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(reader), {}), "abc");
 }
 
-TEST_F(FileNativeStreamTest, SeekBackOverwrites) {
+TEST_F(FileNativeStreamTest, SeekBackOverwritesAndTruncateEndsTheFileThere) {
     FileNativeStream out;
     out.Create(file("f"));
     out.Write("abcd", 4);
@@ -69,8 +69,11 @@ TEST_F(FileNativeStreamTest, SeekBackOverwrites) {
     out.Write("X", 1);
     EXPECT_EQ(out.GetPosition(), 2u);
     EXPECT_EQ(out.GetSize(), 4u);
-    out.Close();
     EXPECT_EQ(content(file("f")), "aXcd");
+    out.Truncate();
+    out.Write("e", 1);
+    out.Close();
+    EXPECT_EQ(content(file("f")), "aXe");
 }
 
 TEST_F(FileNativeStreamTest, ReadsExactlyOrKeepsThePosition) {
@@ -179,17 +182,25 @@ TEST_F(FileNativeStreamTest, RefusalCarriesCodeAndPath) {
     EXPECT_FALSE(stream.IsOpen());
 }
 
-TEST_F(FileNativeStreamTest, DirectoriesAndDevicesAreRefused) {
+TEST_F(FileNativeStreamTest, OnlyFilesAreOpenedAndTheNullDeviceToWriteTo) {
 #ifdef _WIN32
-    const char* device = "NUL";
+    const std::vector<fs::path> nulls = {"NUL", "nul", "\\\\.\\NUL"};
+    const fs::path device = "CON";
 #else
-    const char* device = "/dev/zero";
+    const std::vector<fs::path> nulls = {"/dev/null"};
+    const fs::path device = "/dev/zero";
 #endif
     FileNativeStream stream;
-    EXPECT_EQ(test::message_of([&] { stream.Open(file("")); }), "Can't open file");
-    EXPECT_EQ(test::message_of([&] { stream.Open(device); }), "Can't open file");
-    EXPECT_EQ(test::message_of([&] { stream.Create(device); }), "Can't create file");
-    EXPECT_EQ(test::message_of([&] { stream.Open(""); }), "Can't open file");
+    for (const fs::path& refused : {file(""), device, fs::path()}) {
+        EXPECT_EQ(test::message_of([&] { stream.Open(refused); }), "Can't open file") << refused;
+        EXPECT_EQ(test::message_of([&] { stream.Create(refused); }), "Can't create file") << refused;
+    }
+    for (const fs::path& null : nulls) {
+        EXPECT_EQ(test::message_of([&] { stream.Open(null); }), "Can't open file") << null;
+        stream.Create(null);
+        stream.Write("ab", 2);
+        EXPECT_EQ(stream.GetPosition(), 2u);
+    }
 }
 
 #ifdef _WIN32

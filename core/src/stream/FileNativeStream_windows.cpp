@@ -1,6 +1,8 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <boost/algorithm/string/predicate.hpp>
+#include <locale>
 #include <string>
 
 #include "core/src/stream/FileNativeStream.h"
@@ -24,27 +26,6 @@ struct opening {
     const char* function;
 };
 
-HANDLE open_regular_file(const boost::filesystem::path& path, const opening& how) {
-    // A path may lead to somebody else's pipe; its owner must not act in our name.
-    constexpr DWORD flags = FILE_ATTRIBUTE_NORMAL | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
-    const auto name = text::to_system_path(path);
-    HANDLE handle = CreateFileW(name.c_str(), how.access, how.sharing, nullptr, how.disposition, flags, nullptr);
-    DWORD code = GetLastError();
-    if (handle != INVALID_HANDLE_VALUE) {
-        if (GetFileType(handle) == FILE_TYPE_DISK) return handle;
-        CloseHandle(handle);
-        code = ERROR_NOT_SUPPORTED;
-    }
-    throw_win32_error(how.message, code, how.function, source_name, __LINE__, errtag_file_w{text::to_wide(path)});
-}
-
-// Takes the "\\?\" off a final path: people and other programs write paths without it.
-std::wstring without_prefix(const std::wstring& path) {
-    if (path.starts_with(L"\\\\?\\UNC\\")) return L"\\\\" + path.substr(8);
-    if (path.starts_with(L"\\\\?\\")) return path.substr(4);
-    return path;
-}
-
 // Calls a function that fills a buffer and returns the length needed (with terminator) or filled (without).
 template <class Call>
 std::wstring fill_buffer(Call call) {
@@ -58,14 +39,52 @@ std::wstring fill_buffer(Call call) {
     }
 }
 
+std::wstring full_path_of(const boost::filesystem::path& path) {
+    return fill_buffer(
+        [&](wchar_t* buffer, DWORD size) { return GetFullPathNameW(path.c_str(), size, buffer, nullptr); });
+}
+
+// The system gives all spellings of the device's name the same full path.
+bool is_null_device(const boost::filesystem::path& path) {
+    return boost::algorithm::iequals(full_path_of(path), L"\\\\.\\NUL", std::locale::classic());
+}
+
+bool may_be_opened(HANDLE handle, const boost::filesystem::path& path, const opening& how) {
+    switch (GetFileType(handle)) {
+        case FILE_TYPE_DISK: return true;
+        case FILE_TYPE_CHAR: return how.access == GENERIC_WRITE && is_null_device(path);
+        default: return false;
+    }
+}
+
+HANDLE open_regular_file(const boost::filesystem::path& path, const opening& how) {
+    // A path may lead to somebody else's pipe; its owner must not act in our name.
+    constexpr DWORD flags = FILE_ATTRIBUTE_NORMAL | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
+    const auto name = text::to_system_path(path);
+    HANDLE handle = CreateFileW(name.c_str(), how.access, how.sharing, nullptr, how.disposition, flags, nullptr);
+    DWORD code = GetLastError();
+    if (handle != INVALID_HANDLE_VALUE) {
+        if (may_be_opened(handle, path, how)) return handle;
+        CloseHandle(handle);
+        code = ERROR_NOT_SUPPORTED;
+    }
+    throw_win32_error(how.message, code, how.function, source_name, __LINE__, errtag_file_w{text::to_wide(path)});
+}
+
+// Takes the "\\?\" off a final path: people and other programs write paths without it.
+std::wstring without_prefix(const std::wstring& path) {
+    if (path.starts_with(L"\\\\?\\UNC\\")) return L"\\\\" + path.substr(8);
+    if (path.starts_with(L"\\\\?\\")) return path.substr(4);
+    return path;
+}
+
 boost::filesystem::path final_path_of(HANDLE handle, const boost::filesystem::path& given) {
     const auto final = fill_buffer([&](wchar_t* buffer, DWORD size) {
         return GetFinalPathNameByHandleW(handle, buffer, size, FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
     });
     if (!final.empty()) return without_prefix(final);
     // Some file systems know no final path: the absolute one is the next best.
-    const auto full = fill_buffer(
-        [&](wchar_t* buffer, DWORD size) { return GetFullPathNameW(given.c_str(), size, buffer, nullptr); });
+    const auto full = full_path_of(given);
     return full.empty() ? given : boost::filesystem::path(full);
 }
 
@@ -138,6 +157,14 @@ void FileNativeStream::Write(const void* source, std::uint64_t size) {
         done += count;
     }
     position_ += size;
+}
+
+void FileNativeStream::Truncate() {
+    require_open(function::truncate, __LINE__);
+    FILE_END_OF_FILE_INFO end{};
+    end.EndOfFile.QuadPart = static_cast<LONGLONG>(position_);
+    if (!SetFileInformationByHandle(handle_, FileEndOfFileInfo, &end, sizeof end))
+        throw_win32_error(message::truncate, GetLastError(), function::truncate, source_name, __LINE__);
 }
 
 void FileNativeStream::Flush() {

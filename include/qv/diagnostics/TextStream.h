@@ -34,7 +34,8 @@ public:
     TextStream& key(const char* name);
 
     // The value between apostrophes, kept as it is but for controls, which are replaced as in text() (here a NUL too).
-    // What is malformed in UTF-16 becomes U+FFFD, so that no value can fail a record.
+    // UTF-16 is converted strictly and piece by piece: a name that the log shows is the name, and a long one takes no
+    // memory. At a malformation it throws std::runtime_error with what precedes it written.
     TextStream& quoted(std::string_view utf8);
     TextStream& quoted(std::wstring_view utf16);
 

@@ -38,8 +38,8 @@ public:
     Logger& operator=(const Logger&) = delete;
 
     // Creates the file and writes the opening records; a second call does nothing. Throws when the file cannot be
-    // created ("Can't create file"). A record that the file does not take, as on a full disk, is lost whole and
-    // silently.
+    // created ("Can't create file"). A record that the file does not take, as on a full disk, is lost whole; when the
+    // file takes records again, one of them says how many were lost.
     void open(const boost::filesystem::path& path);
 
     // Switches on the components whose bits are set and records the mask.
@@ -93,8 +93,9 @@ void write_state(component gate, const char* context, state word);
 void write_received(component gate, const char* context, std::uint64_t id);
 void write_executed(component gate, const char* context, std::uint64_t id);
 
-// Describe the exception being handled; call them inside a catch block only.
-void write_warning();
+// Describe the exception being handled; call them inside a catch block only. `context` names the operation where no
+// record of its scope need be in the log.
+void write_warning(const char* context = nullptr);
 void write_error();
 
 // Brackets an operation with state records: "started" now, "finished" at the end of the scope, or "exited" when an

@@ -5,6 +5,7 @@ namespace qv::log::key {
 
 constexpr const char* result = "res";
 constexpr const char* count = "c";
+constexpr const char* context = "context";
 constexpr const char* name = "name";
 constexpr const char* mvid = "mvid";
 constexpr const char* module_id = "pdbmid";

@@ -10,6 +10,7 @@ namespace qv::profiler::pdb_server {
 namespace {
 
 constexpr const char* source = "pdb_server/src/pdb_processor_dsr";
+constexpr const char* destroy_context = "DSR::DestoryPdb";
 
 }  // namespace
 
@@ -29,12 +30,12 @@ dsr_module_data::~dsr_module_data() {
     try {
         destroy_reader();
     } catch (...) {
-        log::write_warning();
+        log::write_warning(destroy_context);
     }
 }
 
 void dsr_module_data::destroy_reader() const {
-    const log::scope scope(log::component::PdbGt, "DSR::DestoryPdb");
+    const log::scope scope(log::component::PdbGt, destroy_context);
     const auto disposable = reader_.query_nullable<com::ISymUnmanagedDispose>();
     if (!disposable) return;
     const HRESULT result = disposable->Destroy();
