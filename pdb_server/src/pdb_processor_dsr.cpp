@@ -14,6 +14,11 @@ namespace qv::profiler::pdb_server {
 namespace {
 
 constexpr const char* source = "pdb_server/src/pdb_processor_dsr";
+constexpr const char* load_module_signature =
+    "class std::shared_ptr<struct qv::profiler::pdb_server::module_data> __cdecl qv::profiler::pdb_server::"
+    "dsr_load_module(const class std::shared_ptr<struct qv::profiler::pdb_server::dsr_data> &,const class "
+    "boost::filesystem::path &,const struct _GUID &,const class std::vector<class boost::filesystem::path,class "
+    "std::allocator<class boost::filesystem::path> > &,unsigned char,const class std::function<bool __cdecl(void)> &)";
 constexpr DWORD open_for_reading = 0;
 
 com_hld<IUnknown> open_metadata_scope(const dsr_data& data, const std::wstring& image) {
@@ -30,14 +35,15 @@ com_hld<IUnknown> open_metadata_scope(const dsr_data& data, const std::wstring& 
     return scope;
 }
 
-// All elements, directories and symbol-server specifications alike, as the reader takes them.
-std::wstring join(const search_path_list& paths) {
-    std::wstring joined;
-    for (std::size_t i = 0; i < paths.size(); ++i) {
-        if (i != 0) joined += L';';
-        joined += text::to_wide(paths[i]);
+// A reader that finds nothing along one piece of the search path is asked again with the next.
+HRESULT find_reader(const dsr_data& data, IUnknown* importer, const std::wstring& image, search_path_pieces pieces,
+                    std::uint8_t policy, const stop_check& stop, com_hld<com::ISymUnmanagedReader>& reader) {
+    for (;;) {
+        throw_if_stopping(stop, load_module_signature, source, __LINE__);
+        const HRESULT result =
+            data.binder->GetReaderForFile2(importer, image.c_str(), pieces.next().c_str(), policy, reader.put());
+        if (SUCCEEDED(result) || pieces.at_end()) return result;
     }
-    return joined;
 }
 
 void log_no_symbols(const GUID& mvid) {
@@ -50,14 +56,12 @@ void log_no_symbols(const GUID& mvid) {
 
 std::shared_ptr<module_data> dsr_load_module(const std::shared_ptr<dsr_data>& data, const boost::filesystem::path& path,
                                              const GUID& mvid, const search_path_list& search_paths,
-                                             std::uint8_t policy) {
+                                             std::uint8_t policy, const stop_check& stop) {
     if (data->failure) std::rethrow_exception(data->failure);
     const std::wstring image = text::to_wide(path);
     const com_hld<IUnknown> importer = open_metadata_scope(*data, image);
     com_hld<com::ISymUnmanagedReader> reader;
-    const HRESULT result = data->binder->GetReaderForFile2(importer.get(), image.c_str(), join(search_paths).c_str(),
-                                                           policy, reader.put());
-    if (FAILED(result)) {
+    if (FAILED(find_reader(*data, importer.get(), image, search_path_pieces(search_paths), policy, stop, reader))) {
         log_no_symbols(mvid);
         return nullptr;
     }

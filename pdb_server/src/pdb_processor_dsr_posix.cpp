@@ -14,7 +14,7 @@ bool dsr_is_available(const std::shared_ptr<dsr_data>&) noexcept {
 }
 
 std::shared_ptr<module_data> dsr_load_module(const std::shared_ptr<dsr_data>&, const boost::filesystem::path&,
-                                             const GUID&, const search_path_list&, std::uint8_t) {
+                                             const GUID&, const search_path_list&, std::uint8_t, const stop_check&) {
     return nullptr;
 }
 

@@ -1,5 +1,6 @@
 // Start and end of an engine: search options, search paths of the environment, termination.
-#include <limits>
+#include <algorithm>
+#include <iterator>
 
 #include "core/src/bridges/bridge_protocol.h"
 #include "pdb_server/src/pdb_processor.h"
@@ -16,6 +17,10 @@ namespace {
 constexpr const char* source = "pdb_server/src/pdb_processor";
 constexpr const char* add_search_path_signature =
     "void __cdecl qv::profiler::pdb_server::pdb_processor::add_search_path_from_environment(const wchar_t *)";
+constexpr const char* init_signature =
+    "void __cdecl qv::profiler::pdb_server::pdb_processor::init(unsigned char,const class std::vector<class "
+    "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> >,class std::allocator<"
+    "class std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > > > &)";
 constexpr const char* init_tag = "PP::Init";
 constexpr const char* environment_tag = "PP::AddSearchPathFromEnvironment";
 
@@ -41,14 +46,15 @@ std::string policy_letters(std::uint8_t policy) {
     return text;
 }
 
-void log_search_options(std::uint8_t policy, const search_path_list& paths) {
+void log_search_options(std::uint8_t policy, const search_path_list& paths, const stop_check& stop) {
     log::Logger& logger = log::Logger::instance();
-    logger.record(log::component::PdbGt,
-                  [&](log::TextStream& out) { out.text(init_tag).key("policy").text(policy_letters(policy).c_str()); });
-    for (const auto& path : paths)
-        logger.record(log::component::PdbGt, [&](log::TextStream& out) {
-            out.text(init_tag).key(log::key::path).quoted(text::to_wide(path));
-        });
+    if (!logger.enabled(log::component::PdbGt)) return;
+    logger.record([&](log::TextStream& out) { out.text(init_tag).key("policy").text(policy_letters(policy).c_str()); });
+    for (const auto& path : paths) {
+        throw_if_stopping(stop, init_signature, source, __LINE__);
+        logger.record(
+            [&](log::TextStream& out) { out.text(init_tag).key(log::key::path).quoted(text::to_wide(path)); });
+    }
 }
 
 void log_environment(const wchar_t* name, const std::vector<std::wstring>& elements) {
@@ -81,8 +87,9 @@ void pdb_processor::init(std::uint8_t policy, const std::vector<std::wstring>& p
     dsr_ = dsr_init();
     policy_ = policy;
     search_paths_.clear();
+    search_paths_.reserve(paths.size());
     for (const std::wstring& path : paths) search_paths_.push_back(text::to_path(path));
-    log_search_options(policy_, search_paths_);
+    log_search_options(policy_, search_paths_, stop_);
     add_search_path_from_environment(L"_NT_ALT_SYMBOL_PATH");
     add_search_path_from_environment(L"_NT_SYMBOL_PATH");
 }
@@ -106,9 +113,10 @@ void pdb_processor::add_search_path_from_environment(const wchar_t* name) {
                             add_search_path_signature, source, __LINE__, errtag_environment_name_w{name});
     const std::vector<std::wstring> elements = split_search_path(value);
     log_environment(name, elements);
-    search_path_list extended = search_paths_;
-    for (const std::wstring& element : elements) extended.push_back(text::to_path(element));
-    search_paths_.swap(extended);
+    search_path_list added;
+    for (const std::wstring& element : elements) added.push_back(text::to_path(element));
+    search_paths_.reserve(search_paths_.size() + added.size());
+    std::move(added.begin(), added.end(), std::back_inserter(search_paths_));
 }
 
 }  // namespace qv::profiler::pdb_server

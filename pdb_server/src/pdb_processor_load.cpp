@@ -5,6 +5,7 @@
 #include "pdb_server/src/pdb_processor.h"
 #include "pdb_server/src/pdb_processor_dsr.h"
 #include "pdb_server/src/pdb_processor_ppdb.h"
+#include "pdb_server/src/symbol_candidates.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/diagnostics/log.h"
 #include "qv/diagnostics/log_keys.h"
@@ -91,6 +92,7 @@ unsigned int pdb_processor::load_module(const boost::filesystem::path& path, con
 bool pdb_processor::resolve_relative(const boost::filesystem::path& path, const GUID& mvid,
                                      boost::filesystem::path& resolved, portable_executable::image_data& image) const {
     for (const boost::filesystem::path& element : search_paths_) {
+        throw_if_stopping(stop_, signature, source, __LINE__);
         if (is_symbol_server_element(element)) continue;
         resolved = element / path;
         if (image_has_mvid(resolved, mvid, image)) return true;
@@ -105,9 +107,9 @@ std::shared_ptr<module_data> pdb_processor::load_symbols(const boost::filesystem
     if (std::none_of(entries.begin(), entries.end(), names_portable_pdb)) {
         // An image that names no file has no symbols, also where nothing could read them.
         if (!dsr_is_available(dsr_) && std::none_of(entries.begin(), entries.end(), names_pdb)) return nullptr;
-        return dsr_load_module(dsr_, path, mvid, search_paths_, policy_);
+        return dsr_load_module(dsr_, path, mvid, search_paths_, policy_, stop_);
     }
-    const symbol_candidates candidates{path, search_paths_, policy_, services_};
+    const symbol_candidates candidates{path, search_paths_, policy_, services_, stop_};
     return try_load_module(
         mvid, image, [&](const std::wstring& recorded_path, const GUID& pdb_guid, const candidate_visitor& visit) {
             candidates.offer(recorded_path, pdb_guid, visit);

@@ -1,15 +1,9 @@
-// The ordered list of symbol search path elements and where a symbol file may lie along it.
+// The ordered list of symbol search path elements.
 #pragma once
 
 #include <boost/filesystem/path.hpp>
-#include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
-
-#include "pdb_server/src/pdb_processor_ppdb.h"
-#include "pdb_server/src/system/platform_services.h"
-#include "quorvex/common/guid.h"
 
 namespace qv::profiler::pdb_server {
 
@@ -19,27 +13,28 @@ using search_path_list = std::vector<boost::filesystem::path>;
 // True for an element that begins with "srv*", "symsrv*" or "cache*" in any case: it is no directory.
 bool is_symbol_server_element(const boost::filesystem::path& element);
 
+// The list as symbol readers and libraries take it: all elements, joined by ";". A list beyond what an environment
+// variable could hold comes in several pieces, so that no one is asked to go through a very long list at one stroke.
+// Each further piece begins with the "cache*" elements of those before it, which go for all that follow them.
+class search_path_pieces {
+public:
+    static constexpr std::size_t most_elements = 1024;
+    static constexpr std::size_t most_characters = 32767;  // an element that is longer makes a piece of its own
+
+    // `elements` must outlive the object.
+    explicit search_path_pieces(const search_path_list& elements) : elements_(elements) {}
+
+    // The next piece; an empty list has one, which is empty.
+    std::wstring next();
+    bool at_end() const { return next_ == elements_.size(); }
+
+private:
+    const search_path_list& elements_;
+    std::size_t next_ = 0;
+    std::wstring caches_;
+};
+
 // Splits at every ";"; adjacent separators, or one at an end, give an empty element.
 std::vector<std::wstring> split_search_path(const std::wstring& value);
-
-// The part of a recorded path after its last separator. Both kinds of slash separate: the module may have been built on
-// another system than this one.
-std::wstring recorded_file_name(const std::wstring& recorded_path);
-
-// Where to look, in this order and no place twice, for the portable PDB that a CodeView record names with file name F:
-//   the recorded path, if absolute
-//   F beside the image, then in "symbols" beside the image
-//   for each element E of the search paths: for a directory E\F, E\symbols\F, E\<ext>\F, E\symbols\<ext>\F (ext being
-//   the image's extension) and the store layout E\F\<GUID>FFFFFFFF\F; for a symbol-server specification, if the policy
-//   permits, what the symbol-server library answers
-struct symbol_candidates {
-    const boost::filesystem::path& image;
-    const search_path_list& elements;
-    std::uint8_t policy;
-    const platform_services& services;
-
-    // Offers the places to `visit` until it answers true.
-    void offer(const std::wstring& recorded_path, const GUID& pdb_guid, const candidate_visitor& visit) const;
-};
 
 }  // namespace qv::profiler::pdb_server

@@ -2,7 +2,8 @@
 // only.
 //
 // Names, ids and slot orders are the published ones of the hosting interfaces (metahost) and of unmanaged metadata
-// (cor). Slots that nothing here calls are declared without parameters: they only keep the others in their places.
+// (cor). Slots that nothing here calls are declared without parameters: they only keep the others in their places, and
+// answer E_NOTIMPL, which on 64-bit Windows needs no knowledge of the arguments.
 #pragma once
 
 #include <unknwn.h>
@@ -26,31 +27,31 @@ struct IMetaDataDispenser : IUnknown {
 };
 
 struct ICLRMetaHost : IUnknown {
-    virtual HRESULT STDMETHODCALLTYPE GetRuntime() = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetVersionFromFile() = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetRuntime() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE GetVersionFromFile() { return E_NOTIMPL; }
     // The elements are ICLRRuntimeInfo.
     virtual HRESULT STDMETHODCALLTYPE EnumerateInstalledRuntimes(IEnumUnknown** runtimes) = 0;
-    virtual HRESULT STDMETHODCALLTYPE EnumerateLoadedRuntimes() = 0;
-    virtual HRESULT STDMETHODCALLTYPE RequestRuntimeLoadedNotification() = 0;
-    virtual HRESULT STDMETHODCALLTYPE QueryLegacyV2RuntimeBinding() = 0;
-    virtual HRESULT STDMETHODCALLTYPE ExitProcess() = 0;
+    virtual HRESULT STDMETHODCALLTYPE EnumerateLoadedRuntimes() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE RequestRuntimeLoadedNotification() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE QueryLegacyV2RuntimeBinding() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE ExitProcess() { return E_NOTIMPL; }
 };
 
 struct ICLRRuntimeInfo : IUnknown {
     // "v4.0.30319". `size` is that of the buffer in characters, then that of the text with its terminator; a buffer too
     // small answers HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER).
     virtual HRESULT STDMETHODCALLTYPE GetVersionString(WCHAR* buffer, DWORD* size) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetRuntimeDirectory() = 0;
-    virtual HRESULT STDMETHODCALLTYPE IsLoaded() = 0;
-    virtual HRESULT STDMETHODCALLTYPE LoadErrorString() = 0;
-    virtual HRESULT STDMETHODCALLTYPE LoadLibrary() = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetProcAddress() = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetRuntimeDirectory() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE IsLoaded() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE LoadErrorString() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE LoadLibrary() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE GetProcAddress() { return E_NOTIMPL; }
     virtual HRESULT STDMETHODCALLTYPE GetInterface(REFCLSID class_id, REFIID interface_id, void** result) = 0;
-    virtual HRESULT STDMETHODCALLTYPE IsLoadable() = 0;
-    virtual HRESULT STDMETHODCALLTYPE SetDefaultStartupFlags() = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetDefaultStartupFlags() = 0;
-    virtual HRESULT STDMETHODCALLTYPE BindAsLegacyV2Runtime() = 0;
-    virtual HRESULT STDMETHODCALLTYPE IsStarted() = 0;
+    virtual HRESULT STDMETHODCALLTYPE IsLoadable() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE SetDefaultStartupFlags() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE GetDefaultStartupFlags() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE BindAsLegacyV2Runtime() { return E_NOTIMPL; }
+    virtual HRESULT STDMETHODCALLTYPE IsStarted() { return E_NOTIMPL; }
 };
 
 template <>

@@ -37,12 +37,10 @@ com_hld<com::ICLRMetaHost> get_meta_host(const com_services& services) {
     return host;
 }
 
-com_hld<com::IMetaDataDispenser> get_dispenser_of_newest_runtime(const com_hld<com::ICLRMetaHost>& host) {
+com_hld<com::IMetaDataDispenser> get_dispenser(const com_hld<com::ICLRRuntimeInfo>& runtime) {
     static constexpr const char* function =
         "class qv::com_hld<struct qv::com::IMetaDataDispenser> __cdecl qv::profiler::pdb_server::"
-        "`anonymous-namespace'::get_dispenser_of_newest_runtime(const class qv::com_hld<struct "
-        "qv::com::ICLRMetaHost> &)";
-    const com_hld<com::ICLRRuntimeInfo> runtime = shim::find_newest_runtime(host);
+        "`anonymous-namespace'::get_dispenser(const class qv::com_hld<struct qv::com::ICLRRuntimeInfo> &)";
     if (!runtime) throw_error("Runtime with metadata dispenser was not found", function, source, __LINE__);
     com_hld<com::IMetaDataDispenser> dispenser;
     const HRESULT result = runtime->GetInterface(com::clsid_metadata_dispenser, com::iid_of<com::IMetaDataDispenser>,
@@ -64,10 +62,31 @@ com_hld<com::IMetaDataDispenser> create_dispenser(const com_services& services) 
     return dispenser;
 }
 
+bool is_out_of_memory(const exception& error) {
+    const auto* result = error.find<errtag_hresult>();
+    return result != nullptr && *result == E_OUTOFMEMORY;
+}
+
+// Creates one of the services. Where the platform goes without it, its failure is kept and the answer is false.
+template <class Create>
+bool create_if_there(dsr_data& data, Create create) {
+    try {
+        create();
+        return true;
+    } catch (const exception& error) {
+        if (is_out_of_memory(error)) throw;
+        log::write_warning();
+        data.failure = std::current_exception();
+        return false;
+    }
+}
+
 void open_services(dsr_data& data) {
-    data.binder = create_symbol_binder(data.services);
+    if (!create_if_there(data, [&] { data.binder = create_symbol_binder(data.services); })) return;
     const com_hld<com::ICLRMetaHost> host = get_meta_host(data.services);
-    data.dispenser = host ? get_dispenser_of_newest_runtime(host) : create_dispenser(data.services);
+    const com_hld<com::ICLRRuntimeInfo> runtime =
+        host ? shim::find_newest_runtime(host) : com_hld<com::ICLRRuntimeInfo>();
+    create_if_there(data, [&] { data.dispenser = host ? get_dispenser(runtime) : create_dispenser(data.services); });
 }
 
 }  // namespace
@@ -83,12 +102,7 @@ bool dsr_is_available(const std::shared_ptr<dsr_data>& data) noexcept {
 std::shared_ptr<dsr_data> dsr_init(const com_services& services) {
     auto data = std::make_shared<dsr_data>();
     data->services = services;
-    try {
-        open_services(*data);
-    } catch (...) {
-        log::write_warning();
-        data->failure = std::current_exception();
-    }
+    open_services(*data);
     return data;
 }
 

@@ -1,5 +1,6 @@
 #include "pdb_server/src/dsr/dsr_module_data.h"
 
+#include <unordered_map>
 #include <utility>
 
 #include "pdb_server/src/dsr/method_points.h"
@@ -13,12 +14,6 @@ constexpr const char* source = "pdb_server/src/pdb_processor_dsr";
 constexpr const char* destroy_context = "DSR::DestoryPdb";
 
 }  // namespace
-
-const char* const dsr_module_data::document_traits::insert_or_throw_signature =
-    "void __cdecl qv::profiler::detail::base_slave_key_atom_map<unsigned int,class std::basic_string<wchar_t,struct "
-    "std::char_traits<wchar_t>,class std::allocator<wchar_t> >,class std::shared_ptr<struct "
-    "qv::profiler::pdb_server::document_data> >::insert_or_throw(const unsigned int &,const class std::shared_ptr<"
-    "struct qv::profiler::pdb_server::document_data> &)";
 
 dsr_module_data::dsr_module_data(const GUID& id, com_hld<com::ISymUnmanagedReader> reader,
                                  std::function<void(void* block)> task_mem_free)
@@ -52,14 +47,13 @@ void dsr_module_data::get_source_server_data(std::vector<std::uint8_t>& data) {
     ULONG size = 0;
     BYTE* block = nullptr;
     const HRESULT result = module->GetSourceServerData(&size, &block);
+    const std::unique_ptr<BYTE, const std::function<void(void*)>&> owner(block, task_mem_free_);
     if (FAILED(result))
         throw_hresult_error("Can't get source server data", result,
                             "void __cdecl qv::profiler::pdb_server::dsr_module_data::get_source_server_data(class "
                             "std::vector<unsigned char,class std::allocator<unsigned char> > &)",
                             source, __LINE__);
-    if (block == nullptr) return;
-    const std::unique_ptr<BYTE, const std::function<void(void*)>&> owner(block, task_mem_free_);
-    data.assign(block, block + size);
+    if (block != nullptr) data.assign(block, block + size);
 }
 
 void dsr_module_data::get_method_offsets(std::uint32_t method_token, std::vector<std::uint32_t>& offsets) {
@@ -74,15 +68,12 @@ void dsr_module_data::get_method_ranges(std::uint32_t method_token, std::vector<
     method_points points = read_points(reader_, method_token);
     document_ids.clear();
     document_ids.reserve(points.documents.size());
-    // Neighbouring points mostly share one document object, whose name need not be asked for again.
-    const com::ISymUnmanagedDocument* last = nullptr;
-    std::uint32_t id = 0;
+    // Many points share one document object, whose name, which may be long, need not be asked for again.
+    std::unordered_map<const com::ISymUnmanagedDocument*, std::uint32_t> ids{{nullptr, 0}};
     for (const auto& document : points.documents) {
-        if (document.get() != last) {
-            id = document ? enter_document(document) : 0;
-            last = document.get();
-        }
-        document_ids.push_back(id);
+        const auto [entry, is_new] = ids.try_emplace(document.get());
+        if (is_new) entry->second = enter_document(document);
+        document_ids.push_back(entry->second);
     }
     start_lines = std::move(points.start_lines);
     start_columns = std::move(points.start_columns);

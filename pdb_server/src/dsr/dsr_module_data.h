@@ -36,7 +36,6 @@ private:
     struct document_traits {
         using key_hash = std::hash<std::wstring>;
         static const std::wstring& key(const std::shared_ptr<document_data>& value) { return value->url; }
-        static const char* const insert_or_throw_signature;
     };
 
     std::uint32_t enter_document(const com_hld<com::ISymUnmanagedDocument>& document);

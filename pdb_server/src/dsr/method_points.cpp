@@ -71,13 +71,15 @@ method_points read_points(const com_hld<com::ISymUnmanagedReader>& reader, std::
          {&points.offsets, &points.start_lines, &points.start_columns, &points.end_lines, &points.end_columns})
         field->resize(count);
     ULONG32 given = 0;
-    check_points(
+    const HRESULT result =
         (*method)->GetSequencePoints(count, &given, points.offsets.data(), documents.data(), points.start_lines.data(),
-                                     points.start_columns.data(), points.end_lines.data(), points.end_columns.data()),
-        "struct qv::profiler::pdb_server::method_points __cdecl qv::profiler::pdb_server::read_points(const "
-        "class qv::com_hld<struct qv::com::ISymUnmanagedReader> &,unsigned int)");
-    // Every document that was given is owned now, also one beyond the count.
+                                     points.start_columns.data(), points.end_lines.data(), points.end_columns.data());
+    // Every document that the reader put there is owned before anything is asked: also those of a call that failed in
+    // the middle, and those beyond the count.
     for (auto* document : documents) points.documents.emplace_back(document);
+    check_points(result,
+                 "struct qv::profiler::pdb_server::method_points __cdecl qv::profiler::pdb_server::read_points(const "
+                 "class qv::com_hld<struct qv::com::ISymUnmanagedReader> &,unsigned int)");
     shorten(given, points.offsets, points.documents, points.start_lines, points.start_columns, points.end_lines,
             points.end_columns);
     return points;

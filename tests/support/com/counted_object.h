@@ -50,7 +50,7 @@ public:
 
 protected:
     // Whether the id is that of the first interface, which may be a class over it.
-    virtual bool matches(REFIID id) const = 0;
+    virtual bool matches(REFIID) const { return false; }
 
     com_script& script_;
 

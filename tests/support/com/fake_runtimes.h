@@ -39,16 +39,6 @@ public:
         if (!IsEqualGUID(class_id, com::clsid_metadata_dispenser)) return E_INVALIDARG;
         return machine_.interface_of_runtime->QueryInterface(id, result);
     }
-    HRESULT STDMETHODCALLTYPE GetRuntimeDirectory() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsLoaded() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE LoadErrorString() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE LoadLibrary() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetProcAddress() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsLoadable() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetDefaultStartupFlags() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetDefaultStartupFlags() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE BindAsLegacyV2Runtime() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsStarted() override { return E_NOTIMPL; }
 
 private:
     bool matches(REFIID id) const override {
@@ -75,8 +65,6 @@ public:
     HRESULT STDMETHODCALLTYPE Clone(IEnumUnknown**) override { return E_NOTIMPL; }
 
 private:
-    bool matches(REFIID) const override { return false; }
-
     fake_machine& machine_;
     std::size_t next_ = 0;
 };
@@ -91,12 +79,6 @@ public:
         *runtimes = new fake_enumerator(machine_);
         return S_OK;
     }
-    HRESULT STDMETHODCALLTYPE GetRuntime() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetVersionFromFile() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE EnumerateLoadedRuntimes() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE RequestRuntimeLoadedNotification() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE QueryLegacyV2RuntimeBinding() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE ExitProcess() override { return E_NOTIMPL; }
 
 private:
     bool matches(REFIID id) const override { return IsEqualGUID(id, com::iid_of<com::ICLRMetaHost>); }
