@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "qv/diagnostics/exception.h"
+#include "qv/diagnostics/work_counter.h"
 
 namespace qv::fuzz {
 
@@ -27,7 +28,8 @@ enum class outcome { rejected, accepted };
 struct target {
     const char* name;
     outcome (*run)(const unsigned char* data, std::size_t size);
-    std::vector<bytes> (*seeds)();  // inputs that are accepted
+    std::vector<bytes> (*seeds)();             // inputs that are accepted
+    std::vector<bytes> (*costly)() = nullptr;  // inputs made to cost much, accepted or not
 };
 
 // The target of this program; each target's source defines it.
@@ -57,10 +59,18 @@ outcome attempt(Action&& action) {
     }
 }
 
+// Runs the action, which may take so many steps.
+template <class Action>
+void require_work_within(std::uint64_t steps, Action&& action) {
+    [[maybe_unused]] const std::uint64_t before = work_done;
+    std::forward<Action>(action)();
+    require(work_done - before <= steps, "work is in proportion to the input");
+}
+
 }  // namespace qv::fuzz
 
-#define QV_FUZZ_TARGET(name, run, seeds)                                                \
-    const qv::fuzz::target qv::fuzz::the_target = {name, run, seeds};                   \
+#define QV_FUZZ_TARGET(name, run, ...)                                                  \
+    const qv::fuzz::target qv::fuzz::the_target = {name, run, __VA_ARGS__};             \
     extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) { \
         run(data, size);                                                                \
         return 0;                                                                       \

@@ -64,8 +64,8 @@ public:
     explicit core_stream_adapter(IReadSeekCoreStream& stream) : stream_(stream), base_(stream.GetPosition()) {}
 
     void read(void* destination, std::uint64_t size) {
-        count_work(size);
         stream_.Read(destination, size);
+        count_work(size);
     }
     void seek(std::int64_t position);
     std::uint64_t remaining();

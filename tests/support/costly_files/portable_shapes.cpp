@@ -70,9 +70,9 @@ costly_files entries_in_no_section(const std::string& name, std::size_t entries)
     return {std::move(image.data), {}};
 }
 
-// Debug entries that all have the same 4 MB.
+// Debug entries that all have the same data, which is larger than they are.
 costly_files entries_on_one_data(const std::string& name, std::size_t entries) {
-    constexpr std::size_t shared = 4'000'000;
+    const std::size_t shared = entries * 66;
     pe_builder builder = image_of(name).debug_entry(2, 0x504D, stamp, noise(shared));
     for (std::size_t i = 1; i < entries; ++i) builder.debug_entry(2, 0x504D, stamp, {});
     pe_image image = builder.build();

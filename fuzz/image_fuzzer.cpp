@@ -1,0 +1,60 @@
+// Reads the input as a PE image and loads the portable PDB that is embedded in it.
+#include <cstring>
+
+#include "core/src/stream/MemoryBlockStream.h"
+#include "fuzz/fuzz_target.h"
+#include "fuzz/sample_pdb.h"
+#include "pdb_server/src/pdb_processor_ppdb.h"
+#include "tests/support/costly_files/costly_files.h"
+
+namespace qv::fuzz {
+namespace {
+
+// What an embedded PDB may expand to, and that each of its bytes is met a few times.
+constexpr std::uint64_t expanded(std::size_t size) {
+    return 4 * ((16u << 20) + std::uint64_t{64} * size);
+}
+
+void check(const portable_executable::image_data& image, std::size_t size) {
+    require(image.metadata.size() >= 20 && image.metadata.size() <= size, "metadata is part of the file");
+    require(std::memcmp(image.metadata.data(), "BSJB", 4) == 0, "metadata has its signature");
+    std::uint64_t debug_data = 0;
+    for (const auto& entry : image.debug_entries) {
+        require(entry.Type == 2 || entry.Type == 17, "only entries that lead to symbols are kept");
+        debug_data += entry.data.size();
+    }
+    require(debug_data <= size, "debug data is no larger than the file");
+}
+
+outcome run(const unsigned char* data, std::size_t size) {
+    portable_executable::image_data image;
+    auto result = outcome::rejected;
+    require_work_within(std::uint64_t{16} * size + 1000, [&] {
+        MemoryBlockStream stream(data, size);
+        portable_executable::core_stream_adapter adapter(stream);
+        result = attempt([&] { read_image_data(adapter, image); });
+    });
+    if (result == outcome::rejected) return result;
+    check(image, size);
+    require_work_within(expanded(size), [&] {
+        attempt([&] { profiler::pdb_server::try_load_module({}, image, [](const auto&...) {}); });
+    });
+    return result;
+}
+
+std::vector<bytes> seeds() {
+    return {sample_image(test::pe_kind::pe32).build().data, sample_image(test::pe_kind::pe32_plus).build().data,
+            test::pe_builder().metadata(test::image_metadata(sample_mvid).build()).further_directories(2).build().data};
+}
+
+std::vector<bytes> costly() {
+    std::vector<bytes> result;
+    for (const auto& shape : test::portable_costly_shapes())
+        if (shape.name != "EmbeddedVoid") result.push_back(shape.make_files(100).image);
+    return result;
+}
+
+}  // namespace
+}  // namespace qv::fuzz
+
+QV_FUZZ_TARGET("image", qv::fuzz::run, qv::fuzz::seeds, qv::fuzz::costly)
