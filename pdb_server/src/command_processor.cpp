@@ -11,6 +11,9 @@ constexpr const char* source = command_processor_source;
 // Far beyond any list that a client means.
 constexpr std::size_t most_search_paths = 1u << 20;
 
+// Bytes that a connection keeps for its next packet; a greater buffer goes back when its command is over.
+constexpr std::size_t kept_payload = 1u << 20;
+
 void dispatch(unsigned char code, const std::vector<unsigned char>& payload, packet_writer* writer,
               pdb_processor& processor, bool& quit) {
     switch (static_cast<pdb_bridge_answer>(code)) {
@@ -85,6 +88,7 @@ void process_commands(const std::function<bool()>& stop, const std::function<boo
         if (!wait(wait_milliseconds)) continue;
         const unsigned char code = reader->receive(&payload);
         dispatch(code, payload, writer, processor, quit);
+        if (payload.capacity() > kept_payload) std::vector<unsigned char>().swap(payload);
     }
     processor.terminate();
 }

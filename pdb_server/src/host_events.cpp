@@ -20,13 +20,23 @@ handle_hld open_or_create(const std::wstring& name) {
     return event;
 }
 
+handle_hld open_ready_event(const std::wstring& name) {
+    return handle_hld(OpenEventW(EVENT_MODIFY_STATE, FALSE, name.c_str()));
+}
+
+// A name that leads nowhere cannot have been created either.
+bool is_absent(DWORD error) {
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+}
+
 }  // namespace
 
 bool set_external_ready_signal(const std::wstring& pipe) {
     const std::wstring name = pipe + L"_ready";
-    const handle_hld event(OpenEventW(EVENT_MODIFY_STATE, FALSE, name.c_str()));
-    // A name that leads nowhere cannot have been created either.
-    if (!event && (GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_PATH_NOT_FOUND)) return false;
+    handle_hld event = open_ready_event(name);
+    // A host in another session shares no other names with the server than these.
+    if (!event && is_absent(GetLastError())) event = open_ready_event(L"Global\\" + name);
+    if (!event && is_absent(GetLastError())) return false;
     if (!event || !SetEvent(event.get()))
         throw_win32_error(
             "Can't set event", GetLastError(),

@@ -8,8 +8,9 @@
 
 namespace qv::profiler::pdb_server {
 
-// Sets the event named `pipe` + "_ready". Answers false when nobody has created it: then nobody waits for it. Throws
-// "Can't set event".
+// Sets the event named `pipe` + "_ready"; where there is none of that name in the server's own session, the one named
+// "Global\" + `pipe` + "_ready". Answers false when nobody has created either: then nobody waits. Throws "Can't set
+// event".
 bool set_external_ready_signal(const std::wstring& pipe);
 
 // The host's request to stop. Any thread may ask.

@@ -1,6 +1,7 @@
 // Entry point: prepares what the whole process needs and serves the pipe until it is told to stop.
 #include <windows.h>
 
+#include <new>
 #include <string>
 #include <vector>
 
@@ -67,18 +68,25 @@ void serve(const server_options& options) {
     }
 }
 
-// Tells of the exception being handled.
+// The first line is for whoever started the server, the rest for whoever has to find out why it did not run.
+void tell_exception(const std::string& text, const std::string& details) {
+    write_text(console_stream::output, "Exception: " + text + "\n");
+    if (!details.empty()) write_text(console_stream::error, details);
+}
+
+// Tells of the exception being handled. Failures that are not the program's own have no text that its host knows.
 void report_exception() noexcept {
     log::write_error();
     try {
-        const auto description = describe_current_exception("Unknown exception");
-        write_text(console_stream::output, "Exception: " + description.text + "\n");
-        if (description.continuation) write_text(console_stream::error, *description.continuation + "\n");
         throw;
     } catch (const exception& error) {
-        write_text(console_stream::error, diagnostic_text(error));
+        tell_exception(one_line_text(error), diagnostic_text(error));
+    } catch (const std::bad_alloc&) {
+        tell_exception("Out of memory", "");
     } catch (...) {
-        // Nothing more is known of it.
+        const auto description = describe_current_exception();
+        tell_exception("Unknown exception",
+                       description.text + "\n" + (description.continuation ? *description.continuation + "\n" : ""));
     }
 }
 

@@ -16,7 +16,6 @@ constexpr const char* function =
     "&,const class std::function<void __cdecl(void)> &)";
 
 constexpr DWORD tick_ms = 100;
-constexpr unsigned abandon_after_ticks = 2;
 constexpr unsigned report_every_ticks = 3;
 constexpr std::uint32_t longest_pause_ticks = 10;
 
@@ -57,10 +56,10 @@ void write_shutdown_record(const char* result, DWORD start) {
 
 void shut_down(pipe_manager_state& state) noexcept {
     write_host_record(context, "shutdowning");
+    SetEvent(state.stop_event.get());
     const DWORD start = GetTickCount();
     for (unsigned ticks = 1; state.unfinished_count != 0; ++ticks) {
         Sleep(tick_ms);
-        if (ticks == abandon_after_ticks) SetEvent(state.abandon_event.get());
         if (ticks % report_every_ticks == 0) write_shutdown_record("shutdowning", start);
     }
     // Cut short on purpose: readers of the log know the word as it stands.
@@ -70,8 +69,8 @@ void shut_down(pipe_manager_state& state) noexcept {
 }  // namespace
 
 pipe_manager_state::pipe_manager_state(const pipe_manager_params& parameters)
-    : params(parameters), abandon_event(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
-    if (!abandon_event)
+    : params(parameters), stop_event(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
+    if (!stop_event)
         throw_win32_error("Can't create event", GetLastError(), function, "pdb_server/src/pipe_manager", __LINE__);
 }
 

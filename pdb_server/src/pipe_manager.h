@@ -28,9 +28,9 @@ struct pipe_manager_params {
         process_commands;
 };
 
-// Runs until `params.stop` answers true and every worker has ended. Clients that are in a conversation then have 200 ms
-// to end it; after that no worker waits for its client any more. `ready` is called once, on the calling thread, as soon
-// as the first worker waits for a client or the stop has come before.
+// Runs until `params.stop` answers true and every worker has ended. A client that is being sent an
+// answer, or has sent part of a command, is then still waited for as long as stop_grace says. `ready` is called once,
+// on the calling thread, as soon as the first worker waits for a client or the stop has come before.
 //
 // Throws what kept the first worker from waiting at all, and what `ready` throws, after every worker has ended. Later
 // failures are logged and made good.

@@ -30,8 +30,8 @@ public:
     // is recorded, and nothing of this object used, once it has returned.
     std::atomic<std::uint32_t> unfinished_count{0};
 
-    // Signalled when clients are not waited for any more.
-    const handle_hld abandon_event;
+    // Signalled when the shutdown begins: from then on clients are waited for only so long.
+    const handle_hld stop_event;
 
     // Workers ask before every command and in every turn of a search, so this costs them no call of the system: the
     // manager asks the host for them, ten times a second.

@@ -59,7 +59,7 @@ private:
 
 class worker {
 public:
-    explicit worker(pipe_manager_state& state) : state_(state), pipe_(state.abandon_event.get()) {}
+    explicit worker(pipe_manager_state& state) : state_(state), pipe_(state.stop_event.get()) {}
 
     void run() {
         std::srand(GetTickCount());

@@ -96,15 +96,16 @@ TEST_F(Locate, EveryRecordIsTried) {
 TEST_F(Locate, SymbolServerElementsGoToTheServer) {
     const auto stored = write("store/module.pdb");
     std::vector<std::wstring> asked;
-    search.search_path = L"SRV*https://symbols.example;cache*C:\\cache;srv;symsrv*x.dll*y;SymSrv*symsrv.dll*z";
-    search.server = [&](const std::wstring& parameters, const codeview_record& record) -> std::optional<fs::path> {
-        asked.push_back(parameters);
+    search.search_path = L"SRV*https://symbols.example;cache*C:\\cache;srv;symsrv*x.dll*y";
+    search.server = [&](const std::wstring& element, const codeview_record& record) -> std::optional<fs::path> {
+        asked.push_back(element);
         EXPECT_EQ(record.file_name(), L"module.pdb");
-        if (parameters.ends_with(L"z")) return stored;
+        if (element.starts_with(L"symsrv*")) return stored;
         return std::nullopt;
     };
     EXPECT_EQ(locate_pdb(search).path, stored);
-    EXPECT_EQ(asked, (std::vector<std::wstring>{L"https://symbols.example", L"C:\\cache", L"C:\\cache*z"}));
+    EXPECT_EQ(asked,
+              (std::vector<std::wstring>{L"SRV*https://symbols.example", L"cache*C:\\cache", L"symsrv*x.dll*y"}));
     asked.clear();
     search.policy = search_original_path | search_reference_path;
     EXPECT_EQ(failure(), "PDB file not found, 806d0005");

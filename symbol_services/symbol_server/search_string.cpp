@@ -27,18 +27,18 @@ bool is_this_library(std::wstring_view library) {
     return equal_ignoring_case(library, L"symsrv.dll") || equal_ignoring_case(library, L"symsrv");
 }
 
-tier make_tier(std::wstring_view location, std::wstring_view default_store) {
+tier make_tier(std::wstring_view location, const std::wstring& default_store) {
     if (location.empty()) return {tier::kind::directory, default_store};
     auto type = tier::kind::directory;
     if (location.find(L"://") != std::wstring_view::npos)
         type = tier::kind::remote;
     else if (is_device_path(location) || location.find(L'\0') != std::wstring_view::npos)
         type = tier::kind::unsupported;
-    return {type, location};
+    return {type, std::wstring(location)};
 }
 
-std::vector<tier> make_tiers(std::wstring_view text, std::wstring_view default_store) {
-    std::vector<tier> tiers;
+tier_chain make_tiers(std::wstring_view text, const std::wstring& default_store) {
+    tier_chain tiers;
     for (const auto location : split(text, L'*')) tiers.push_back(make_tier(location, default_store));
     return tiers;
 }
@@ -53,21 +53,26 @@ std::wstring_view take_library(std::wstring_view& text) {
 
 }  // namespace
 
-std::vector<element> parse_search_string(std::wstring_view text, std::wstring_view default_store) {
-    if (text.empty()) return {{make_tiers(text, default_store), false}};
+std::vector<tier_chain> parse_search_string(std::wstring_view text, const std::wstring& default_store) {
+    if (text.empty()) return {make_tiers(text, default_store)};
 
-    std::vector<element> elements;
-    for (auto part : split(text, L';')) {
-        if (part.empty()) continue;
-        const bool is_cache = take_prefix(part, L"cache*");
-        if (!is_cache && take_prefix(part, L"symsrv*")) {
-            if (!is_this_library(take_library(part))) continue;
+    std::vector<tier_chain> chains;
+    tier_chain cache;
+    for (auto element : split(text, L';')) {
+        if (element.empty()) continue;
+        const bool is_cache = take_prefix(element, L"cache*");
+        if (!is_cache && take_prefix(element, L"symsrv*")) {
+            if (!is_this_library(take_library(element))) continue;
         } else if (!is_cache) {
-            take_prefix(part, L"srv*");
+            take_prefix(element, L"srv*");
         }
-        elements.push_back({make_tiers(part, default_store), is_cache});
+        auto chain = cache;
+        const auto tiers = make_tiers(element, default_store);
+        chain.insert(chain.end(), tiers.begin(), tiers.end());
+        if (is_cache && cache.empty()) cache.push_back(tiers.front());
+        chains.push_back(std::move(chain));
     }
-    return elements;
+    return chains;
 }
 
 }  // namespace qv::symbol_store

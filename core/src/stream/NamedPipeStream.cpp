@@ -28,7 +28,13 @@ constexpr const char* wait_failed = "Failed to wait operation to be completed";
 
 constexpr std::uint64_t largest_transfer = 16384;
 constexpr DWORD connect_step_ms = 100;
+
+// A busy conversation never sleeps between its peeks, and one that has gone quiet only for a moment. An idle one leaves
+// the processor alone; its pause is still shorter than the tick of 15.6 ms that any sleep takes where nobody has asked
+// the system for a finer one.
 constexpr unsigned peeks_without_sleep = 1024;
+constexpr DWORD quiet_pause_ms = 1;
+constexpr DWORD idle_pause_ms = 10;
 
 handle_hld create_manual_event() {
     handle_hld event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
@@ -69,6 +75,7 @@ void NamedPipeStream::Create(const std::wstring& name, file_access access, bool 
                    : open_client_end(path, access, security)));
     if (!pipe_) throw_win32_error(create_failed, GetLastError(), create_function, source_name, __LINE__);
     server_end_ = server_end;
+    ExpectData();
 }
 
 void NamedPipeStream::RequireServerEnd(const char* function) const {
@@ -80,7 +87,11 @@ bool NamedPipeStream::Connect(std::uint32_t timeout) {
     RequireServerEnd(connect_function);
     const DWORD start = GetTickCount();
     do {
-        if (ConnectStep(connect_function)) return true;
+        if (ConnectStep(connect_function)) {
+            grace_.renew();
+            ExpectData();
+            return true;
+        }
     } while (GetTickCount() - start < timeout);
     return false;
 }
@@ -104,18 +115,37 @@ bool NamedPipeStream::ConnectStep(const char* function) {
     return false;
 }
 
+void NamedPipeStream::ExpectData() noexcept {
+    quick_peeks_ = peeks_without_sleep - 1;
+    pause_ms_ = quiet_pause_ms;
+}
+
 bool NamedPipeStream::WaitForDataToRead(std::uint32_t timeout) {
     if (!pipe_) throw_error(pipe_has_been_closed, wait_function, source_name, __LINE__);
     const DWORD start = GetTickCount();
-    for (unsigned peeks = 0;; ++peeks) {
-        // A busy conversation never sleeps, an idle one soon leaves the processor alone.
-        if (peeks >= peeks_without_sleep) Sleep(1);
-        DWORD available = 0;
-        if (!PeekNamedPipe(pipe_.get(), nullptr, 0, nullptr, &available, nullptr))
-            throw_win32_error("Failed to check data for reading", GetLastError(), wait_function, source_name, __LINE__);
-        if (available != 0) return true;
-        if (GetTickCount() - start >= timeout) return false;
+    for (;;) {
+        if (HasData()) {
+            ExpectData();
+            return true;
+        }
+        const DWORD elapsed = GetTickCount() - start;
+        if (elapsed >= timeout) {
+            quick_peeks_ = 0;
+            pause_ms_ = idle_pause_ms;
+            return false;
+        }
+        if (quick_peeks_ != 0)
+            --quick_peeks_;
+        else
+            Sleep(std::min(pause_ms_, timeout - elapsed));
     }
+}
+
+bool NamedPipeStream::HasData() const {
+    DWORD available = 0;
+    if (!PeekNamedPipe(pipe_.get(), nullptr, 0, nullptr, &available, nullptr))
+        throw_win32_error("Failed to check data for reading", GetLastError(), wait_function, source_name, __LINE__);
+    return available != 0;
 }
 
 void NamedPipeStream::Read(void* destination, std::uint64_t count) {
@@ -149,29 +179,29 @@ void NamedPipeStream::Transfer(const direction& way, HANDLE event, void* bytes, 
     if (!pipe_) throw_error(pipe_has_been_closed, way.function, source_name, __LINE__);
     if (event == nullptr) throw_error(way.event_closed, way.function, source_name, __LINE__);
     auto* next = static_cast<unsigned char*>(bytes);
+    stop_grace::transfer transfer(grace_);
     while (count != 0) {
         const auto part = static_cast<std::uint32_t>(std::min(count, largest_transfer));
-        const std::uint32_t transferred = TransferOnce(way, event, next, part);
+        const std::uint32_t transferred = TransferOnce(way, event, next, part, transfer);
         if (transferred == 0) throw_error(way.nothing_transferred, way.function, source_name, __LINE__);
         next += transferred;
         count -= transferred;
         // A peer that is never short of data must not hold up a stop either.
-        if (count != 0 && StopRequested())
+        if (count != 0 && transfer.is_over())
             throw_win32_error(wait_failed, ERROR_OPERATION_ABORTED, way.function, source_name, __LINE__);
     }
 }
 
 // Leaves only when the operation is over: the system writes to `operation` and `bytes` until then.
-std::uint32_t NamedPipeStream::TransferOnce(const direction& way, HANDLE event, void* bytes, std::uint32_t count) {
+std::uint32_t NamedPipeStream::TransferOnce(const direction& way, HANDLE event, void* bytes, std::uint32_t count,
+                                            stop_grace::transfer& transfer) {
     ResetEvent(event);
     OVERLAPPED operation{};
     operation.hEvent = event;
     if (!way.start(pipe_.get(), bytes, count, &operation)) {
         const DWORD error = GetLastError();
         if (error != ERROR_IO_PENDING) throw_win32_error(way.failed, error, way.function, source_name, __LINE__);
-        const HANDLE handles[] = {event, stop_event_};
-        if (stop_event_ != nullptr && WaitForMultipleObjects(2, handles, FALSE, INFINITE) != WAIT_OBJECT_0)
-            CancelIo(pipe_.get());
+        if (!transfer.wait(event)) CancelIo(pipe_.get());
     }
     DWORD transferred = 0;
     if (!GetOverlappedResult(pipe_.get(), &operation, &transferred, TRUE))
@@ -181,11 +211,11 @@ std::uint32_t NamedPipeStream::TransferOnce(const direction& way, HANDLE event, 
 
 void NamedPipeStream::Flush() {
     if (!pipe_) throw_error(pipe_closed, flush_function, source_name, __LINE__);
-    if (StopRequested()) return;
+    if (grace_.next_wait() == 0) return;
     DWORD error = ERROR_SUCCESS;
     {
         std::optional<synchronous_io_canceller> canceller;
-        if (stop_event_ != nullptr) canceller.emplace(stop_event_);
+        if (grace_.stop_event() != nullptr) canceller.emplace(grace_.stop_event(), grace_.next_wait());
         if (!FlushFileBuffers(pipe_.get())) error = GetLastError();
     }
     if (error != ERROR_SUCCESS)
@@ -203,10 +233,6 @@ void NamedPipeStream::Close() noexcept {
     connect_event_.reset();
     read_event_.reset();
     write_event_.reset();
-}
-
-bool NamedPipeStream::StopRequested() const noexcept {
-    return stop_event_ != nullptr && WaitForSingleObject(stop_event_, 0) == WAIT_OBJECT_0;
 }
 
 }  // namespace qv

@@ -9,6 +9,7 @@
 
 #include "common/holders.h"
 #include "core/src/stream/CoreStreams.h"
+#include "core/src/stream/stop_grace.h"
 
 namespace qv {
 
@@ -22,9 +23,9 @@ public:
     static constexpr std::uint32_t buffer_size = 256;        // bytes, for each direction
     static constexpr std::uint32_t default_time_out = 1000;  // milliseconds
 
-    // `stop_event`: a manual-reset event that outlives the stream, or null. While it is signalled Read, Write and Flush
-    // do not wait for the peer any more.
-    explicit NamedPipeStream(HANDLE stop_event = nullptr) noexcept : stop_event_(stop_event) {}
+    // `stop_event`: a manual-reset event that outlives the stream, or null. Once it is signalled Read, Write and Flush
+    // wait for the peer only as long as stop_grace says, and after that not at all.
+    explicit NamedPipeStream(HANDLE stop_event = nullptr) noexcept : grace_(stop_event) {}
     NamedPipeStream(const NamedPipeStream&) = delete;
     NamedPipeStream& operator=(const NamedPipeStream&) = delete;
 
@@ -39,19 +40,20 @@ public:
     // "Failed to wait operation to be completed".
     bool Connect(std::uint32_t timeout);
 
-    // Answers whether a byte can be read, waiting up to `timeout` milliseconds for one. Throws "Pipe has been closed"
-    // and "Failed to check data for reading".
+    // Answers whether a byte can be read, waiting up to `timeout` milliseconds for one. Answers at once while the
+    // conversation is busy, and with a delay of up to 10 ms after a wait in which nothing came. Throws "Pipe has been
+    // closed" and "Failed to check data for reading".
     bool WaitForDataToRead(std::uint32_t timeout);
 
     // Transfer exactly `count` bytes, at most 16,384 at once. Throw "Pipe has been closed", "Read pipe event has been
     // closed", "Can't read data", "No data to read" ("Write pipe event has been closed", "Can't write data", "Zero
     // length data has been written"), and "Failed to wait operation to be completed", with ERROR_OPERATION_ABORTED
-    // where the stop event ended the transfer.
+    // where the time after the stop was over.
     void Read(void* destination, std::uint64_t count) override;
     void Write(const void* source, std::uint64_t count) override;
 
-    // Waits until the client has read everything. Once the stop event is signalled it does nothing, and a flush that is
-    // under way fails with ERROR_OPERATION_ABORTED. Throws "Pipe is closed" and "Can't flush named pipe".
+    // Waits until the client has read everything; with ERROR_OPERATION_ABORTED where the time after the stop was over,
+    // and not at all where it had been over before. Throws "Pipe is closed" and "Can't flush named pipe".
     void Flush();
 
     // Ends the client's connection: what it has not read is lost, and Connect may take the next one. Throws "Pipe is
@@ -64,13 +66,17 @@ private:
     struct direction;
 
     void Transfer(const direction& way, HANDLE event, void* bytes, std::uint64_t count);
-    std::uint32_t TransferOnce(const direction& way, HANDLE event, void* bytes, std::uint32_t count);
+    std::uint32_t TransferOnce(const direction& way, HANDLE event, void* bytes, std::uint32_t count,
+                               stop_grace::transfer& transfer);
     bool ConnectStep(const char* function);
+    void ExpectData() noexcept;
+    bool HasData() const;
     void RequireServerEnd(const char* function) const;
-    bool StopRequested() const noexcept;
 
-    HANDLE stop_event_;
+    stop_grace grace_;
     bool server_end_ = false;
+    unsigned quick_peeks_ = 0;  // left until the next data comes
+    DWORD pause_ms_ = 0;        // between the peeks after those
     handle_hld pipe_;
     handle_hld connect_event_;
     handle_hld read_event_;

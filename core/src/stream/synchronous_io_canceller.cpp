@@ -7,17 +7,27 @@ namespace {
 
 constexpr DWORD retry_ms = 10;
 
+[[noreturn]] void fail(DWORD code) {
+    throw_win32_error("Can't watch stop event", code,
+                      "__cdecl synchronous_io_canceller::synchronous_io_canceller(void *)",
+                      "core/src/stream/synchronous_io_canceller", __LINE__);
+}
+
+// The code of a refusal is read before the next call of the system.
+handle_hld own(HANDLE handle) {
+    if (handle == nullptr) fail(GetLastError());
+    return handle_hld(handle);
+}
+
 }  // namespace
 
-synchronous_io_canceller::synchronous_io_canceller(HANDLE stop_event)
-    : thread_(OpenThread(THREAD_TERMINATE, FALSE, GetCurrentThreadId())),
-      done_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
-    if (!thread_ || !done_ ||
-        !RegisterWaitForSingleObject(&wait_, stop_event, &cancel, this, INFINITE,
+synchronous_io_canceller::synchronous_io_canceller(HANDLE stop_event, DWORD delay_milliseconds)
+    : delay_(delay_milliseconds),
+      thread_(own(OpenThread(THREAD_TERMINATE, FALSE, GetCurrentThreadId()))),
+      done_(own(CreateEventW(nullptr, TRUE, FALSE, nullptr))) {
+    if (!RegisterWaitForSingleObject(&wait_, stop_event, &cancel, this, INFINITE,
                                      WT_EXECUTEONLYONCE | WT_EXECUTELONGFUNCTION))
-        throw_win32_error("Can't watch stop event", GetLastError(),
-                          "__cdecl synchronous_io_canceller::synchronous_io_canceller(void *)",
-                          "core/src/stream/synchronous_io_canceller", __LINE__);
+        fail(GetLastError());
 }
 
 synchronous_io_canceller::~synchronous_io_canceller() {
@@ -26,13 +36,12 @@ synchronous_io_canceller::~synchronous_io_canceller() {
     UnregisterWaitEx(wait_, INVALID_HANDLE_VALUE);
 }
 
-// The event may be signalled before the thread has entered its call, when there is nothing to cancel yet; so this goes
-// on until the call is over.
+// The time may be over before the thread has entered its call, when there is nothing to cancel yet; so this goes on
+// until the call is over.
 void synchronous_io_canceller::cancel(void* self, BOOLEAN) {
     const auto& guard = *static_cast<const synchronous_io_canceller*>(self);
-    do {
+    for (DWORD pause = guard.delay_; WaitForSingleObject(guard.done_.get(), pause) == WAIT_TIMEOUT; pause = retry_ms)
         CancelSynchronousIo(guard.thread_.get());
-    } while (WaitForSingleObject(guard.done_.get(), retry_ms) == WAIT_TIMEOUT);
 }
 
 }  // namespace qv

@@ -5,12 +5,12 @@
 
 namespace qv {
 
-// While it lives, a signalled event cancels the synchronous I/O of the thread that made it: the call fails with
-// ERROR_OPERATION_ABORTED. Only the call to be guarded belongs into its lifetime.
+// While it lives, a signalled event cancels, after a delay, the synchronous I/O of the thread that made it: the call
+// fails with ERROR_OPERATION_ABORTED. Only the call to be guarded belongs into its lifetime.
 class synchronous_io_canceller {
 public:
     // Neither owns the event nor keeps it signalled. Throws "Can't watch stop event".
-    explicit synchronous_io_canceller(HANDLE stop_event);
+    synchronous_io_canceller(HANDLE stop_event, DWORD delay_milliseconds);
     ~synchronous_io_canceller();
     synchronous_io_canceller(const synchronous_io_canceller&) = delete;
     synchronous_io_canceller& operator=(const synchronous_io_canceller&) = delete;
@@ -18,8 +18,9 @@ public:
 private:
     static void CALLBACK cancel(void* self, BOOLEAN timed_out);
 
-    handle_hld thread_;
-    handle_hld done_;
+    const DWORD delay_;
+    const handle_hld thread_;
+    const handle_hld done_;
     HANDLE wait_ = nullptr;
 };
 
