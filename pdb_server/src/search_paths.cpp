@@ -1,21 +1,12 @@
 #include "pdb_server/src/search_paths.h"
 
-#include <boost/algorithm/string/predicate.hpp>
-
+#include "common/symbol_server/search_elements.h"
 #include "qv/text/path.h"
 
 namespace qv::profiler::pdb_server {
-namespace {
-
-// The prefixes are the same characters in a path's own encoding on every system.
-bool begins_with(const boost::filesystem::path& element, const char* prefix) {
-    return boost::algorithm::istarts_with(element.native(), prefix);
-}
-
-}  // namespace
 
 bool is_symbol_server_element(const boost::filesystem::path& element) {
-    return begins_with(element, "srv*") || begins_with(element, "symsrv*") || begins_with(element, "cache*");
+    return symbol_server::is_server_element(element.native());
 }
 
 std::wstring search_path_pieces::next() {
@@ -25,7 +16,8 @@ std::wstring search_path_pieces::next() {
         if (count != 0 && piece.size() + element.size() >= most_characters) break;
         if (count != 0) piece += L';';
         piece += element;
-        if (begins_with(elements_[next_], "cache*") && caches_.size() + element.size() < most_characters / 2)
+        if (symbol_server::is_cache_element(elements_[next_].native()) &&
+            caches_.size() + element.size() < most_characters / 2)
             caches_ += element + L';';
     }
     return piece;

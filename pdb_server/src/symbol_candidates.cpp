@@ -5,6 +5,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "common/symbol_server/search_elements.h"
 #include "core/src/bridges/bridge_protocol.h"
 #include "qv/diagnostics/log.h"
 #include "qv/diagnostics/log_keys.h"
@@ -24,9 +25,9 @@ path extension_directory(const path& image) {
     return text::to_path(extension.empty() ? extension : extension.substr(1));
 }
 
-void log_forbidden(const path& element) {
+void log_passed_over(const path& element, const char* reason) {
     log::Logger::instance().record(log::component::PdbGt, [&](log::TextStream& out) {
-        out.text("PP::LoadModule").key(log::key::result).text("forbidden_by_policy");
+        out.text("PP::LoadModule").key(log::key::result).text(reason);
         out.key(log::key::path).quoted(text::to_wide(element));
     });
 }
@@ -54,7 +55,7 @@ public:
         if (!seen_.insert(element.native()).second) return false;
         if (!is_symbol_server_element(element)) return in_directory(element);
         if ((search_.policy & policy_symbol_server) != 0) return on_server(element);
-        log_forbidden(element);
+        log_passed_over(element, "forbidden_by_policy");
         return false;
     }
 
@@ -81,8 +82,12 @@ private:
     }
 
     bool on_server(const path& element) {
-        const path found =
-            search_.services.find_symbol_file(text::to_wide(element), name_, pdb_guid_, portable_pdb_age);
+        const auto parameters = servers_.next(text::to_wide(element));
+        if (!parameters) {
+            log_passed_over(element, "other_library");
+            return false;
+        }
+        const path found = search_.services.find_symbol_file(*parameters, name_, pdb_guid_, portable_pdb_age);
         return !found.empty() && offer(found);
     }
 
@@ -91,6 +96,7 @@ private:
     const GUID& pdb_guid_;
     const candidate_visitor& visit_;
     const path file_, extension_, store_key_;
+    symbol_server::element_walk servers_;
     std::vector<path> first_;
     // Of the elements, not of the places: the list may be very long.
     std::unordered_set<std::basic_string_view<path::value_type>> seen_;

@@ -22,7 +22,7 @@ std::wstring recorded_file_name(const std::wstring& recorded_path);
 //   F beside the image, then in "symbols" beside the image
 //   for each element E of the search paths: for a directory E\F, E\symbols\F, E\<ext>\F, E\symbols\<ext>\F (ext being
 //   the image's extension) and the store layout E\F\<GUID>FFFFFFFF\F; for a symbol-server specification, if the policy
-//   permits, what the symbol-server library answers; if it does not, the log says so
+//   permits and it names no other library, what the symbol-server library answers; else the log says why not
 // An element that came before is not gone through again, nor is a place that was offered before the first element.
 struct symbol_candidates {
     const boost::filesystem::path& image;

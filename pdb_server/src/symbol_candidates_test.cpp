@@ -29,14 +29,14 @@ class SymbolCandidates : public ::testing::Test {
 protected:
     std::vector<path> offered(const std::wstring& recorded, std::size_t stop_after = 1000) {
         const path image = rooted("app/bin/App.dll");
-        const platform_services services = {
-            nullptr, [this](const std::wstring& element, const std::wstring& file, const GUID& id, std::uint32_t age) {
-                EXPECT_EQ(file, L"App.pdb");
-                EXPECT_TRUE(id == pdb_guid);
-                EXPECT_EQ(age, 0xFFFFFFFFu);
-                asked.push_back(element);
-                return answer;
-            }};
+        const platform_services services = {nullptr, [this](const std::wstring& parameters, const std::wstring& file,
+                                                            const GUID& id, std::uint32_t age) {
+                                                EXPECT_EQ(file, L"App.pdb");
+                                                EXPECT_TRUE(id == pdb_guid);
+                                                EXPECT_EQ(age, 0xFFFFFFFFu);
+                                                asked.push_back(parameters);
+                                                return answer;
+                                            }};
         std::vector<path> places;
         symbol_candidates{image, elements, policy, services, stop}.offer(recorded, pdb_guid, [&](const path& place) {
             places.push_back(place);
@@ -73,19 +73,23 @@ TEST_F(SymbolCandidates, ComeOnceAndOnlyUntilAnswered) {
     const auto places = offered(text::to_wide(rooted("app/bin") / "App.pdb"));
     EXPECT_EQ(std::set<path>(places.begin(), places.end()).size(), places.size());
     EXPECT_EQ(places.size(), 5u);
-    EXPECT_THAT(asked, ElementsAre(L"srv*x"));
+    EXPECT_THAT(asked, ElementsAre(L"x"));
     EXPECT_EQ(offered(L"App.pdb", 2).size(), 2u);
 }
 
 TEST_F(SymbolCandidates, SymbolServersAreToldFromDirectories) {
     policy = policy_symbol_server;
     answer = rooted("cache/App.pdb");
-    for (const char* element : {"srv*", "SRV*c:\\cache*d:\\store", "SymSrv*symsrv.dll*x", "cache*c:\\c"}) {
+    for (const char* element : {"srv*x", "SRV*x", "SymSrv*symsrv.dll*x", "cache*x"}) {
         elements = {element};
         EXPECT_EQ(offered(L"x\\App.pdb", 3).back(), answer);
-        EXPECT_THAT(asked, ElementsAre(text::to_wide(element)));
+        EXPECT_THAT(asked, ElementsAre(L"x"));
         asked.clear();
     }
+    elements = {"cache*c", "symsrv*other.dll*x", "srv*x"};
+    offered(L"App.pdb");
+    EXPECT_THAT(asked, ElementsAre(L"c", L"c*x")) << "caches serve what stands to their right";
+    asked.clear();
     elements = {"", "srv", "srv.d", "srvx*", " srv*", "c:\\srv*", "cache"};
     EXPECT_EQ(offered(L"_/App.pdb").size(), 2 + 5 * elements.size());
     EXPECT_THAT(asked, IsEmpty());

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "common/symbol_server/search_elements.h"
 #include "qv/text/path.h"
 #include "qv/text/utf.h"
 #include "symbol_services/classic_reader/byte_cursor.h"
@@ -16,20 +17,6 @@ namespace fs = boost::filesystem;
 
 constexpr const char* source_name = "symbol_services/classic_reader/locate";
 constexpr std::uint32_t codeview_signature = 0x53445352;  // "RSDS"
-
-bool begins_with_word(const std::wstring& text, std::wstring_view lower_case_word) {
-    const auto same = [](wchar_t left, wchar_t right) {
-        return (left >= L'A' && left <= L'Z' ? left + 32 : left) == right;
-    };
-    return text.size() >= lower_case_word.size() &&
-           std::equal(lower_case_word.begin(), lower_case_word.end(), text.begin(),
-                      [same](wchar_t word, wchar_t letter) { return same(letter, word); });
-}
-
-bool is_symbol_server(const std::wstring& element) {
-    return begins_with_word(element, L"srv*") || begins_with_word(element, L"symsrv*") ||
-           begins_with_word(element, L"cache*");
-}
 
 // "\\.\" and "\\?\" lead past the file system, and a record may name anything.
 bool is_device_path(const std::wstring& path) {
@@ -76,17 +63,19 @@ private:
 
     bool try_search_path() {
         const auto elements = split(search_.search_path);
-        return std::any_of(elements.begin(), elements.end(), [this](const std::wstring& element) {
-            if (is_symbol_server(element)) return try_symbol_server(element);
+        symbol_server::element_walk servers;
+        return std::any_of(elements.begin(), elements.end(), [&](const std::wstring& element) {
+            if (symbol_server::is_server_element(element)) return try_symbol_server(servers.next(element));
             const auto directory = to_path(element);
             const auto name = to_path(name_);
             return directory && name && try_file(*directory / *name);
         });
     }
 
-    bool try_symbol_server(const std::wstring& element) {
-        if ((search_.policy & search_symbol_server) == 0 || !search_.server) return false;
-        const auto path = search_.server(element, record_);
+    // Nothing is asked for an element of another library.
+    bool try_symbol_server(const std::optional<std::wstring>& parameters) {
+        if ((search_.policy & search_symbol_server) == 0 || !search_.server || !parameters) return false;
+        const auto path = search_.server(*parameters, record_);
         return path && try_file(*path);
     }
 

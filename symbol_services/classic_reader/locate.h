@@ -47,16 +47,17 @@ constexpr std::uint32_t search_symbol_server = 0x2;
 constexpr std::uint32_t search_original_path = 0x4;
 constexpr std::uint32_t search_reference_path = 0x8;
 
-// Answers one symbol-server element: the path of a file that has the record's name, GUID and age, or none.
-using symbol_server =
-    std::function<std::optional<boost::filesystem::path>(const std::wstring& element, const codeview_record& record)>;
+// Asks a symbol server with the parameters of common/symbol_server/search_elements.h: the path of a file that has the
+// record's name, GUID and age, or none.
+using server_function = std::function<std::optional<boost::filesystem::path>(const std::wstring& parameters,
+                                                                             const codeview_record& record)>;
 
 struct pdb_search {
     boost::filesystem::path image;
     std::vector<codeview_record> records;
     std::wstring search_path;  // elements separated by ';'
     std::uint32_t policy;
-    symbol_server server;  // may be empty
+    server_function server;  // may be empty
 };
 
 struct located_pdb {

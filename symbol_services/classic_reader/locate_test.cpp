@@ -96,16 +96,15 @@ TEST_F(Locate, EveryRecordIsTried) {
 TEST_F(Locate, SymbolServerElementsGoToTheServer) {
     const auto stored = write("store/module.pdb");
     std::vector<std::wstring> asked;
-    search.search_path = L"SRV*https://symbols.example;cache*C:\\cache;srv;symsrv*x.dll*y";
-    search.server = [&](const std::wstring& element, const codeview_record& record) -> std::optional<fs::path> {
-        asked.push_back(element);
+    search.search_path = L"SRV*https://symbols.example;cache*C:\\cache;srv;symsrv*x.dll*y;SymSrv*symsrv.dll*z";
+    search.server = [&](const std::wstring& parameters, const codeview_record& record) -> std::optional<fs::path> {
+        asked.push_back(parameters);
         EXPECT_EQ(record.file_name(), L"module.pdb");
-        if (element.starts_with(L"symsrv*")) return stored;
+        if (parameters.ends_with(L"z")) return stored;
         return std::nullopt;
     };
     EXPECT_EQ(locate_pdb(search).path, stored);
-    EXPECT_EQ(asked,
-              (std::vector<std::wstring>{L"SRV*https://symbols.example", L"cache*C:\\cache", L"symsrv*x.dll*y"}));
+    EXPECT_EQ(asked, (std::vector<std::wstring>{L"https://symbols.example", L"C:\\cache", L"C:\\cache*z"}));
     asked.clear();
     search.policy = search_original_path | search_reference_path;
     EXPECT_EQ(failure(), "PDB file not found, 806d0005");

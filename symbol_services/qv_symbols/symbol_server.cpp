@@ -2,35 +2,37 @@
 
 #include <windows.h>
 
-#include "pdb_server/src/system/windows/symsrv_imports.h"
+#include "common/symbol_server/library.h"
 #include "symbol_services/qv_symbols/library.h"
 
 namespace qv::symbols {
 namespace {
 
-namespace imports = profiler::pdb_server::symsrv_imports;
-
-bool load_symbol_server() noexcept {
+// Null on a host without the library. What is loaded stays, and so does this library: a DLL must not let go of another
+// one while it is being unloaded.
+const symbol_server::library* load_symbol_server() noexcept {
     try {
-        HMODULE loaded = GetModuleHandleW(L"SymSrv.dll");
-        imports::init(path_of_library(loaded != nullptr ? loaded : this_library()).parent_path());
-        // A library must not be let go while this one is being unloaded, so this one stays.
+        HMODULE loaded = nullptr;
+        if (!GetModuleHandleExW(0, L"SymSrv.dll", &loaded))
+            loaded = LoadLibraryW((path_of_library(this_library()).parent_path() / L"SymSrv.dll").c_str());
+        library_hld owned(loaded);
         HMODULE pinned = nullptr;
-        GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
-                           reinterpret_cast<LPCWSTR>(&load_symbol_server), &pinned);
-        return true;
+        if (!owned || !GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                                          reinterpret_cast<LPCWSTR>(&load_symbol_server), &pinned))
+            return nullptr;
+        return new symbol_server::library(std::move(owned));
     } catch (...) {
-        return false;  // a host without the library has no symbol servers
+        return nullptr;
     }
 }
 
 }  // namespace
 
-std::optional<boost::filesystem::path> find_on_server(const std::wstring& element,
+std::optional<boost::filesystem::path> find_on_server(const std::wstring& parameters,
                                                       const classic_reader::codeview_record& record) {
-    static const bool is_loaded = load_symbol_server();
-    if (!is_loaded) return std::nullopt;
-    auto found = imports::find_file(element, record.file_name(), record.guid, record.age);
+    static const symbol_server::library* const server = load_symbol_server();
+    if (server == nullptr) return std::nullopt;
+    auto found = server->find(parameters, record.file_name(), record.guid, record.age);
     return found.empty() ? std::nullopt : std::optional(std::move(found));
 }
 

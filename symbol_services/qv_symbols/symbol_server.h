@@ -9,9 +9,10 @@
 
 namespace qv::symbols {
 
-// Answers a search path element such as "srv*C:\cache*\\host\store" by the SymSrv.dll that the process has loaded
-// already, else by the one beside this library. The first question loads it, and it stays for the process.
-std::optional<boost::filesystem::path> find_on_server(const std::wstring& element,
+// Asks with the parameters of a search path element (common/symbol_server/search_elements.h) the SymSrv.dll that the
+// process has loaded already, else the one beside this library. The first question loads it, and it stays for the
+// process, as does this library then.
+std::optional<boost::filesystem::path> find_on_server(const std::wstring& parameters,
                                                       const classic_reader::codeview_record& record);
 
 }  // namespace qv::symbols

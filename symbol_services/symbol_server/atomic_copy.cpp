@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "qv/text/path.h"
 #include "symbol_services/symbol_server/existing.h"
 #include "symbol_services/symbol_server/os_file.h"
 
@@ -16,6 +17,9 @@ namespace fs = boost::filesystem;
 
 constexpr std::uint64_t copy_step = std::uint64_t{64} * 1024;
 
+// No format of symbol files or images goes beyond 32-bit sizes; what is larger would only fill the disk.
+constexpr std::uint64_t largest_copy = 0xFFFFFFFF;
+
 // A temporary file that vanishes with this object unless it was renamed.
 class temporary_file {
 public:
@@ -24,7 +28,7 @@ public:
         if (path_.empty()) return;
         file_.close();
         boost::system::error_code ignored;
-        fs::remove(path_, ignored);
+        fs::remove(text::to_system_path(path_), ignored);
     }
     temporary_file(const temporary_file&) = delete;
     temporary_file& operator=(const temporary_file&) = delete;
@@ -63,7 +67,7 @@ private:
 
 bool copy_bytes(os_file& from, os_file& to) {
     const auto size = from.size();
-    if (!size) return false;
+    if (!size || *size > largest_copy) return false;
     std::vector<char> buffer(static_cast<std::size_t>(std::min(*size, copy_step)));
     for (auto left = *size; left != 0;) {
         const auto step = static_cast<std::size_t>(std::min(left, copy_step));

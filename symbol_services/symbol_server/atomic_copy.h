@@ -10,8 +10,8 @@
 namespace qv::symbol_store {
 
 // True when `target` is a complete file afterwards, also where it was there before. The directory of `target` exists.
-// False leaves nothing behind: the source cannot be read or changed meanwhile, the disk is full, the directory is
-// read-only.
+// False leaves nothing behind: the source cannot be read, changed meanwhile or has 4 GiB or more, the disk is full, the
+// directory is read-only.
 bool copy_atomically(const boost::filesystem::path& source, const boost::filesystem::path& target);
 
 }  // namespace qv::symbol_store

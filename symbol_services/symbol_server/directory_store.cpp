@@ -95,7 +95,7 @@ std::optional<fs::path> directory_store::add(const request& wanted, const fs::pa
 
     const bool is_new = !anything_exists(root_);
     boost::system::error_code error;
-    fs::create_directories(directory, error);
+    fs::create_directories(text::to_system_path(directory), error);
     if (error || !copy_atomically(source, target)) {
         trace(wanted, L"could not be copied here", target);
         return std::nullopt;

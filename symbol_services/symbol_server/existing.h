@@ -3,21 +3,23 @@
 
 #include <boost/filesystem/operations.hpp>
 
+#include "qv/text/path.h"
+
 namespace qv::symbol_store {
 
 inline bool file_exists(const boost::filesystem::path& path) {
     boost::system::error_code ignored;
-    return boost::filesystem::is_regular_file(path, ignored);
+    return boost::filesystem::is_regular_file(text::to_system_path(path), ignored);
 }
 
 inline bool directory_exists(const boost::filesystem::path& path) {
     boost::system::error_code ignored;
-    return boost::filesystem::is_directory(path, ignored);
+    return boost::filesystem::is_directory(text::to_system_path(path), ignored);
 }
 
 inline bool anything_exists(const boost::filesystem::path& path) {
     boost::system::error_code ignored;
-    return boost::filesystem::exists(path, ignored);
+    return boost::filesystem::exists(text::to_system_path(path), ignored);
 }
 
 }  // namespace qv::symbol_store

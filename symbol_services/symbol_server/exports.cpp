@@ -84,24 +84,27 @@ BOOL answer(Char* buffer, std::size_t size, Search&& search) noexcept {
     });
 }
 
-constexpr std::size_t path_size = service::longest_path + 1;
+constexpr std::size_t usual_size = service::usual_longest_path + 1;
 
+// `size` is that of the buffer in characters.
 template <class Char>
-BOOL find_by_id(const Char* params, const Char* file_name, const void* id, DWORD two, DWORD three,
-                Char* path) noexcept {
-    return answer(path, path_size, [&] {
+BOOL find_by_id(const Char* params, const Char* file_name, const void* id, DWORD two, DWORD three, Char* path,
+                std::size_t size) noexcept {
+    return answer(path, size, [&]() -> service::outcome<std::wstring> {
+        if (size == 0) return {ERROR_INVALID_PARAMETER, {}};
         const auto search_string = take_text(params);
         const auto name = take_text(file_name);
         auto index = service::make_index(id, two, three);
         if (index.error != ERROR_SUCCESS) return index;
-        return service::find(search_string, name, index.value);
+        return service::find(search_string, name, index.value, std::min(size - 1, service::longest_path));
     });
 }
 
 template <class Char>
 BOOL find_by_index(const Char* params, const Char* file_name, const Char* index, Char* path) noexcept {
-    return answer(path, path_size,
-                  [&] { return service::find(take_text(params), take_text(file_name), take_text(index)); });
+    return answer(path, usual_size, [&] {
+        return service::find(take_text(params), take_text(file_name), take_text(index), service::usual_longest_path);
+    });
 }
 
 template <class Char>
@@ -116,11 +119,16 @@ BOOL set_options(UINT_PTR options, ULONG64 data) noexcept {
 }  // namespace
 
 BOOL WINAPI SymbolServer(PCSTR params, PCSTR file_name, PVOID id, DWORD two, DWORD three, PSTR path) {
-    return find_by_id(params, file_name, id, two, three, path);
+    return find_by_id(params, file_name, id, two, three, path, usual_size);
 }
 
 BOOL WINAPI SymbolServerW(PCWSTR params, PCWSTR file_name, PVOID id, DWORD two, DWORD three, PWSTR path) {
-    return find_by_id(params, file_name, id, two, three, path);
+    return find_by_id(params, file_name, id, two, three, path, usual_size);
+}
+
+BOOL WINAPI QvSymbolServerW(PCWSTR params, PCWSTR file_name, PVOID id, DWORD two, DWORD three, PWSTR path,
+                            SIZE_T size) {
+    return find_by_id(params, file_name, id, two, three, path, size);
 }
 
 BOOL WINAPI SymbolServerByIndex(PCSTR params, PCSTR file_name, PCSTR index, PSTR path) {

@@ -1,8 +1,8 @@
 // The exported functions, as dbghelp publishes them for symbol-server libraries.
 //
 // All may be called on any thread. None lets an exception out. A function that fails returns FALSE and sets the last
-// error; a path buffer then holds an empty text. Path buffers have MAX_PATH + 1 characters. The codes of a search are
-// those of service::find. Narrow texts are in the ANSI code page; what it cannot express fails with
+// error; a path buffer then holds an empty text. Path buffers without a size have MAX_PATH + 1 characters. The codes of
+// a search are those of service::find. Narrow texts are in the ANSI code page; what it cannot express fails with
 // ERROR_NO_UNICODE_TRANSLATION. A null pointer for a text or a buffer, and a text longer than 32,767 characters, fail
 // with ERROR_INVALID_PARAMETER.
 #pragma once
@@ -16,7 +16,12 @@ extern "C" {
 BOOL WINAPI SymbolServer(PCSTR params, PCSTR file_name, PVOID id, DWORD two, DWORD three, PSTR path);
 BOOL WINAPI SymbolServerW(PCWSTR params, PCWSTR file_name, PVOID id, DWORD two, DWORD three, PWSTR path);
 
-// The same with a ready index.
+// SymbolServerW for a buffer of `size` characters. Only this library has it: a caller who finds it knows that paths of
+// any length are given to him who has room for them, and that any number of threads may call at a time, which the
+// published interface leaves open.
+BOOL WINAPI QvSymbolServerW(PCWSTR params, PCWSTR file_name, PVOID id, DWORD two, DWORD three, PWSTR path, SIZE_T size);
+
+// SymbolServer with a ready index.
 BOOL WINAPI SymbolServerByIndex(PCSTR params, PCSTR file_name, PCSTR index, PSTR path);
 BOOL WINAPI SymbolServerByIndexW(PCWSTR params, PCWSTR file_name, PCWSTR index, PWSTR path);
 

@@ -20,7 +20,8 @@ std::wstring format_third(std::uint32_t value) {
 }  // namespace
 
 std::wstring format_index(const GUID& id, std::uint32_t age, std::uint32_t third) {
-    return quorvex::common::to_store_key(id) + format_number("%X", age) + format_third(third);
+    return quorvex::common::to_store_key(id) + (age == 0 ? std::wstring() : format_number("%X", age)) +
+           format_third(third);
 }
 
 std::wstring format_index(std::uint32_t id, std::uint32_t size, std::uint32_t third) {

@@ -3,8 +3,8 @@
 // The index is a directory name in every symbol store (published as the "index string" of dbghelp):
 //     PDB file     the GUID of its debug record in 32 upper-case hexadecimal digits, then its age
 //     image        TimeDateStamp in 8 upper-case hexadecimal digits, then SizeOfImage
-// A portable PDB has the age 0xFFFFFFFF here. Ages and sizes have no leading zeros; a third value is appended to either
-// form unless it is zero.
+// A portable PDB has the age 0xFFFFFFFF here. Ages and sizes have no leading zeros; an age of zero is left out, and so
+// is a third value, which else is appended to either form.
 #pragma once
 
 #include <cstdint>

@@ -11,73 +11,77 @@ namespace {
 
 namespace fs = boost::filesystem;
 
-// The one place that decides which kind of store serves a tier. Empty where none does.
+// Copies from the right to the left, so that each copy is made from the nearest place that has the file already. Gives
+// the leftmost path.
+fs::path copy_into(const std::vector<tier>& caches, const request& wanted, fs::path file) {
+    for (auto cache = caches.rbegin(); cache != caches.rend(); ++cache)
+        if (const auto place = open_store(*cache))
+            if (auto copy = place->add(wanted, file)) file = std::move(*copy);
+    return file;
+}
+
+lookup_result answer(fs::path path, const request& wanted) {
+    if (text::to_wide(path).size() > wanted.longest_path) return {lookup_status::too_long, {}};
+    return {lookup_status::found, std::move(path)};
+}
+
+// One search along the elements.
+class search {
+public:
+    search(const request& wanted, copy_policy copying) : wanted_(wanted), copying_(copying) {}
+
+    // Without success the reason is the one of the element that came nearest: the statuses rise towards it.
+    lookup_result along(const std::vector<element>& elements) {
+        lookup_result best = {lookup_status::unreachable, {}};
+        for (const auto& each : elements) {
+            auto result = in(each);
+            if (result.status > best.status) best = std::move(result);
+            if (best.status == lookup_status::found) break;
+            if (each.is_cache) caches_.push_back(each.tiers.front());
+        }
+        return best;
+    }
+
+private:
+    lookup_result in(const element& where) {
+        auto status = lookup_status::unreachable;
+        for (std::size_t i = 0; i < where.tiers.size(); ++i) {
+            const auto place = open_store(where.tiers[i]);
+            if (!place) continue;
+            auto hit = place->find(wanted_);
+            if (hit.outcome == find_result::status::absent) status = lookup_status::absent;
+            if (hit.outcome != find_result::status::found) continue;
+            if (copying_ == copy_policy::never) return answer(std::move(hit.path), wanted_);
+            caches_.insert(caches_.end(), where.tiers.begin(), where.tiers.begin() + static_cast<std::ptrdiff_t>(i));
+            auto result = answer(copy_into(caches_, wanted_, std::move(hit.path)), wanted_);
+            // None of them took the file, and none will when another store has it too.
+            if (result.status == lookup_status::too_long) caches_.clear();
+            return result;
+        }
+        return {status, {}};
+    }
+
+    const request& wanted_;
+    const copy_policy copying_;
+    std::vector<tier> caches_;  // on the left of what is asked
+};
+
+}  // namespace
+
 std::unique_ptr<store> open_store(const tier& place) {
     if (place.type != tier::kind::directory) return nullptr;
     try {
         boost::system::error_code error;
-        auto root = fs::absolute(text::to_path(place.location), error);
+        auto root = fs::absolute(text::to_path(std::wstring(place.location)), error);
         if (error) return nullptr;
         return std::make_unique<directory_store>(std::move(root));
     } catch (const std::runtime_error&) {
-        return nullptr;  // no path can be made from the text
+        return nullptr;
     }
 }
 
-bool is_short_enough(const fs::path& path, const request& wanted) {
-    return text::to_wide(path).size() <= wanted.longest_path;
-}
-
-lookup_result answer(const fs::path& path, const request& wanted) {
-    if (!is_short_enough(path, wanted)) return {lookup_status::too_long, {}};
-    return {lookup_status::found, path};
-}
-
-lookup_result find_in_chain(const store_chain& chain, const request& wanted, copy_policy copying) {
-    auto status = lookup_status::unreachable;
-    for (std::size_t i = 0; i < chain.size(); ++i) {
-        const auto hit = chain[i]->find(wanted);
-        if (hit.outcome == find_result::status::absent) status = lookup_status::absent;
-        if (hit.outcome != find_result::status::found) continue;
-        if (i != 0 && copying == copy_policy::into_first_tier)
-            if (const auto copy = chain.front()->add(wanted, hit.path)) return {lookup_status::found, *copy};
-        return answer(hit.path, wanted);
-    }
-    return {status, {}};
-}
-
-// Of several chains without success, the one that came nearest gives the reason.
-int nearness(lookup_status status) {
-    switch (status) {
-        case lookup_status::unreachable: return 0;
-        case lookup_status::absent: return 1;
-        case lookup_status::too_long: return 2;
-        case lookup_status::found: break;
-    }
-    return 3;
-}
-
-}  // namespace
-
-std::vector<store_chain> open_stores(const std::vector<tier_chain>& chains) {
-    std::vector<store_chain> stores;
-    for (const auto& tiers : chains) {
-        store_chain chain;
-        for (const auto& place : tiers)
-            if (auto opened = open_store(place)) chain.push_back(std::move(opened));
-        stores.push_back(std::move(chain));
-    }
-    return stores;
-}
-
-lookup_result find_file(const std::vector<store_chain>& chains, const request& wanted, copy_policy copying) {
-    lookup_result best = {lookup_status::unreachable, {}};
-    for (const auto& chain : chains) {
-        auto result = find_in_chain(chain, wanted, copying);
-        if (nearness(result.status) > nearness(best.status)) best = std::move(result);
-        if (best.status == lookup_status::found) break;
-    }
-    return best;
+lookup_result find_file(const std::vector<element>& elements, const request& wanted, copy_policy copying) {
+    return search(wanted, copying).along(elements);
 }
 
 }  // namespace qv::symbol_store

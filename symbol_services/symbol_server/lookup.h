@@ -10,11 +10,12 @@
 
 namespace qv::symbol_store {
 
+// From the farthest to the nearest to success.
 enum class lookup_status {
-    found,
-    absent,       // at least one store answered; none has the file
     unreachable,  // no store of the search string is there
+    absent,       // at least one store answered; none has the file
     too_long,     // found, but only under a path longer than the caller can take
+    found,
 };
 
 struct lookup_result {
@@ -22,14 +23,15 @@ struct lookup_result {
     boost::filesystem::path path;  // absolute; empty unless found
 };
 
-enum class copy_policy { into_first_tier, never };
+enum class copy_policy { into_caches, never };
 
-// The stores of one element that can be used, in their order. Remote ones are left out: this library reads directories.
-using store_chain = std::vector<std::unique_ptr<store>>;
-std::vector<store_chain> open_stores(const std::vector<tier_chain>& chains);
+// The store of a tier. Null where this library cannot serve it, for it reads directories: a remote tier, or a text that
+// no path can be made from.
+std::unique_ptr<store> open_store(const tier& place);
 
-// Asks the stores from left to right. A hit in a tier other than the first is copied into the first and answered from
-// there; where that fails it is answered from where it lies.
-lookup_result find_file(const std::vector<store_chain>& chains, const request& wanted, copy_policy copying);
+// Asks the tiers from left to right, each once. A hit is copied into every cache on its left: the tiers before it in
+// its element and the caches of the elements before. It is answered from the leftmost one that took it, and from where
+// it lies when none did.
+lookup_result find_file(const std::vector<element>& elements, const request& wanted, copy_policy copying);
 
 }  // namespace qv::symbol_store

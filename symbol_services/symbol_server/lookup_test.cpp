@@ -3,134 +3,184 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <boost/filesystem/operations.hpp>
 #include <thread>
 
-#include "symbol_services/symbol_server/atomic_copy.h"
-#include "symbol_services/symbol_server/test_store.h"
+#include "qv/text/path.h"
+#include "tests/support/files/test_files.h"
 
 namespace qv::symbol_store {
 namespace {
 
-using test::read_file;
-using test::write_file;
+namespace fs = boost::filesystem;
+using qv::testing::read_file;
+using status = lookup_status;
 
 constexpr std::size_t any_length = 32767;
 
-class Lookup : public testing::Test {
+class Lookup : public ::testing::Test {
 protected:
-    lookup_result find(const std::wstring& search_string, copy_policy copying = copy_policy::into_first_tier,
-                       std::size_t longest_path = any_length) const {
-        const request wanted = {*file_key::make(L"app.pdb", L"KEY1"), longest_path, {}};
-        return find_file(open_stores(parse_search_string(search_string, at("default"))), wanted, copying);
+    lookup_result find(const std::wstring& search_string, copy_policy copying = copy_policy::into_caches,
+                       std::size_t longest_path = any_length, const wchar_t* name = L"app.pdb") {
+        places_ = 0;
+        const request wanted = {*file_key::make(name, L"KEY1"), longest_path, [this](const auto&) { ++places_; }};
+        const std::wstring default_store = at("default");
+        return find_file(parse_search_string(search_string, default_store), wanted, copying);
     }
 
-    std::wstring at(const char* store) const { return text::to_wide(root_ / store); }
-    test::fs::path file_in(const char* store) const { return root_ / store / "app.pdb" / "KEY1" / "app.pdb"; }
+    std::wstring at(const fs::path& store) const { return text::to_wide(root_.path() / store); }
+    static fs::path inside(const fs::path& store) { return store / "app.pdb" / "KEY1" / "app.pdb"; }
+    fs::path file_in(const fs::path& store) const { return root_.path() / inside(store); }
+    fs::path put(const fs::path& store, const std::string& content = "content") const {
+        return root_.write(inside(store), content);
+    }
+    static std::size_t count_entries(const fs::path& directory) {
+        return static_cast<std::size_t>(std::distance(fs::directory_iterator(directory), fs::directory_iterator()));
+    }
 
-    test::temporary_directory root_;
+    const qv::testing::temporary_directory root_;
+    std::atomic<std::size_t> places_ = 0;  // told to the trace
 };
 
+TEST_F(Lookup, OnlyTheFileOfThisBuildInTheLayoutOfTheStoreCounts) {
+    const struct {
+        const char* file;
+        const wchar_t* name;
+        bool is_found;
+    } cases[] = {
+        {"one/app.pdb/KEY1/app.pdb", L"app.pdb", true},  {"one/b.pdb/KEY2/b.pdb", L"b.pdb", false},
+        {"one/c.pdb/KEY1/c.pdb/inner", L"c.pdb", false}, {"one/d.pdb/KEY1/d.pd_", L"d.pdb", false},
+        {"two/app.pdb/KEY1/app.pdb", L"app.pdb", false}, {"two/c/c.x/KEY1/c.x", L"c.x", true},
+        {"two/dd/dd.pdb/KEY1/dd.pdb", L"dd.pdb", true},  {"..x/KEY1/..x", L"..x", false},
+    };
+    root_.write("two/index2.txt", "");
+    for (const auto& each : cases) {
+        const auto file = root_.write(each.file, "x");
+        const auto result = find(at(each.file[0] == 'o' ? "one" : "two"), copy_policy::never, any_length, each.name);
+        EXPECT_EQ(result.path, each.is_found ? fs::path(file).make_preferred() : fs::path()) << each.file;
+    }
+    EXPECT_EQ(find(at("two") + L"*" + at(""), copy_policy::into_caches, any_length, L"..x").path,
+              root_.path() / "..x/KEY1/..x")
+        << "a name of dots does not lead out of a cache";
+}
+
+TEST_F(Lookup, PointersLeadToFilesAndAreCopiedUnderTheNameAskedFor) {
+    const auto build = root_.write("build/x.bin", "content");
+    const auto pointer = root_.write("store/app.pdb/KEY1/file.ptr", build.string());
+    EXPECT_EQ(find(at("store")).path, build);
+    EXPECT_EQ(find(at("cache") + L"*" + at("store")).path, file_in("cache"));
+    EXPECT_EQ(read_file(file_in("cache")), "content");
+    for (const auto& target : {root_.path(), root_.path() / "gone.pdb", pointer}) {
+        root_.write("store/app.pdb/KEY1/file.ptr", "PATH:" + target.string());
+        EXPECT_EQ(find(at("store")).status, status::absent) << target;
+    }
+}
+
 TEST_F(Lookup, LeftmostElementAnswers) {
-    write_file(file_in("b"), "b");
-    write_file(file_in("c"), "c");
-    test::fs::create_directories(root_ / "a");
-    EXPECT_EQ(find(at("a") + L";srv*" + at("b") + L";" + at("c")).path, file_in("b"));
-    write_file(file_in("default"), "default");
+    put("b");
+    put("c");
+    fs::create_directories(at("a"));
+    EXPECT_EQ(find(at("a") + L";srv*https://host/x*" + at("b") + L";" + at("c")).path, file_in("b"));
+    put("default");
     EXPECT_EQ(find(L"srv*").path, file_in("default"));
 }
 
-TEST_F(Lookup, HitIsCopiedIntoTheFirstTierOnly) {
-    write_file(file_in("c"), "content");
-    const auto result = find(L"srv*" + at("a") + L"*" + at("b") + L"*" + at("c"));
-    EXPECT_EQ(result.path, file_in("a"));
-    EXPECT_EQ(read_file(result.path), "content");
-    EXPECT_FALSE(test::fs::exists(root_ / "b"));
+TEST_F(Lookup, HitIsCopiedIntoEveryWritableCacheOnItsLeft) {
+    put("hit");
+    root_.write("full", "a file where the directory should be");
+    const auto search = L"cache*" + at("c1") + L";" + at("plain") + L";cache*" + at("c2") + L"*" + at("x") + L";srv*" +
+                        at("a") + L"*" + at("full") + L"*" + at("b") + L"*" + at("hit") + L"*" + at("right");
+    EXPECT_EQ(find(search, copy_policy::never).path, file_in("hit"));
+    EXPECT_FALSE(fs::exists(at("c1")));
+    EXPECT_EQ(find(search).path, file_in("c1"));
+    for (const auto* cache : {"c1", "c2", "a", "b"}) {
+        EXPECT_EQ(read_file(file_in(cache)), "content");
+        EXPECT_EQ(count_entries(file_in(cache).parent_path()), 1u);
+        EXPECT_TRUE(fs::exists(root_.path() / cache / "pingme.txt"));
+    }
+    for (const auto* other : {"plain", "x", "right"}) EXPECT_FALSE(fs::exists(at(other))) << other;
 }
 
-TEST_F(Lookup, CacheElementReceivesLaterHits) {
-    write_file(file_in("store"), "content");
-    EXPECT_EQ(find(L"cache*" + at("cache") + L";" + at("store")).path, file_in("cache"));
-    test::fs::remove_all(root_ / "store");
-    EXPECT_EQ(find(L"cache*" + at("cache") + L";" + at("store")).path, file_in("cache"));
-}
-
-TEST_F(Lookup, NoCopyAnswersTheOriginal) {
-    write_file(file_in("store"), "content");
-    EXPECT_EQ(find(at("cache") + L"*" + at("store"), copy_policy::never).path, file_in("store"));
-    EXPECT_FALSE(test::fs::exists(root_ / "cache"));
-}
-
-TEST_F(Lookup, CacheThatCannotBeWrittenAnswersTheOriginal) {
-    write_file(file_in("store"), "content");
-    write_file(root_ / "cache", "a file where the directory should be");
+TEST_F(Lookup, FailedCopyLeavesNothingAndAnswersTheOriginal) {
+    put("store");
+    root_.write(inside("taken") / "inner", "a directory that no file can replace");
+    EXPECT_EQ(find(at("taken") + L"*" + at("store")).path, file_in("store"));
+    EXPECT_EQ(count_entries(file_in("taken").parent_path()), 1u);
+    fs::resize_file(file_in("store"), std::uintmax_t{1} << 32);
     EXPECT_EQ(find(at("cache") + L"*" + at("store")).path, file_in("store"));
-}
-
-TEST_F(Lookup, PointedFileIsCopiedUnderItsOwnName) {
-    write_file(root_ / "build" / "x.bin", "content");
-    write_file(root_ / "store/app.pdb/KEY1/file.ptr", "PATH:" + (root_ / "build" / "x.bin").string());
-    const auto result = find(at("cache") + L"*" + at("store"));
-    EXPECT_EQ(result.path, file_in("cache"));
-    EXPECT_EQ(read_file(result.path), "content");
+    EXPECT_EQ(count_entries(file_in("cache").parent_path()), 0u);
 }
 
 TEST_F(Lookup, ReasonsForNoAnswer) {
-    test::fs::create_directories(root_ / "empty");
-    EXPECT_EQ(find(at("empty") + L";" + at("gone")).status, lookup_status::absent);
-    EXPECT_EQ(find(at("gone")).status, lookup_status::unreachable);
-    EXPECT_EQ(find(L";").status, lookup_status::unreachable);
-    EXPECT_EQ(find(L"srv*https://host/symbols").status, lookup_status::unreachable);
-    EXPECT_EQ(find(L"srv*\xD800").status, lookup_status::unreachable);
-}
-
-TEST_F(Lookup, RemoteTierIsPassedOver) {
-    write_file(file_in("store"), "content");
-    EXPECT_EQ(find(L"srv*" + at("cache") + L"*https://host/symbols*" + at("store")).path, file_in("cache"));
+    fs::create_directories(at("empty"));
+    EXPECT_EQ(find(at("empty") + L";" + at("gone")).status, status::absent);
+    for (const auto& nowhere :
+         {at("gone"), std::wstring(L";"), std::wstring(L"srv*https://host/x"), L"srv*\xD800" + at("")})
+        EXPECT_EQ(find(nowhere).status, status::unreachable);
 }
 
 TEST_F(Lookup, PathTooLongForTheCaller) {
-    write_file(file_in("store"), "content");
+    put("store");
     const auto length = text::to_wide(file_in("store")).size();
-    EXPECT_EQ(find(at("store"), copy_policy::never, length).status, lookup_status::found);
-    EXPECT_EQ(find(at("store"), copy_policy::never, length - 1).status, lookup_status::too_long);
+    const auto find_within = [&](std::size_t longest, const std::wstring& search) {
+        return find(search, copy_policy::into_caches, longest);
+    };
+    EXPECT_EQ(find_within(length, at("store")).status, status::found);
+    EXPECT_EQ(find_within(length - 1, at("store") + L";" + at("gone")).status, status::too_long);
     // A longer cache is no reason to lose the file, a shorter one makes it reachable.
-    EXPECT_EQ(find(at("longer_cache") + L"*" + at("store"), copy_policy::into_first_tier, length).path,
-              file_in("store"));
-    EXPECT_FALSE(test::fs::exists(root_ / "longer_cache"));
-    EXPECT_EQ(find(at("s") + L"*" + at("store"), copy_policy::into_first_tier, length - 1).path, file_in("s"));
+    EXPECT_EQ(find_within(length, at("longer_cache") + L"*" + at("store")).path, file_in("store"));
+    EXPECT_FALSE(fs::exists(at("longer_cache")));
+    EXPECT_EQ(find_within(length - 1, at("s") + L"*" + at("store")).path, file_in("s"));
+}
+
+TEST_F(Lookup, StoresUnderLongPathsServeAndAreFilled) {
+    const std::wstring deep(120, L'd');
+    const auto store = fs::path(deep) / deep / deep;
+    put("store");
+    EXPECT_EQ(find(at(store) + L"*" + at("store")).path, file_in(store));
+    EXPECT_EQ(find(at("cache") + L"*" + at(store)).path, file_in("cache"));
 }
 
 TEST_F(Lookup, RelativeStoreIsAnsweredAsAnAbsolutePath) {
-    write_file(file_in("store"), "content");
-    const auto before = test::fs::current_path();
-    test::fs::current_path(root_.path());
+    put("store");
+    const auto before = fs::current_path();
+    fs::current_path(root_.path());
     const auto result = find(L"store");
-    test::fs::current_path(before);
+    fs::current_path(before);
     EXPECT_TRUE(result.path.is_absolute());
     EXPECT_EQ(read_file(result.path), "content");
+}
+
+// However caches and stores are mixed, each place is looked at once, and a cache that failed is not tried again.
+TEST_F(Lookup, CostIsInProportionToTheSearchString) {
+    constexpr std::size_t count = 500;
+    root_.write("file", "no directory");
+    put("s");
+    std::wstring search;
+    for (std::size_t i = 0; i < count; ++i) search += L"cache*" + at("file") + L";srv*" + at("file") + L";";
+    for (std::size_t i = 0; i < count; ++i) search += at("s") + L";";
+    EXPECT_EQ(find(search, copy_policy::into_caches, 1).status, status::too_long);
+    EXPECT_EQ(places_, 4 * count);
 }
 
 // Whoever sees the file in the cache sees all of it, and every search gets an answer.
 TEST_F(Lookup, ConcurrentCopiesNeverShowAPart) {
     const std::string content(3'000'000, 'x');
-    write_file(file_in("store"), content);
+    put("store", content);
     std::atomic<int> faults = 0;
-    std::atomic<int> answers = 0;
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i)
         threads.emplace_back([&] {
             boost::system::error_code none;
-            while (test::fs::file_size(file_in("cache"), none) == static_cast<std::uintmax_t>(-1)) {
+            do {
                 const auto result = find(at("cache") + L"*" + at("store"));
-                if (result.status != lookup_status::found || read_file(result.path) != content) ++faults;
-                ++answers;
-            }
-            if (test::fs::file_size(file_in("cache")) != content.size()) ++faults;
+                if (result.status != status::found || read_file(result.path) != content) ++faults;
+            } while (fs::file_size(file_in("cache"), none) == static_cast<std::uintmax_t>(-1));
+            if (fs::file_size(file_in("cache")) != content.size()) ++faults;
         });
     for (auto& thread : threads) thread.join();
-    EXPECT_GE(answers, 1);
     EXPECT_EQ(faults, 0);
-    EXPECT_EQ(test::count_entries(file_in("cache").parent_path()), 1u);
+    EXPECT_EQ(count_entries(file_in("cache").parent_path()), 1u);
 }
 
 }  // namespace

@@ -20,49 +20,26 @@ TEST(Options, IdKindsExcludeOneAnother) {
     EXPECT_EQ(options.kind_of_id(), id_kind::dword);
 }
 
-TEST(Options, SwitchesAreSetTogether) {
-    option_values options;
-    EXPECT_EQ(options.set(option::no_copy | option::unattended | option::id_is_guid_pointer, 1), set_outcome::done);
-    EXPECT_EQ(options.bits(), option::no_copy | option::unattended | option::id_is_guid_pointer);
-    EXPECT_EQ(options.set(option::no_copy, 0), set_outcome::done);
-    EXPECT_FALSE(options.is_on(option::no_copy));
-    EXPECT_TRUE(options.is_on(option::unattended));
-}
-
 TEST(Options, RefusedCallsChangeNothing) {
     option_values options;
-    options.set(option::no_copy, 1);
+    options.set(option::no_copy | option::trace, 1);
     EXPECT_EQ(options.set(option::unattended | 0x1000, 1), set_outcome::unsupported);
     EXPECT_EQ(options.set(0, 1), set_outcome::misused);
     EXPECT_EQ(options.set(option::callback | option::trace, 1), set_outcome::misused);
     EXPECT_EQ(options.set(option::id_is_dword | option::id_is_guid_pointer, 1), set_outcome::misused);
     EXPECT_EQ(options.set(option::parameter_type, option::trace), set_outcome::misused);
     EXPECT_EQ(options.set(option::parameter_type, 0), set_outcome::misused);
-    EXPECT_EQ(options.bits(), option::no_copy);
+    EXPECT_EQ(options.bits(), option::no_copy | option::trace);
     EXPECT_EQ(options.value(0x1000), std::nullopt);
     EXPECT_EQ(options.value(option::no_copy | option::trace), std::nullopt);
 }
 
-TEST(Options, OneCallbackAtATimeAndForgotten) {
+TEST(Options, OneCallbackAtATime) {
     option_values options;
     options.set(option::callback, 0x1234);
-    options.set(option::callback_context, 7);
     options.set(option::wide_callback, 0x5678);
     EXPECT_FALSE(options.is_on(option::callback));
     EXPECT_EQ(options.value(option::wide_callback), 0x5678u);
-    options.set(option::trace, 1);
-    options.forget_callback();
-    EXPECT_EQ(options.bits(), option::trace);
-}
-
-TEST(Options, ResetForgetsAll) {
-    option_values options;
-    options.set(option::downstream_store, 0x10, L"c:\\sym");
-    EXPECT_EQ(options.default_store(), L"c:\\sym");
-    options.set(option::trace, 1);
-    EXPECT_EQ(options.set(option::reset, 0), set_outcome::done);
-    EXPECT_EQ(options.bits(), 0u);
-    EXPECT_EQ(options.default_store(), L"");
 }
 
 }  // namespace

@@ -15,10 +15,10 @@ class os_file {
 public:
     // An existing regular file for reading; anything else is left alone and never waited for. While it is open others
     // cannot write to it where the system can prevent that, but may rename and delete it.
-    static os_file open(const boost::filesystem::path& path) noexcept;
+    static os_file open(const boost::filesystem::path& path);
 
     // A file that did not exist before, for writing, shared with nobody.
-    static os_file create(const boost::filesystem::path& path) noexcept;
+    static os_file create(const boost::filesystem::path& path);
 
     os_file(os_file&& other) noexcept : handle_(std::exchange(other.handle_, closed)) {}
     os_file& operator=(os_file&& other) noexcept {
@@ -53,7 +53,7 @@ private:
 
 // Gives a file another name in the same directory in one step: nobody sees anything in between. Where `to` exists, it
 // is either replaced as a whole or kept and false returned.
-bool rename_file(const boost::filesystem::path& from, const boost::filesystem::path& to) noexcept;
+bool rename_file(const boost::filesystem::path& from, const boost::filesystem::path& to);
 
 // Reports whether the last failure of `os_file::create` on this thread was that the name is taken.
 bool is_name_taken() noexcept;

@@ -19,7 +19,7 @@ int to_descriptor(std::intptr_t value) noexcept {
 
 }  // namespace
 
-os_file os_file::open(const boost::filesystem::path& path) noexcept {
+os_file os_file::open(const boost::filesystem::path& path) {
     // A FIFO would otherwise be waited for.
     os_file file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     struct stat status = {};
@@ -27,7 +27,7 @@ os_file os_file::open(const boost::filesystem::path& path) noexcept {
     return file;
 }
 
-os_file os_file::create(const boost::filesystem::path& path) noexcept {
+os_file os_file::create(const boost::filesystem::path& path) {
     constexpr mode_t readable = 0666;
     return os_file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, readable));
 }
@@ -70,7 +70,7 @@ void os_file::close() noexcept {
     if (is_open()) ::close(to_descriptor(std::exchange(handle_, closed)));
 }
 
-bool rename_file(const boost::filesystem::path& from, const boost::filesystem::path& to) noexcept {
+bool rename_file(const boost::filesystem::path& from, const boost::filesystem::path& to) {
     return std::rename(from.c_str(), to.c_str()) == 0;
 }
 

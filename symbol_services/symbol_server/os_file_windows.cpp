@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "qv/text/path.h"
 #include "symbol_services/symbol_server/os_file.h"
 
 namespace qv::symbol_store {
@@ -16,16 +17,17 @@ HANDLE to_handle(std::intptr_t value) noexcept {
 
 }  // namespace
 
-os_file os_file::open(const boost::filesystem::path& path) noexcept {
-    os_file file(reinterpret_cast<handle>(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE,
-                                                      nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr)));
+os_file os_file::open(const boost::filesystem::path& path) {
+    os_file file(reinterpret_cast<handle>(CreateFileW(text::to_system_path(path).c_str(), GENERIC_READ,
+                                                      FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                                      FILE_FLAG_SEQUENTIAL_SCAN, nullptr)));
     if (file.is_open() && GetFileType(to_handle(file.handle_)) != FILE_TYPE_DISK) file.close();
     return file;
 }
 
-os_file os_file::create(const boost::filesystem::path& path) noexcept {
-    return os_file(reinterpret_cast<handle>(
-        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr)));
+os_file os_file::create(const boost::filesystem::path& path) {
+    return os_file(reinterpret_cast<handle>(CreateFileW(text::to_system_path(path).c_str(), GENERIC_WRITE, 0, nullptr,
+                                                        CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr)));
 }
 
 std::optional<std::uint64_t> os_file::size() const noexcept {
@@ -66,8 +68,9 @@ void os_file::close() noexcept {
     if (is_open()) CloseHandle(to_handle(std::exchange(handle_, closed)));
 }
 
-bool rename_file(const boost::filesystem::path& from, const boost::filesystem::path& to) noexcept {
-    return MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_WRITE_THROUGH) != FALSE;
+bool rename_file(const boost::filesystem::path& from, const boost::filesystem::path& to) {
+    return MoveFileExW(text::to_system_path(from).c_str(), text::to_system_path(to).c_str(), MOVEFILE_WRITE_THROUGH) !=
+           FALSE;
 }
 
 bool is_name_taken() noexcept {

@@ -33,8 +33,9 @@ boost::filesystem::path parse_wide_pointer(std::wstring_view text) {
     constexpr std::wstring_view prefix = L"PATH:";
     if (!text.empty() && text.front() == L'\uFEFF') text.remove_prefix(1);
     text = trim(first_line(text));
-    if (!starts_with_ignoring_case(text, prefix)) return {};
-    const auto path = trim(text.substr(prefix.size()));
+    // Without a prefix as well: a message can never pass for an absolute path.
+    if (starts_with_ignoring_case(text, prefix)) text.remove_prefix(prefix.size());
+    const auto path = trim(text);
     if (!is_plain_absolute_path(path) || leads_to_pointer(path)) return {};
     return qv::text::to_path(std::wstring(path));
 }

@@ -1,6 +1,7 @@
 // "file.ptr": the text that stands in a symbol store instead of a file.
 //
 //     PATH:\\server\builds\1.0\app.pdb     the file is there
+//     \\server\builds\1.0\app.pdb          the same
 //     MSG: text                            the file is not to be had, and why
 //
 // Only the first line counts. The text is UTF-8, with or without a byte order mark.

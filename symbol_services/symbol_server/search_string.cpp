@@ -27,18 +27,18 @@ bool is_this_library(std::wstring_view library) {
     return equal_ignoring_case(library, L"symsrv.dll") || equal_ignoring_case(library, L"symsrv");
 }
 
-tier make_tier(std::wstring_view location, const std::wstring& default_store) {
+tier make_tier(std::wstring_view location, std::wstring_view default_store) {
     if (location.empty()) return {tier::kind::directory, default_store};
     auto type = tier::kind::directory;
     if (location.find(L"://") != std::wstring_view::npos)
         type = tier::kind::remote;
     else if (is_device_path(location) || location.find(L'\0') != std::wstring_view::npos)
         type = tier::kind::unsupported;
-    return {type, std::wstring(location)};
+    return {type, location};
 }
 
-tier_chain make_tiers(std::wstring_view text, const std::wstring& default_store) {
-    tier_chain tiers;
+std::vector<tier> make_tiers(std::wstring_view text, std::wstring_view default_store) {
+    std::vector<tier> tiers;
     for (const auto location : split(text, L'*')) tiers.push_back(make_tier(location, default_store));
     return tiers;
 }
@@ -53,26 +53,21 @@ std::wstring_view take_library(std::wstring_view& text) {
 
 }  // namespace
 
-std::vector<tier_chain> parse_search_string(std::wstring_view text, const std::wstring& default_store) {
-    if (text.empty()) return {make_tiers(text, default_store)};
+std::vector<element> parse_search_string(std::wstring_view text, std::wstring_view default_store) {
+    if (text.empty()) return {{make_tiers(text, default_store), false}};
 
-    std::vector<tier_chain> chains;
-    tier_chain cache;
-    for (auto element : split(text, L';')) {
-        if (element.empty()) continue;
-        const bool is_cache = take_prefix(element, L"cache*");
-        if (!is_cache && take_prefix(element, L"symsrv*")) {
-            if (!is_this_library(take_library(element))) continue;
+    std::vector<element> elements;
+    for (auto part : split(text, L';')) {
+        if (part.empty()) continue;
+        const bool is_cache = take_prefix(part, L"cache*");
+        if (!is_cache && take_prefix(part, L"symsrv*")) {
+            if (!is_this_library(take_library(part))) continue;
         } else if (!is_cache) {
-            take_prefix(element, L"srv*");
+            take_prefix(part, L"srv*");
         }
-        auto chain = cache;
-        const auto tiers = make_tiers(element, default_store);
-        chain.insert(chain.end(), tiers.begin(), tiers.end());
-        if (is_cache && cache.empty()) cache.push_back(tiers.front());
-        chains.push_back(std::move(chain));
+        elements.push_back({make_tiers(part, default_store), is_cache});
     }
-    return chains;
+    return elements;
 }
 
 }  // namespace qv::symbol_store

@@ -3,9 +3,7 @@
 //     srv*store                        one store
 //     srv*cache*store...               tiers: each is a cache of those to its right
 //     symsrv*symsrv.dll*cache*store    the same, with the library named
-//     cache*dir                        dir becomes the first tier of every element to its right; a second cache*
-//     element
-//                                      is searched, but the first one stays where hits are kept
+//     cache*dir                        dir is searched, and is a cache of every element to its right
 //     cache*dir*store...               both at once
 //     store, a*b                       what is left of the first forms when a caller has cut their prefix off
 //
@@ -27,14 +25,19 @@ struct tier {
         unsupported,  // a device, or a text that no path can be made from
     };
     kind type;
-    std::wstring location;
+    std::wstring_view location;
 
     bool operator==(const tier&) const = default;
 };
 
-// The tiers of one element, caches first.
-using tier_chain = std::vector<tier>;
+struct element {
+    std::vector<tier> tiers;  // at least one, caches first
+    bool is_cache;            // the first tier serves the elements to the right too
 
-std::vector<tier_chain> parse_search_string(std::wstring_view text, const std::wstring& default_store);
+    bool operator==(const element&) const = default;
+};
+
+// What is given back refers to both texts. Takes time and memory in proportion to the first.
+std::vector<element> parse_search_string(std::wstring_view text, std::wstring_view default_store);
 
 }  // namespace qv::symbol_store

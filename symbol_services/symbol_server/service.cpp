@@ -49,10 +49,8 @@ std::wstring library_directory() {
     }
 }
 
-std::vector<store_chain> open_search_string(const std::wstring& text, const option_values& options) {
-    auto default_store = options.default_store();
-    if (default_store.empty()) default_store = library_directory() + L"\\sym";
-    return open_stores(parse_search_string(text, default_store));
+std::wstring default_store(const option_values& options) {
+    return options.default_store().empty() ? library_directory() + L"\\sym" : options.default_store();
 }
 
 std::function<void(const std::wstring&)> make_trace(const option_values& options) {
@@ -75,18 +73,19 @@ std::function<void(const std::wstring&)> make_trace(const option_values& options
 
 DWORD to_error(lookup_status status) {
     switch (status) {
-        case lookup_status::found: return ERROR_SUCCESS;
-        case lookup_status::absent: return ERROR_FILE_NOT_FOUND;
         case lookup_status::unreachable: return ERROR_PATH_NOT_FOUND;
-        case lookup_status::too_long: break;
+        case lookup_status::absent: return ERROR_FILE_NOT_FOUND;
+        case lookup_status::too_long: return ERROR_INSUFFICIENT_BUFFER;
+        case lookup_status::found: break;
     }
-    return ERROR_INSUFFICIENT_BUFFER;
+    return ERROR_SUCCESS;
 }
 
 DWORD test_stores(const std::wstring& search_string, bool (store::*test)() const) {
-    for (const auto& chain : open_search_string(search_string, current_options()))
-        for (const auto& place : chain)
-            if (((*place).*test)()) return ERROR_SUCCESS;
+    const auto empty_tier = default_store(current_options());
+    for (const auto& element : parse_search_string(search_string, empty_tier))
+        for (const auto& tier : element.tiers)
+            if (const auto place = open_store(tier); place && ((*place).*test)()) return ERROR_SUCCESS;
     return ERROR_PATH_NOT_FOUND;
 }
 
@@ -136,15 +135,17 @@ outcome<std::wstring> make_index(const void* id, DWORD second, DWORD third) {
     return {ERROR_SUCCESS, format_index(read_unaligned<GUID>(id), second, third)};
 }
 
-outcome<std::wstring> find(const std::wstring& search_string, const std::wstring& name, const std::wstring& index) {
+outcome<std::wstring> find(const std::wstring& search_string, const std::wstring& name, const std::wstring& index,
+                           std::size_t longest) {
     if (name.size() > longest_component || index.size() > longest_component) return {ERROR_FILENAME_EXCED_RANGE, {}};
     auto key = file_key::make(name, index);
     if (!key) return {ERROR_INVALID_PARAMETER, {}};
 
     const auto options = current_options();
-    const request wanted = {std::move(*key), longest_path, make_trace(options)};
-    const auto copying = options.is_on(option::no_copy) ? copy_policy::never : copy_policy::into_first_tier;
-    const auto result = find_file(open_search_string(search_string, options), wanted, copying);
+    const request wanted = {std::move(*key), longest, make_trace(options)};
+    const auto copying = options.is_on(option::no_copy) ? copy_policy::never : copy_policy::into_caches;
+    const auto empty_tier = default_store(options);
+    const auto result = find_file(parse_search_string(search_string, empty_tier), wanted, copying);
     return {to_error(result.status), text::to_wide(result.path)};
 }
 

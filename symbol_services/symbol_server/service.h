@@ -13,8 +13,10 @@
 
 namespace qv::symbol_store::service {
 
-// The longest path that is answered, in code units without the terminator: what Win32 calls take without a prefix.
-constexpr std::size_t longest_path = MAX_PATH - 1;
+// The longest paths that are answered, in code units without the terminator: to callers who do not say what they can
+// take, what Win32 calls take without a prefix; to the others, what Win32 takes at all.
+constexpr std::size_t usual_longest_path = MAX_PATH - 1;
+constexpr std::size_t longest_path = 32767;
 
 // An error code, or ERROR_SUCCESS and a value.
 template <class Value>
@@ -33,13 +35,14 @@ void close();
 // The index that the ids make, their kind being the one that the options say.
 outcome<std::wstring> make_index(const void* id, DWORD second, DWORD third);
 
-// The path of the file. Each error means:
+// The path of the file, which has at most `longest` code units. Each error means:
 //     ERROR_INVALID_PARAMETER      the name or the index cannot name a file
 //     ERROR_FILENAME_EXCED_RANGE   the name is longer than a file name can be
 //     ERROR_FILE_NOT_FOUND         no store has the file
 //     ERROR_PATH_NOT_FOUND         no store of the search string is there
-//     ERROR_INSUFFICIENT_BUFFER    the file's path is longer than longest_path
-outcome<std::wstring> find(const std::wstring& search_string, const std::wstring& name, const std::wstring& index);
+//     ERROR_INSUFFICIENT_BUFFER    the file's path is longer
+outcome<std::wstring> find(const std::wstring& search_string, const std::wstring& name, const std::wstring& index,
+                           std::size_t longest);
 
 // ERROR_SUCCESS where a store of the search string is there, or bears the mark of a store; else ERROR_PATH_NOT_FOUND.
 DWORD ping(const std::wstring& search_string);

@@ -17,9 +17,9 @@ struct platform_services {
     std::function<std::uint32_t(const wchar_t* name, wchar_t* buffer, std::uint32_t size, std::uint32_t& error)>
         get_environment_variable;
 
-    // Asks the loaded symbol-server library for a file. `element` is the whole search path element, such as
-    // "srv*C:\\cache*\\\\host\\store". Empty when the file is not there or no library is loaded.
-    std::function<boost::filesystem::path(const std::wstring& element, const std::wstring& file_name, const GUID& id,
+    // Asks the loaded symbol-server library for a file; `parameters` say where
+    // (common/symbol_server/search_elements.h). Empty when the file is not there or no library is loaded.
+    std::function<boost::filesystem::path(const std::wstring& parameters, const std::wstring& file_name, const GUID& id,
                                           std::uint32_t age)>
         find_symbol_file;
 };

@@ -1,9 +1,11 @@
 #include "tests/support/files/test_files.h"
 
-#include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
+#include <fstream>
 #include <iterator>
 #include <stdexcept>
+
+#include "qv/text/path.h"
 
 namespace qv::testing {
 
@@ -33,8 +35,9 @@ temporary_directory::~temporary_directory() {
 boost::filesystem::path temporary_directory::write(const boost::filesystem::path& relative,
                                                    const std::string& bytes) const {
     const auto path = path_ / relative;
-    boost::filesystem::create_directories(path.parent_path());
-    boost::filesystem::ofstream file(path, std::ios::binary);
+    boost::filesystem::create_directories(text::to_system_path(path.parent_path()));
+    // Opened by its native text: the path itself would pass through a code page.
+    std::ofstream file(text::to_system_path(path).c_str(), std::ios::binary);
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     if (!file.flush()) throw std::runtime_error("cannot write " + path.string());
     return path;
@@ -46,7 +49,7 @@ boost::filesystem::path temporary_directory::copy(const boost::filesystem::path&
 }
 
 std::string read_file(const boost::filesystem::path& path) {
-    boost::filesystem::ifstream file(path, std::ios::binary);
+    std::ifstream file(text::to_system_path(path).c_str(), std::ios::binary);
     if (!file) throw std::runtime_error("cannot read " + path.string());
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }

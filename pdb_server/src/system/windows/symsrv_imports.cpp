@@ -2,14 +2,13 @@
 
 #include <windows.h>
 
-#include <array>
 #include <boost/filesystem/operations.hpp>
+#include <memory>
 #include <mutex>
 #include <utility>
 #include <vector>
 
-#include "common/holders.h"
-#include "pdb_server/src/system/symsrv_parameters.h"
+#include "common/symbol_server/library.h"
 #include "qv/diagnostics/exception.h"
 
 namespace qv::profiler::pdb_server::symsrv_imports {
@@ -19,27 +18,29 @@ constexpr const char* source = "pdb_server/src/system/windows/symsrv_imports";
 constexpr const char* init_function =
     "void __cdecl qv::profiler::pdb_server::symsrv_imports::init(class boost::filesystem::path)";
 
-using set_options_function = BOOL(WINAPI*)(UINT_PTR options, ULONG64 data);
-using find_function = BOOL(WINAPI*)(PCWSTR parameters, PCWSTR file_name, PVOID id, DWORD two, DWORD three, PWSTR found);
+using library_ptr = std::shared_ptr<const symbol_server::library>;
 
-constexpr UINT_PTR ssrvopt_guidptr = 0x8;  // the id is given as a pointer to a GUID
-constexpr ULONG64 option_on = 1;
+// The library of the process. A search keeps the one that it began with, so no call outlives its library.
+class current_library {
+public:
+    library_ptr get() const {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return library_;
+    }
+    void replace(library_ptr library) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        library_.swap(library);
+    }
 
-struct symbol_server {
-    std::mutex mutex;  // also held during calls: the library is documented as single-threaded
-    library_hld library;
-    find_function find = nullptr;
+private:
+    mutable std::mutex mutex_;
+    library_ptr library_;
 };
 
-symbol_server& instance() {
-    static symbol_server server;
-    return server;
-}
-
-template <class Function>
-Function entry_point(HMODULE library, const char* name) noexcept {
-    // By way of a pointer to data: compilers warn of a cast between unlike function types.
-    return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library, name)));
+// Stays when the process ends: nobody can say what the library still does then.
+current_library& current() {
+    static auto* const instance = new current_library;
+    return *instance;
 }
 
 boost::filesystem::path executable_directory() {
@@ -66,35 +67,19 @@ void init(boost::filesystem::path directory) {
                     errtag_directory_name_w{directory.native()});
 
     const auto path = (directory / L"SymSrv.dll").make_preferred();
-    library_hld library(LoadLibraryW(path.c_str()));
+    library_hld loaded(LoadLibraryW(path.c_str()));
     const DWORD error = GetLastError();
-    const bool loaded = static_cast<bool>(library);
-    {
-        auto& server = instance();
-        const std::lock_guard<std::mutex> lock(server.mutex);
-        server.find = loaded ? entry_point<find_function>(library.get(), "SymbolServerW") : nullptr;
-        server.library = std::move(library);
-        if (const auto set_options =
-                loaded ? entry_point<set_options_function>(server.library.get(), "SymbolServerSetOptions") : nullptr)
-            set_options(ssrvopt_guidptr, option_on);
-    }
-    if (!loaded)
+    const auto library = loaded ? std::make_shared<const symbol_server::library>(std::move(loaded)) : nullptr;
+    current().replace(library);
+    if (!library)
         throw_win32_error("Symbol server wasn't loaded", error, init_function, source, __LINE__,
                           errtag_file_w{path.native()});
 }
 
-boost::filesystem::path find_file(const std::wstring& element, const std::wstring& file_name, const GUID& id,
+boost::filesystem::path find_file(const std::wstring& parameters, const std::wstring& file_name, const GUID& id,
                                   std::uint32_t age) {
-    const auto parameters = symsrv_parameters(element);
-    if (!parameters) return {};
-    auto& server = instance();
-    const std::lock_guard<std::mutex> lock(server.mutex);
-    if (server.find == nullptr) return {};
-    GUID key = id;
-    std::array<wchar_t, MAX_PATH + 1> found{};
-    if (!server.find(parameters->c_str(), file_name.c_str(), &key, age, 0, found.data())) return {};
-    found.back() = L'\0';
-    return boost::filesystem::path(found.data());
+    const auto library = current().get();
+    return library ? library->find(parameters, file_name, id, age) : boost::filesystem::path();
 }
 
 }  // namespace qv::profiler::pdb_server::symsrv_imports

@@ -17,10 +17,10 @@ namespace qv::profiler::pdb_server::symsrv_imports {
 // isn't absolute", "Symbol server path doesn't exist" and "Symbol server wasn't loaded" with the path attached.
 void init(boost::filesystem::path directory);
 
-// Asks the loaded library for a file by the search path element `element` ("srv*...", "symsrv*symsrv.dll*..." or
-// "cache*..."). Empty when the library does not have it, is not loaded, lacks the entry point, or is not the one that
-// the element names. Calls are served one after the other, as the published contract of the library asks.
-boost::filesystem::path find_file(const std::wstring& element, const std::wstring& file_name, const GUID& id,
+// Asks the loaded library for a file; `parameters` are those of common/symbol_server/search_elements.h. Empty when the
+// library does not have it, is not loaded or lacks the entry point. Any number of threads may ask: what a library
+// cannot bear is kept from it (common/symbol_server/library.h).
+boost::filesystem::path find_file(const std::wstring& parameters, const std::wstring& file_name, const GUID& id,
                                   std::uint32_t age);
 
 }  // namespace qv::profiler::pdb_server::symsrv_imports
