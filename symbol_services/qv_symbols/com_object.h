@@ -2,7 +2,7 @@
 // boundary that no exception crosses.
 #pragma once
 
-#include <unknwn.h>
+#include <objidl.h>
 
 #include <atomic>
 #include <new>
@@ -11,6 +11,7 @@
 #include "common/sdk_helpers.h"
 #include "qv/com/interface_id.h"
 #include "qv/diagnostics/exception.h"
+#include "symbol_services/qv_symbols/free_threaded_marshaler.h"
 
 namespace qv::symbols {
 
@@ -54,7 +55,7 @@ HRESULT guard(Work&& work) noexcept {
 }
 
 // Implements IUnknown over the interfaces; the first one is the identity. Objects are made by make_object, begin with
-// one reference, and may be used from any thread.
+// one reference, and may be used from any thread of any apartment.
 template <class First, class... Others>
 class com_object : public First, public Others... {
 public:
@@ -64,6 +65,7 @@ public:
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
         if (object == nullptr) return E_POINTER;
+        if (IsEqualGUID(id, IID_IMarshal)) return marshaler_.query(static_cast<First*>(this), object);
         *object = IsEqualGUID(id, com::iid_of<IUnknown>) ? static_cast<First*>(this) : find_interface(id);
         if (*object == nullptr) return E_NOINTERFACE;
         AddRef();
@@ -84,6 +86,7 @@ protected:
 
 private:
     module_lock lock_;
+    free_threaded_marshaler marshaler_;
     std::atomic<ULONG> references_{1};
 };
 

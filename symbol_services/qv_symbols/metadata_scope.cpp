@@ -1,5 +1,6 @@
 #include "symbol_services/qv_symbols/metadata_scope.h"
 
+#include "qv/com/outputs.h"
 #include "qv/metadata/metadata.h"
 #include "qv/portable_executable/image_file.h"
 #include "qv/text/utf.h"
@@ -36,6 +37,7 @@ void* metadata_scope::find_interface(REFIID id) noexcept {
 }
 
 HRESULT metadata_scope::GetScopeProps(WCHAR* name, ULONG capacity, ULONG* count, GUID* mvid) {
+    com::clear_outputs(com::output_text(name, capacity), count, mvid);
     return guard([&] {
         if (name == nullptr && count == nullptr && mvid == nullptr) return E_POINTER;
         if (mvid != nullptr) *mvid = facts_.mvid;

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "qv/com/outputs.h"
+
 namespace qv::symbols {
 
 // Texts that callers give are taken up to this length.

@@ -28,6 +28,7 @@ classic_reader::document symbol_document::read() const {
 }
 
 HRESULT symbol_document::give_guid(GUID classic_reader::document::*field, GUID* result) noexcept {
+    com::clear_outputs(result);
     return guard([&] {
         const auto document = read();
         if (result == nullptr) return E_POINTER;
@@ -37,6 +38,7 @@ HRESULT symbol_document::give_guid(GUID classic_reader::document::*field, GUID* 
 }
 
 HRESULT symbol_document::GetURL(ULONG32 capacity, ULONG32* count, WCHAR* url) {
+    com::clear_outputs(count, com::output_text(url, capacity));
     return guard([&] { return give_text(file_->get()->document_url(index_), capacity, count, url); });
 }
 
@@ -57,6 +59,7 @@ HRESULT symbol_document::GetCheckSumAlgorithmId(GUID* algorithm) {
 }
 
 HRESULT symbol_document::GetCheckSum(ULONG32 capacity, ULONG32* count, BYTE* checksum) {
+    com::clear_outputs(count);
     return guard([&] {
         const auto document = read();
         return give_values(std::span<const BYTE>(document.checksum), capacity, count, checksum);
@@ -64,6 +67,7 @@ HRESULT symbol_document::GetCheckSum(ULONG32 capacity, ULONG32* count, BYTE* che
 }
 
 HRESULT symbol_document::FindClosestLine(ULONG32 line, ULONG32* closest) {
+    com::clear_outputs(closest);
     return guard([&] {
         const auto found = file_->get()->closest_line(index_, line);
         if (closest == nullptr) return E_POINTER;
@@ -74,6 +78,7 @@ HRESULT symbol_document::FindClosestLine(ULONG32 line, ULONG32* closest) {
 }
 
 HRESULT symbol_document::HasEmbeddedSource(BOOL* has_source) {
+    com::clear_outputs(has_source);
     ULONG32 length = 0;
     const HRESULT result = GetSourceLength(&length);
     if (FAILED(result)) return result;
@@ -83,6 +88,7 @@ HRESULT symbol_document::HasEmbeddedSource(BOOL* has_source) {
 }
 
 HRESULT symbol_document::GetSourceLength(ULONG32* length) {
+    com::clear_outputs(length);
     return guard([&] {
         const auto document = read();
         if (length == nullptr) return E_POINTER;
@@ -93,6 +99,7 @@ HRESULT symbol_document::GetSourceLength(ULONG32* length) {
 
 HRESULT symbol_document::GetSourceRange(ULONG32, ULONG32, ULONG32, ULONG32, ULONG32 capacity, ULONG32* count,
                                         BYTE* source) {
+    com::clear_outputs(count);
     return guard([&] {
         const auto embedded = file_->get()->embedded_source(index_);
         return give_values(std::span<const BYTE>(embedded), capacity, count, source);

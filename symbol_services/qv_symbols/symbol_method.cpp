@@ -56,8 +56,14 @@ symbol_method::symbol_method(std::shared_ptr<const symbol_file> file, com::token
     : file_(std::move(file)), token_(token) {}
 
 void* symbol_method::find_interface(REFIID id) noexcept {
-    return IsEqualGUID(id, com::iid_of<com::ISymUnmanagedMethod>) ? static_cast<com::ISymUnmanagedMethod*>(this)
-                                                                  : nullptr;
+    if (IsEqualGUID(id, com::iid_of<com::ISymUnmanagedMethod>)) return static_cast<com::ISymUnmanagedMethod*>(this);
+    return IsEqualGUID(id, com::iid_of<symbol_method>) ? this : nullptr;
+}
+
+bool symbol_method::is_of(com::ISymUnmanagedMethod* method, const symbol_file& file) {
+    com_hld<symbol_method> own;
+    return method != nullptr && SUCCEEDED(method->QueryInterface(com::iid_of<symbol_method>, own.put_void())) &&
+           own->file_.get() == &file;
 }
 
 HRESULT symbol_method::unimplemented() const noexcept {
@@ -72,6 +78,7 @@ const symbol_method::point_list& symbol_method::points() {
 }
 
 HRESULT symbol_method::GetToken(com::token* method) {
+    com::clear_outputs(method);
     if (file_->is_destroyed()) return com::e_sym_destroyed;
     if (method == nullptr) return E_POINTER;
     *method = token_;
@@ -79,6 +86,7 @@ HRESULT symbol_method::GetToken(com::token* method) {
 }
 
 HRESULT symbol_method::GetSequencePointCount(ULONG32* count) {
+    com::clear_outputs(count);
     return guard([&] {
         const auto& all = points();
         if (count == nullptr) return E_POINTER;
@@ -89,6 +97,7 @@ HRESULT symbol_method::GetSequencePointCount(ULONG32* count) {
 }
 
 HRESULT symbol_method::GetOffset(com::ISymUnmanagedDocument* document, ULONG32 line, ULONG32 column, ULONG32* offset) {
+    com::clear_outputs(offset);
     return guard([&] {
         const auto& all = points();
         if (offset == nullptr) return E_POINTER;
@@ -105,6 +114,8 @@ HRESULT symbol_method::GetOffset(com::ISymUnmanagedDocument* document, ULONG32 l
 
 HRESULT symbol_method::GetSourceStartEnd(com::ISymUnmanagedDocument** documents, ULONG32* lines, ULONG32* columns,
                                          BOOL* has_source) {
+    com::clear_outputs(com::output_array(documents, 2), com::output_array(lines, 2), com::output_array(columns, 2),
+                       has_source);
     return guard([&] {
         point_list visible;
         std::copy_if(points().begin(), points().end(), std::back_inserter(visible),
@@ -129,6 +140,7 @@ HRESULT symbol_method::GetSourceStartEnd(com::ISymUnmanagedDocument** documents,
 HRESULT symbol_method::GetSequencePoints(ULONG32 capacity, ULONG32* count, ULONG32* offsets,
                                          com::ISymUnmanagedDocument** documents, ULONG32* lines, ULONG32* columns,
                                          ULONG32* end_lines, ULONG32* end_columns) {
+    com::clear_outputs(count, com::output_array(documents, capacity));
     return guard([&] {
         const auto& all = points();
         const std::size_t size = std::min<std::size_t>(all.size(), capacity);

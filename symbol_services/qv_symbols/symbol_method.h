@@ -17,6 +17,9 @@ class symbol_method final : public com_object<com::unimplemented_method> {
 public:
     symbol_method(std::shared_ptr<const symbol_file> file, com::token token);
 
+    // Whether a method that a client hands in is one of this file.
+    static bool is_of(com::ISymUnmanagedMethod* method, const symbol_file& file);
+
     HRESULT STDMETHODCALLTYPE GetToken(com::token* method) override;
     HRESULT STDMETHODCALLTYPE GetSequencePointCount(ULONG32* count) override;
     // The offset of the first point of the document around this place.
@@ -44,3 +47,9 @@ private:
 };
 
 }  // namespace qv::symbols
+
+// By this id the methods of this library know each other.
+template <>
+struct qv::com::interface_id<qv::symbols::symbol_method> {
+    static constexpr GUID value{0x6C8534D3, 0xDFEB, 0x44E4, {0xBF, 0xE1, 0xE8, 0x66, 0x66, 0x8E, 0x88, 0x39}};
+};

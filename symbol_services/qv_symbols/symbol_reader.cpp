@@ -50,10 +50,10 @@ HRESULT symbol_reader::unimplemented() const noexcept {
 }
 
 HRESULT symbol_reader::GetDocument(WCHAR* url, GUID, GUID, GUID, com::ISymUnmanagedDocument** document) {
+    com::clear_outputs(document);
     return guard([&] {
         const auto file = file_->get();
         if (document == nullptr) return E_POINTER;
-        *document = nullptr;
         std::wstring name;
         if (!take_text(url, name)) return E_INVALIDARG;
         const auto index = file->find_document(name);
@@ -64,6 +64,7 @@ HRESULT symbol_reader::GetDocument(WCHAR* url, GUID, GUID, GUID, com::ISymUnmana
 }
 
 HRESULT symbol_reader::GetDocuments(ULONG32 capacity, ULONG32* count, com::ISymUnmanagedDocument** documents) {
+    com::clear_outputs(count, com::output_array(documents, capacity));
     return guard([&] {
         std::vector<std::uint32_t> indexes(file_->get()->document_count());
         for (std::uint32_t i = 0; i < indexes.size(); ++i) indexes[i] = i;
@@ -73,10 +74,10 @@ HRESULT symbol_reader::GetDocuments(ULONG32 capacity, ULONG32* count, com::ISymU
 }
 
 HRESULT symbol_reader::GetMethod(com::token method, com::ISymUnmanagedMethod** result) {
+    com::clear_outputs(result);
     return guard([&] {
         const auto file = file_->get();
         if (result == nullptr) return E_POINTER;
-        *result = nullptr;
         if (!file->has_method(method)) return E_FAIL;
         *result = make_object<symbol_method>(file_, method).release();
         return S_OK;
@@ -85,16 +86,14 @@ HRESULT symbol_reader::GetMethod(com::token method, com::ISymUnmanagedMethod** r
 
 HRESULT symbol_reader::GetMethodByVersion(com::token method, int version, com::ISymUnmanagedMethod** result) {
     if (version == only_version) return GetMethod(method, result);
+    com::clear_outputs(result);
     if (file_->is_destroyed()) return com::e_sym_destroyed;
-    if (result == nullptr) return E_POINTER;
-    *result = nullptr;
-    return E_INVALIDARG;
+    return result == nullptr ? E_POINTER : E_INVALIDARG;
 }
 
 HRESULT symbol_reader::GetMethodFromDocumentPosition(com::ISymUnmanagedDocument* document, ULONG32 line, ULONG32 column,
                                                      com::ISymUnmanagedMethod** result) {
     if (result == nullptr) return E_POINTER;
-    *result = nullptr;
     ULONG32 count = 0;
     const HRESULT answer = GetMethodsFromDocumentPosition(document, line, column, 1, &count, result);
     return SUCCEEDED(answer) && count == 0 ? E_FAIL : answer;
@@ -103,6 +102,7 @@ HRESULT symbol_reader::GetMethodFromDocumentPosition(com::ISymUnmanagedDocument*
 HRESULT symbol_reader::GetMethodsFromDocumentPosition(com::ISymUnmanagedDocument* document, ULONG32 line, ULONG32,
                                                       ULONG32 capacity, ULONG32* count,
                                                       com::ISymUnmanagedMethod** methods) {
+    com::clear_outputs(count, com::output_array(methods, capacity));
     return guard([&] {
         const auto file = file_->get();
         const auto index = symbol_document::index_of(document, *file_);
@@ -113,6 +113,7 @@ HRESULT symbol_reader::GetMethodsFromDocumentPosition(com::ISymUnmanagedDocument
 }
 
 HRESULT symbol_reader::GetSymbolStoreFileName(ULONG32 capacity, ULONG32* count, WCHAR* name) {
+    com::clear_outputs(count, com::output_text(name, capacity));
     return guard([&] {
         file_->get();
         return give_text(file_->name(), capacity, count, name);
@@ -120,6 +121,7 @@ HRESULT symbol_reader::GetSymbolStoreFileName(ULONG32 capacity, ULONG32* count, 
 }
 
 HRESULT symbol_reader::GetDocumentVersion(com::ISymUnmanagedDocument* document, int* version, BOOL* is_current) {
+    com::clear_outputs(version, is_current);
     return guard([&] {
         file_->get();
         if (version == nullptr && is_current == nullptr) return E_POINTER;
@@ -131,19 +133,19 @@ HRESULT symbol_reader::GetDocumentVersion(com::ISymUnmanagedDocument* document, 
 }
 
 HRESULT symbol_reader::GetMethodVersion(com::ISymUnmanagedMethod* method, int* version) {
+    com::clear_outputs(version);
     if (file_->is_destroyed()) return com::e_sym_destroyed;
     if (version == nullptr) return E_POINTER;
-    if (method == nullptr) return E_INVALIDARG;
+    if (!symbol_method::is_of(method, *file_)) return E_INVALIDARG;
     *version = only_version;
     return S_OK;
 }
 
 HRESULT symbol_reader::GetSourceServerData(ULONG* size, BYTE** data) {
+    com::clear_outputs(size, data);
     return guard([&] {
         const auto bytes = file_->get()->source_server_data();
         if (size == nullptr || data == nullptr) return E_POINTER;
-        *size = 0;
-        *data = nullptr;
         if (bytes.empty()) return S_OK;
         if (bytes.size() > std::numeric_limits<ULONG>::max()) return E_OUTOFMEMORY;
         auto* const copy = static_cast<BYTE*>(CoTaskMemAlloc(bytes.size()));

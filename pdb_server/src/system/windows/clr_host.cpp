@@ -10,23 +10,25 @@ struct host {
     create_instance_function create_instance = nullptr;
 };
 
-host& instance() noexcept {
-    static host loaded;
-    return loaded;
+// Stays when the process ends: the runtime may be at work still.
+host& instance() {
+    static auto* const loaded = new host;
+    return *loaded;
 }
 
 }  // namespace
 
 void load() {
     auto& loaded = instance();
-    loaded.library.reset(LoadLibraryW(L"mscoree.dll"));
+    // The system's own, whatever lies beside the program or on the search path.
+    loaded.library.reset(LoadLibraryExW(L"mscoree.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
     // By way of a pointer to data: compilers warn of a cast between unlike function types.
     loaded.create_instance = !loaded.library ? nullptr
                                              : reinterpret_cast<create_instance_function>(reinterpret_cast<void*>(
                                                    GetProcAddress(loaded.library.get(), "CLRCreateInstance")));
 }
 
-create_instance_function create_instance() noexcept {
+create_instance_function create_instance() {
     return instance().create_instance;
 }
 
