@@ -135,7 +135,10 @@ std::vector<exchange> failing_queries() {
         failing(0x31, {0x00}, "Invalid PDB module id"),
         failing(0x42, {0x00, 0x00}, "Invalid PDB module id"),
         failing(0x42, {0x01, 0x00}, "Unknown PDB module"),
-        failing(0x42, {0x01, 0xC0, 0xFF, 0xFF, 0xFF}, "Invalid method token"),
+        // Faults are told in the order module id, token or document id, loaded or not.
+        failing(0x42, {0x01, 0xC1, 0xFF, 0xFF, 0xFF}, "Invalid method token"),  // row 0
+        failing(0x43, {0x01, 0xC1, 0x00, 0x00, 0x00}, "Invalid method token"),  // row 1 of another table
+        failing(0x43, {0x00, 0xC1, 0xFF, 0xFF, 0xFF}, "Invalid PDB module id"),
         failing(0x43, {0x00, 0x00}, "Invalid PDB module id"),
         failing(0x43, {0x05, 0x81, 0x00}, "Unknown PDB module"),
         failing(0x44, {0x00}, "Invalid PDB module id"),
@@ -182,6 +185,7 @@ std::vector<exchange> every_command() {
         {load_request(16, "no/such/module.dll", GUID{1, 0, 0, {}}), packet(0x30, {16, 0, 0})},
         {packet(0x31, {12, 1}), packet(0x31, {12, 0})},
         {packet(0x42, {13, 1, 0}), error_answer(0x42, 13, "Unknown PDB module")},
+        {load_request(13, "gone.dll", documents), packet(0x30, {13, 0, 5})},
         {packet(0x42, {14, 2, 0x80, 200}), error_answer(0x42, 14, "Too large table index")},
         // A request id of several bytes comes back as it was sent.
         {packet(0x31, {0xDF, 0xFF, 0xFF, 0xFF, 2}), packet(0x31, {0xDF, 0xFF, 0xFF, 0xFF, 0x00})},
