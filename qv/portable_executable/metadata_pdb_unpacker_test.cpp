@@ -4,7 +4,6 @@
 
 #include <boost/iostreams/filter/zlib.hpp>
 
-#include "qv/diagnostics/exception.h"
 #include "tests/support/builders/failure.h"
 #include "tests/support/builders/pe_builder.h"
 
@@ -14,8 +13,6 @@ namespace {
 using test::byte_writer;
 using test::bytes;
 using test::failure_of;
-
-constexpr const char* other_size = "Uncompressed buffer isn't the same as declared";
 
 bytes unpack(const bytes& packed) {
     return unpack_metadata_pdb(packed.data(), packed.size());
@@ -34,8 +31,8 @@ bytes noise(std::size_t size) {
 }
 
 TEST(UnpackMetadataPdb, RestoresWhatWasPacked) {
-    for (const bytes& data : {bytes{1}, bytes(5'000'000, 7), noise(100'000)})
-        EXPECT_EQ(unpack(test::pack_portable_pdb(data)), data);
+    for (const bytes& data : {bytes{}, bytes{1}, bytes(5'000'000, 7), noise(100'000)})
+        EXPECT_EQ(unpack(byte_writer().append(test::pack_portable_pdb(data)).text("ignored").data()), data);
 }
 
 TEST(UnpackMetadataPdb, ExpansionBeyondAllReasonIsRefused) {
@@ -50,37 +47,16 @@ TEST(UnpackMetadataPdb, ExpansionBeyondAllReasonIsRefused) {
     EXPECT_EQ(unpacked(no_burden / 64, no_burden + 1), "(no failure)");
 }
 
-TEST(UnpackMetadataPdb, NothingIsUnpackedToNothing) {
-    EXPECT_EQ(unpack(pack(0, test::deflate({}))), bytes{});
-}
-
 TEST(UnpackMetadataPdb, SizeIsTestedBeforeTheSignature) {
     EXPECT_EQ(failure_of([] { unpack(bytes(9)); }), "Invalid packed portable PDB size");
     EXPECT_EQ(failure_of([] { unpack(bytes(10)); }), "Invalid packed portable PDB signature");
 }
 
-TEST(UnpackMetadataPdb, FailureNamesItsFunction) {
-    try {
-        unpack(bytes(9));
-        FAIL();
-    } catch (const exception& error) {
-        EXPECT_STREQ(error.where().function,
-                     "class std::vector<unsigned char,class std::allocator<unsigned char> > __cdecl "
-                     "qv::portable_executable::unpack_metadata_pdb(const unsigned char *,const unsigned __int64)");
-        EXPECT_STREQ(error.where().source,
-                     "sharedCommon/Native/Shared/include/qv/portable_executable/metadata_pdb_unpacker");
-    }
-}
-
 TEST(UnpackMetadataPdb, DeclaredSizeMustBeTheRealOne) {
     const bytes stream = test::deflate(noise(10'000));
     for (const std::uint32_t declared : {0u, 1u, 9'999u, 10'001u, 0xFFFFFFFFu})
-        EXPECT_EQ(failure_of([&] { unpack(pack(declared, stream)); }), other_size) << declared;
-}
-
-TEST(UnpackMetadataPdb, BytesAfterTheStreamAreIgnored) {
-    const bytes data = noise(100);
-    EXPECT_EQ(unpack(pack(100, byte_writer().append(test::deflate(data)).text("tail").data())), data);
+        EXPECT_EQ(failure_of([&] { unpack(pack(declared, stream)); }), "Uncompressed buffer isn't the same as declared")
+            << declared;
 }
 
 TEST(UnpackMetadataPdb, CorruptStreamsRaiseTheErrorOfTheLibrary) {
