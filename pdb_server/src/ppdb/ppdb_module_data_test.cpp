@@ -67,54 +67,40 @@ std::vector<numbers> points_of_blob(std::uint32_t document, const bytes& blob) {
 
 TEST(SequencePoints, AreGivenInBlobOrder) {
     portable_pdb_builder builder = pdb();
-    const std::vector<point> points = {
-        {0, 10, 5, 10, 6}, {1, 11, 9, 14, 2}, hidden_point(300), {301, 9, 1, 9, 80}, {70'000, 500, 300, 501, 1}};
-    builder.method(4, points);
+    builder.method(4, {hidden_point(0),
+                       hidden_point(1),
+                       {2, 10, 5, 10, 6},
+                       {3, 11, 9, 14, 2},
+                       hidden_point(300),
+                       {301, 9, 1, 9, 80},
+                       {70'000, 500, 300, 501, 1}});
     EXPECT_THAT(
         points_of(*load(builder), method | 1),
-        ElementsAre(numbers{0, 4, 10, 5, 10, 6}, numbers{1, 4, 11, 9, 14, 2}, numbers{300, 4, hidden, 0, hidden, 0},
+        ElementsAre(numbers{0, 4, hidden, 0, hidden, 0}, numbers{1, 4, hidden, 0, hidden, 0},
+                    numbers{2, 4, 10, 5, 10, 6}, numbers{3, 4, 11, 9, 14, 2}, numbers{300, 4, hidden, 0, hidden, 0},
                     numbers{301, 4, 9, 1, 9, 80}, numbers{70'000, 4, 500, 300, 501, 1}));
 }
 
 TEST(SequencePoints, MethodIsFoundByTheLowBitsOfItsToken) {
+    EXPECT_THAT(points_of(*load(pdb()), method | 1), IsEmpty());
     portable_pdb_builder builder = pdb();
     builder.method(1, {});
     builder.method(1, {hidden_point(7)});
     const auto module = load(builder);
-    EXPECT_THAT(offsets_of(*module, method | 1), IsEmpty());
     EXPECT_THAT(points_of(*module, method | 1), IsEmpty());
-    EXPECT_THAT(offsets_of(*module, method | 2), ElementsAre(7));
     EXPECT_THAT(offsets_of(*module, 0xFF000002), ElementsAre(7));
     EXPECT_EQ(failure_of([&] { offsets_of(*module, method); }), "Zero table index");
     EXPECT_EQ(failure_of([&] { offsets_of(*module, method | 3); }), "Too large table index");
 }
 
-TEST(SequencePoints, NoneWithoutDebugInformationForMethods) {
-    const auto module = load(pdb());
-    for (const std::uint32_t row : {0u, 1u, 0xFFFFFFu}) EXPECT_THAT(points_of(*module, method | row), IsEmpty());
-}
-
-TEST(SequencePoints, VisiblePointAfterHiddenOnesIsAbsolute) {
-    portable_pdb_builder builder = pdb();
-    builder.method(1, {hidden_point(0), hidden_point(2), {3, 100'000, 5, 100'002, 3}});
-    EXPECT_THAT(points_of(*load(builder), method | 1),
-                ElementsAre(numbers{0, 1, hidden, 0, hidden, 0}, numbers{2, 1, hidden, 0, hidden, 0},
-                            numbers{3, 1, 100'000, 5, 100'002, 3}));
-}
-
 TEST(SequencePoints, DocumentRecordsChangeTheDocumentOfWhatFollows) {
     byte_writer blob;
     blob.packed(0).packed(8);                                 // local signature, initial document
-    blob.packed(4).packed(0).packed(0);                       // hidden
+    blob.packed(0).packed(0).packed(0);                       // hidden; a first offset of zero is no document record
     blob.packed(0).packed(300).packed(0).packed(9);           // two document records
     blob.packed(2).packed(0).packed(1).packed(20).packed(3);  // visible
     EXPECT_THAT(points_of_blob(0, blob.data()),
-                ElementsAre(numbers{4, 8, hidden, 0, hidden, 0}, numbers{6, 9, 20, 3, 20, 4}));
-}
-
-TEST(SequencePoints, FirstOffsetMayBeZeroAndIsNoDocumentRecord) {
-    EXPECT_THAT(points_of_blob(3, byte_writer().packed(0).packed(0).packed(0).packed(0).data()),
-                ElementsAre(numbers{0, 3, hidden, 0, hidden, 0}));
+                ElementsAre(numbers{0, 8, hidden, 0, hidden, 0}, numbers{2, 9, 20, 3, 20, 4}));
 }
 
 TEST(SequencePoints, PositionsWrapAt32Bits) {
@@ -135,12 +121,6 @@ TEST(SequencePoints, BlobCutAnywhereButBetweenRecordsFails) {
         EXPECT_EQ(failure_of([&] { points_of_blob(1, cut); }), size == first_end ? "(no failure)" : "End of region")
             << size;
     }
-}
-
-TEST(SequencePoints, BlobMustLieInTheHeap) {
-    portable_pdb_builder builder = pdb();
-    builder.metadata().add_row(0x31, {1, builder.metadata().raw_blob({0x7F})});
-    EXPECT_EQ(failure_of([&] { offsets_of(*load(builder), method | 1); }), "Out of arent region");
 }
 
 struct document {
@@ -179,12 +159,6 @@ TEST(Documents, WithoutTheTableOnlyTheAlgorithmIsLeftAsItWas) {
     EXPECT_EQ(none.name, "");
     EXPECT_EQ(none.algorithm, test::sha1);
     EXPECT_THAT(none.hash, IsEmpty());
-}
-
-TEST(Documents, AlgorithmMustBeInTheHeap) {
-    portable_pdb_builder builder = pdb();
-    builder.metadata().add_row(0x30, {builder.metadata().blob("/"), 5});
-    EXPECT_EQ(failure_of([&] { document_of(*load(builder), 1); }), "End of region");
 }
 
 // A PDB whose blob heap holds the parts "src" at 5 and "a.cs" at 9, and one document with this name blob.
@@ -242,71 +216,47 @@ TEST(DocumentNames, CannotGrowWithoutEnd) {
     portable_pdb_builder builder = pdb();
     builder.metadata().heap_sizes(4);
     const std::uint32_t half = builder.metadata().blob(std::string(max_document_name / 2, 'x'));
-    const auto name = [&](unsigned parts, unsigned char separator) {
-        byte_writer blob;
-        blob.u8(separator);
-        for (unsigned i = 0; i < parts; ++i) blob.packed(half);
-        return blob.data();
-    };
-    builder.document_with_name(name(2, 0));
-    builder.document_with_name(name(2, '/'));
+    builder.document_with_name(byte_writer().u8(0).packed(half).packed(half).data());
+    builder.document_with_name(byte_writer().u8('/').packed(half).packed(half).data());
     const auto module = load(builder);
     EXPECT_EQ(document_of(*module, 1).name.size(), max_document_name);
     EXPECT_EQ(failure_of([&] { document_of(*module, 2); }), "Too long document name");
 }
 
-bytes source_server_data(const portable_pdb_builder& builder) {
+std::string source_server_data(const portable_pdb_builder& builder) {
     bytes data = {1};
     load(builder)->get_source_server_data(data);
-    return data;
+    return {data.begin(), data.end()};
 }
 
-TEST(SourceLink, IsTheValueOfTheModulesRecord) {
+TEST(SourceLink, IsTheValueOfTheModulesFirstRecord) {
     portable_pdb_builder builder = pdb();
-    EXPECT_THAT(source_server_data(builder), IsEmpty());
+    EXPECT_EQ(source_server_data(builder), "");
     builder.custom(test::module_parent, test::sha1, {1, 2, 3});
-    EXPECT_THAT(source_server_data(builder), IsEmpty());
-    builder.source_link("{\"documents\":{}}");
-    builder.source_link("{\"documents\":{\"second\":\"\"}}");
-    EXPECT_EQ(source_server_data(builder), byte_writer().text("{\"documents\":{}}").data());
+    EXPECT_EQ(source_server_data(builder), "");
+    builder.source_link("first");
+    builder.source_link("second");
+    EXPECT_EQ(source_server_data(builder), "first");
+    builder.metadata().add_rows(0x30, 2048).wide_indexes({26});
+    EXPECT_EQ(source_server_data(builder), "first");
 }
 
-TEST(SourceLink, FirstRecordMustBelongToTheModule) {
-    struct {
+TEST(SourceLink, RecordsBeforeTheModulesOneFail) {
+    const struct {
         std::uint32_t parent;
+        GUID kind;
         const char* message;
-    } const cases[] = {{1 << 5 | 0, "Invalid parent index type"},
-                       {1 << 5 | 31, "Invalid parent index type"},
-                       {2 << 5 | 7, "Invalid parent index rid"},
-                       {0 << 5 | 7, "Invalid parent index rid"}};
+    } cases[] = {{1 << 5 | 0, test::source_link_kind, "Invalid parent index type"},
+                 {1 << 5 | 31, test::source_link_kind, "Invalid parent index type"},
+                 {2 << 5 | 7, test::source_link_kind, "Invalid parent index rid"},
+                 {0 << 5 | 7, test::source_link_kind, "Invalid parent index rid"},
+                 {1 << 5 | 7, {}, "Zero #GUID stream index"}};
     for (const auto& item : cases) {
         portable_pdb_builder builder = pdb();
-        builder.custom(item.parent, test::source_link_kind, {1});
+        builder.custom(item.parent, item.kind, {1});
         builder.source_link("{}");
         EXPECT_EQ(failure_of([&] { source_server_data(builder); }), item.message);
     }
-}
-
-TEST(SourceLink, WideParentIsDecoded) {
-    portable_pdb_builder builder = pdb();
-    builder.metadata().add_rows(0x30, 2048).wide_indexes({26});
-    builder.source_link("{}");
-    EXPECT_EQ(source_server_data(builder), byte_writer().text("{}").data());
-}
-
-TEST(SourceLink, RecordWithoutAKindBeforeItFails) {
-    portable_pdb_builder builder = pdb();
-    builder.custom(test::module_parent, {}, {1});
-    builder.source_link("{}");
-    EXPECT_EQ(failure_of([&] { source_server_data(builder); }), "Zero #GUID stream index");
-}
-
-TEST(PpdbModuleData, FailedQueryLeavesTheModuleUsable) {
-    portable_pdb_builder builder = pdb();
-    builder.method(1, {hidden_point(7)});
-    const auto module = load(builder);
-    EXPECT_EQ(failure_of([&] { offsets_of(*module, method | 2); }), "Too large table index");
-    EXPECT_THAT(offsets_of(*module, method | 1), ElementsAre(7));
 }
 
 TEST(PpdbModuleData, ThreadsShareAModuleWithoutLocks) {
@@ -319,18 +269,16 @@ TEST(PpdbModuleData, ThreadsShareAModuleWithoutLocks) {
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i)
         threads.emplace_back([&] {
-            bytes source_link;
-            module->get_source_server_data(source_link);
-            if (points_of(*module, method | 1).size() == 2 && document_of(*module, 1).name == "/src/a.cs" &&
-                source_link.size() == 2)
-                ++right;
+            for (int round = 0; round < 100; ++round) {
+                bytes source_link;
+                module->get_source_server_data(source_link);
+                if (points_of(*module, method | 1).size() == 2 && document_of(*module, 1).name == "/src/a.cs" &&
+                    source_link.size() == 2)
+                    ++right;
+            }
         });
     for (auto& thread : threads) thread.join();
-    EXPECT_EQ(right, 4);
-}
-
-TEST(MetadataContainer, NeedsThePdbStream) {
-    EXPECT_EQ(failure_of([] { load(test::image_metadata({}).build()); }), "Metadata doesn't containt PDB information");
+    EXPECT_EQ(right, 400);
 }
 
 }  // namespace
