@@ -16,6 +16,7 @@
 
 #include "qv/diagnostics/exception.h"
 #include "qv/diagnostics/work_counter.h"
+#include "tests/support/costly_files/largest_allocation.h"
 
 namespace qv::fuzz {
 
@@ -31,6 +32,14 @@ struct target {
     std::vector<bytes> (*seeds)();             // inputs that are accepted
     std::vector<bytes> (*costly)() = nullptr;  // inputs made to cost much, accepted or not
 };
+
+// All inputs to begin with.
+inline std::vector<bytes> all_seeds(const target& of) {
+    std::vector<bytes> result = of.seeds();
+    if (of.costly != nullptr)
+        for (bytes& seed : of.costly()) result.push_back(std::move(seed));
+    return result;
+}
 
 // The target of this program; each target's source defines it.
 extern const target the_target;
@@ -59,12 +68,15 @@ outcome attempt(Action&& action) {
     }
 }
 
-// Runs the action, which may take so many steps.
+// Runs the action on an input of this size, which may take so many steps, and so much memory in one piece as the
+// largest expansion of an embedded PDB takes.
 template <class Action>
-void require_work_within(std::uint64_t steps, Action&& action) {
+void require_cost_within(std::uint64_t steps, std::size_t size, Action&& action) {
     [[maybe_unused]] const std::uint64_t before = work_done;
+    test::largest_allocation = 0;
     std::forward<Action>(action)();
     require(work_done - before <= steps, "work is in proportion to the input");
+    require(test::largest_allocation <= (16u << 20) + 64 * size, "memory is in proportion to the input");
 }
 
 }  // namespace qv::fuzz

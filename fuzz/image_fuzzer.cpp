@@ -29,14 +29,14 @@ void check(const portable_executable::image_data& image, std::size_t size) {
 outcome run(const unsigned char* data, std::size_t size) {
     portable_executable::image_data image;
     auto result = outcome::rejected;
-    require_work_within(std::uint64_t{16} * size + 1000, [&] {
+    require_cost_within(std::uint64_t{16} * size + 1000, size, [&] {
         MemoryBlockStream stream(data, size);
         portable_executable::core_stream_adapter adapter(stream);
         result = attempt([&] { read_image_data(adapter, image); });
     });
     if (result == outcome::rejected) return result;
     check(image, size);
-    require_work_within(expanded(size), [&] {
+    require_cost_within(expanded(size), size, [&] {
         attempt([&] { profiler::pdb_server::try_load_module({}, image, [](const auto&...) {}); });
     });
     return result;

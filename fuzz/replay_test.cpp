@@ -49,13 +49,10 @@ TEST(Replay, SeedsAreAccepted) {
 
 // Some mutations do no harm, others do: a run in which either kind is missing has tested nothing.
 TEST(Replay, MutationsKeepEveryPromise) {
-    std::vector<bytes> seeds = the_target.seeds();
-    if (the_target.costly != nullptr)
-        for (bytes& seed : the_target.costly()) seeds.push_back(std::move(seed));
     mutator source(20240229);
     int accepted = 0;
     int rejected = 0;
-    for (const bytes& seed : seeds)
+    for (const bytes& seed : all_seeds(the_target))
         for (int i = 0; i < mutations_per_seed; ++i) {
             const bytes input = source.mutate(seed);
             ++(the_target.run(input.data(), input.size()) == outcome::accepted ? accepted : rejected);

@@ -2,7 +2,6 @@
 #include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <string>
-#include <utility>
 
 #include "fuzz/fuzz_target.h"
 
@@ -10,11 +9,8 @@ int main(int count, char** arguments) {
     if (count != 2) return 2;
     const boost::filesystem::path folder = arguments[1];
     boost::filesystem::create_directories(folder);
-    auto seeds = qv::fuzz::the_target.seeds();
-    if (qv::fuzz::the_target.costly != nullptr)
-        for (auto& seed : qv::fuzz::the_target.costly()) seeds.push_back(std::move(seed));
     int number = 0;
-    for (const auto& seed : seeds) {
+    for (const auto& seed : qv::fuzz::all_seeds(qv::fuzz::the_target)) {
         const std::string name = std::string(qv::fuzz::the_target.name) + "_" + std::to_string(++number);
         boost::filesystem::ofstream file(folder / name, std::ios::binary);
         file.write(reinterpret_cast<const char*>(seed.data()), static_cast<std::streamsize>(seed.size()));

@@ -1,6 +1,5 @@
 #include "tests/support/builders/bytes.h"
 
-#include <cstring>
 #include <stdexcept>
 
 namespace qv::test {
@@ -11,30 +10,8 @@ byte_writer& byte_writer::integer(std::uint64_t value, unsigned width) {
 }
 
 byte_writer& byte_writer::guid(const GUID& value) {
-    const std::size_t at = data_.size();
-    data_.resize(at + sizeof value);
-    std::memcpy(data_.data() + at, &value, sizeof value);
-    return *this;
-}
-
-byte_writer& byte_writer::text(std::string_view value) {
-    data_.insert(data_.end(), value.begin(), value.end());
-    return *this;
-}
-
-byte_writer& byte_writer::append(const bytes& value) {
-    data_.insert(data_.end(), value.begin(), value.end());
-    return *this;
-}
-
-byte_writer& byte_writer::zeros(std::size_t count) {
-    data_.resize(data_.size() + count);
-    return *this;
-}
-
-byte_writer& byte_writer::align(std::size_t alignment) {
-    while (data_.size() % alignment != 0) data_.push_back(0);
-    return *this;
+    const auto* const begin = reinterpret_cast<const unsigned char*>(&value);
+    return put(begin, begin + sizeof value);
 }
 
 byte_writer& byte_writer::packed(std::uint32_t value) {

@@ -22,10 +22,10 @@ public:
     byte_writer& u64(std::uint64_t value) { return integer(value, 8); }
     byte_writer& integer(std::uint64_t value, unsigned width);
     byte_writer& guid(const GUID& value);
-    byte_writer& text(std::string_view value);  // without a terminator
-    byte_writer& append(const bytes& value);
-    byte_writer& zeros(std::size_t count);
-    byte_writer& align(std::size_t alignment);
+    byte_writer& text(std::string_view value) { return put(value.begin(), value.end()); }  // without a terminator
+    byte_writer& append(const bytes& value) { return put(value.begin(), value.end()); }
+    byte_writer& zeros(std::size_t count) { return append(bytes(count)); }
+    byte_writer& align(std::size_t alignment) { return zeros((alignment - data_.size() % alignment) % alignment); }
 
     // Compressed integers of metadata, in their shortest form. The signed form takes what the writer of a portable PDB
     // would: -2^28 to 2^28 - 1.
@@ -36,6 +36,12 @@ public:
     const bytes& data() const noexcept { return data_; }
 
 private:
+    template <class Iterator>
+    byte_writer& put(Iterator begin, Iterator end) {
+        data_.insert(data_.end(), begin, end);
+        return *this;
+    }
+
     bytes data_;
 };
 

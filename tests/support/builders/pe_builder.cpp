@@ -43,14 +43,6 @@ pe_builder& pe_builder::debug_entry(std::uint32_t type, std::uint16_t minor_vers
     return *this;
 }
 
-pe_builder& pe_builder::codeview(const GUID& guid, std::uint32_t stamp, std::string_view path, std::uint32_t age) {
-    return debug_entry(2, 0x504D, stamp, codeview_data(guid, age, path));
-}
-
-pe_builder& pe_builder::embedded(const bytes& portable_pdb) {
-    return debug_entry(17, 0x0100, 0, pack_portable_pdb(portable_pdb));
-}
-
 pe_image pe_builder::build() const {
     pe_image image{};
     const bool plus = kind_ == pe_kind::pe32_plus;

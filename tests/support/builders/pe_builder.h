@@ -33,6 +33,15 @@ struct pe_image {
 // A section's RVAs are its file offsets plus this.
 constexpr std::uint32_t pe_rva_bias = 0x1000;
 
+// The data of a CodeView entry: signature, GUID, age, path and its terminator.
+bytes codeview_data(const GUID& guid, std::uint32_t age, std::string_view path);
+
+// The data of an embedded portable PDB entry: signature, declared size, raw deflate stream.
+bytes pack_portable_pdb(const bytes& portable_pdb);
+
+// A raw deflate stream of the bytes.
+bytes deflate(const bytes& data);
+
 class pe_builder {
 public:
     explicit pe_builder(pe_kind kind = pe_kind::pe32_plus) : kind_(kind) {}
@@ -49,9 +58,13 @@ public:
     // Debug directory entries in this order; without any the directory is absent.
     pe_builder& debug_entry(std::uint32_t type, std::uint16_t minor_version, std::uint32_t stamp, bytes data);
     // A CodeView entry that names a portable PDB.
-    pe_builder& codeview(const GUID& guid, std::uint32_t stamp, std::string_view path, std::uint32_t age = 1);
+    pe_builder& codeview(const GUID& guid, std::uint32_t stamp, std::string_view path) {
+        return debug_entry(2, 0x504D, stamp, codeview_data(guid, 1, path));
+    }
     // An embedded portable PDB, packed here.
-    pe_builder& embedded(const bytes& portable_pdb);
+    pe_builder& embedded(const bytes& portable_pdb) {
+        return debug_entry(17, 0x0100, 0, pack_portable_pdb(portable_pdb));
+    }
 
     pe_image build() const;
 
@@ -69,14 +82,5 @@ private:
     unsigned further_sections_ = 0;
     std::vector<entry> entries_;
 };
-
-// The data of a CodeView entry: signature, GUID, age, path and its terminator.
-bytes codeview_data(const GUID& guid, std::uint32_t age, std::string_view path);
-
-// The data of an embedded portable PDB entry: signature, declared size, raw deflate stream.
-bytes pack_portable_pdb(const bytes& portable_pdb);
-
-// A raw deflate stream of the bytes.
-bytes deflate(const bytes& data);
 
 }  // namespace qv::test

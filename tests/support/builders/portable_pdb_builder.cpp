@@ -1,6 +1,5 @@
 #include "tests/support/builders/portable_pdb_builder.h"
 
-#include <algorithm>
 #include <optional>
 
 namespace qv::test {
@@ -41,15 +40,7 @@ bytes sequence_point_records(const std::vector<point>& points) {
 }
 
 std::uint32_t portable_pdb_builder::document(std::string_view path, const GUID& algorithm, const bytes& hash) {
-    byte_writer name;
-    name.u8('/');
-    for (std::size_t begin = 0; begin <= path.size();) {
-        const std::size_t end = std::min(path.find('/', begin), path.size());
-        const std::string_view part = path.substr(begin, end - begin);
-        name.packed(part.empty() ? 0 : metadata_.blob(part));
-        begin = end + 1;
-    }
-    const std::uint32_t name_index = metadata_.blob(name.data());
+    const std::uint32_t name_index = metadata_.blob(byte_writer().u8('/').packed(metadata_.blob(path)).data());
     const std::uint32_t hash_index = hash.empty() ? 0 : metadata_.blob(hash);
     metadata_.add_row(0x30, {name_index, optional_guid(metadata_, algorithm), hash_index});
     return metadata_.row_count(0x30);
@@ -61,11 +52,8 @@ std::uint32_t portable_pdb_builder::document_with_name(const bytes& name_blob) {
 }
 
 std::uint32_t portable_pdb_builder::method(std::uint32_t document, const std::vector<point>& points) {
-    if (points.empty()) {
-        metadata_.add_row(0x31, {document, 0});
-        return metadata_.row_count(0x31);
-    }
-    return method_with_blob(document, byte_writer().packed(0).append(sequence_point_records(points)).data());
+    return method_with_blob(
+        document, points.empty() ? bytes() : byte_writer().packed(0).append(sequence_point_records(points)).data());
 }
 
 std::uint32_t portable_pdb_builder::method_with_blob(std::uint32_t document, const bytes& sequence_points) {

@@ -35,7 +35,7 @@ public:
     // For everything that is not below.
     metadata_builder& metadata() noexcept { return metadata_; }
 
-    // Each returns the row. The path is split at '/' into its parts; a zero algorithm takes no entry in the GUID heap.
+    // Each returns the row. The path is the only part of its name; a zero algorithm takes no entry in the GUID heap.
     std::uint32_t document(std::string_view path, const GUID& algorithm = {}, const bytes& hash = {});
     std::uint32_t document_with_name(const bytes& name_blob);
 
