@@ -10,6 +10,8 @@ target_include_directories(qv_options INTERFACE "${PROJECT_SOURCE_DIR}/include" 
 
 if(MSVC)
   target_compile_options(qv_options INTERFACE /W4 /WX /permissive- /utf-8 /EHsc)
+  # Standard functions such as std::getenv are no errors.
+  target_compile_definitions(qv_options INTERFACE _CRT_SECURE_NO_WARNINGS)
 else()
   target_compile_options(qv_options INTERFACE
     -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
@@ -20,6 +22,12 @@ endif()
 add_library(qv_com INTERFACE)
 if(NOT MSVC)
   target_compile_options(qv_com INTERFACE -Wno-non-virtual-dtor)
+endif()
+
+# For the sources of tests, which are compiled more often than they run. What they test keeps the build's own settings.
+add_library(qv_quick_build INTERFACE)
+if(NOT MSVC)
+  target_compile_options(qv_quick_build INTERFACE -O0)
 endif()
 
 if(WIN32)
@@ -64,4 +72,14 @@ if(QV_SANITIZE)
   add_link_options(-fsanitize=${QV_SANITIZE})
   # These builds are for tests alone: readers count their work (qv/diagnostics/work_counter.h).
   target_compile_definitions(qv_options INTERFACE QV_COUNT_WORK)
+endif()
+
+if(QV_SYNTAX_ONLY)
+  # What is built are empty marks of what has been read, so that only changes are read again.
+  set(mark "\"${CMAKE_COMMAND}\" -E touch")
+  set(CMAKE_CXX_COMPILE_OBJECT "<CMAKE_CXX_COMPILER> <DEFINES> <INCLUDES> <FLAGS> -fsyntax-only <SOURCE>" "${mark} <OBJECT>")
+  foreach(rule IN ITEMS ARCHIVE_CREATE LINK_EXECUTABLE CREATE_SHARED_LIBRARY CREATE_SHARED_MODULE)
+    set(CMAKE_CXX_${rule} "${mark} <TARGET>")
+  endforeach()
+  set(CMAKE_CXX_ARCHIVE_FINISH "")
 endif()

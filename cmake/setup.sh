@@ -11,6 +11,7 @@ packages_common=(cmake ninja-build make g++ g++-mingw-w64-x86-64-posix libz-ming
 packages_test=(googletest zlib1g-dev clang-format clang-tidy
   lib${boost/boost/boost-program-options}-dev lib${boost/boost/boost-filesystem}-dev
   lib${boost/boost/boost-iostreams}-dev lib${boost/boost/boost-json}-dev)
+packages_clang=(clang)
 
 step() { if [ -t 1 ]; then printf '\033[1m==>\033[0m %s\n' "$*"; else printf '==> %s\n' "$*"; fi; }
 die() { printf 'error: %s\n' "$*" >&2; exit 1; }
@@ -73,6 +74,20 @@ set_up() {
   build_boost_for_windows
 }
 
+# Passes a build's output on to its log and, on a terminal, shows how far it is.
+log_and_show() {
+  local line
+  if [ ! -t 1 ]; then
+    cat >"$1"
+    return
+  fi
+  while IFS= read -r line; do
+    printf '%s\n' "$line" >&3
+    [[ $line =~ ^\[([0-9]+)/([0-9]+) ]] && printf '\r    %s of %s' "${BASH_REMATCH[1]}" "${BASH_REMATCH[2]}"
+  done 3>"$1"
+  printf '\r\033[K'
+}
+
 # build PRESET [TARGET ...]
 build() {
   local preset=$1 log=$root/build/$1.log targets=()
@@ -82,7 +97,7 @@ build() {
     (cd "$root" && cmake --preset "$preset") >"$log" 2>&1 || { tail -20 "$log" >&2; die "cannot configure $preset; see build/$preset.log"; }
   fi
   step "Building ($preset)"
-  (cd "$root" && cmake --build --preset "$preset" "${targets[@]}") >"$log" 2>&1 ||
+  (cd "$root" && cmake --build --preset "$preset" "${targets[@]}") 2>&1 | log_and_show "$log" ||
     { grep -E 'error|FAILED|warning' "$log" | head -30 >&2; die "the build failed; see build/$preset.log"; }
 }
 
