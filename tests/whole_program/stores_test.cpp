@@ -53,9 +53,12 @@ const placing placings[] = {
     {"StoreOfTheSymbolServer", L"m", L"store", true, {L"$\\none", L"SRV*$\\store"}},
     {"SymbolServerNotAllowed", L"m", L"store", true, {L"srv*$\\store"}, false, 0x0D, false},
     {"CopiedFromAnotherStore", L"m", L"store", true, {L"srv*$\\copies*$\\store"}},
+    {"CacheOnTheLeft", L"m", L"store", true, {L"cache*$\\copies", L"$\\none", L"srv*$\\store"}},
+    {"OfAnotherLibrary", L"m", L"store", true, {L"symsrv*other.dll*$\\store"}, false, 0x0E, false},
     {"LongBeside", deep, deep, false, {}},
     {"LongImageOnASearchPath", deep, deep, false, {L"$\\" + deep}, true},
     {"LongImageShortStore", deep, L"store", true, {L"srv*$\\store"}},
+    {"LongStore", deep, L"store\\" + deep, true, {L"srv*$\\store\\" + deep}},
     {"LongStoreCopied", deep, L"store\\" + deep, true, {L"srv*$\\copies*$\\store\\" + deep}},
 };
 
@@ -87,7 +90,7 @@ protected:
         if (id.value() == 0 || !place.found) return;
         EXPECT_FALSE(session.get_method_ranges(id.value(), 0x06000001).value().empty());
         EXPECT_EQ(fs::exists(directory.path() / "copies" / store_place(module)),
-                  place.search.size() == 1 && place.search[0].starts_with(L"srv*$\\copies"));
+                  !place.search.empty() && place.search[0].find(L"*$\\copies") != std::wstring::npos);
     }
 
     server_process server;
@@ -99,6 +102,8 @@ TEST_F(Stores, PortablePdbs) {
     for (const placing& place : portable_placings) check(module, mvid_of(module.image), place);
     EXPECT_NE(server.log().find("PP::Init policy=FOSr"), std::string::npos);
     EXPECT_NE(server.log().find("PP::Init policy=FOsR"), std::string::npos);
+    EXPECT_NE(server.log().find("PP::LoadModule res=forbidden_by_policy path='srv*"), std::string::npos);
+    EXPECT_NE(server.log().find("PP::LoadModule res=other_library path='symsrv*other.dll*"), std::string::npos);
 }
 
 TEST_F(Stores, ClassicPdbs) {
