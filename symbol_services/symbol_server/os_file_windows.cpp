@@ -18,9 +18,10 @@ HANDLE to_handle(std::intptr_t value) noexcept {
 }  // namespace
 
 os_file os_file::open(const boost::filesystem::path& path) {
-    os_file file(reinterpret_cast<handle>(CreateFileW(text::to_system_path(path).c_str(), GENERIC_READ,
-                                                      FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                                      FILE_FLAG_SEQUENTIAL_SCAN, nullptr)));
+    // A path may lead to somebody else's pipe; its owner must not act in our name.
+    os_file file(reinterpret_cast<handle>(CreateFileW(
+        text::to_system_path(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+        FILE_FLAG_SEQUENTIAL_SCAN | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION, nullptr)));
     if (file.is_open() && GetFileType(to_handle(file.handle_)) != FILE_TYPE_DISK) file.close();
     return file;
 }

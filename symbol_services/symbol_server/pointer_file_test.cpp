@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <boost/filesystem/operations.hpp>
-
 #include "qv/text/path.h"
-#include "tests/support/files/test_files.h"
 
 namespace qv::symbol_store {
 namespace {
@@ -23,14 +20,6 @@ TEST(PointerText, LeadsNowhere) {
           "\nPATH:\\\\host\\share\\a.pdb", "PATH:\\\\host\\share\\..\\a", "PATH:\\\\.\\pipe\\a",
           "PATH:\\\\host\\share\\FILE.PTR", "PATH:\\\\h\\s\\a\xFF.pdb", "xPATH:\\\\host\\share\\a.pdb"})
         EXPECT_TRUE(parse_pointer(text).empty()) << text;
-}
-
-TEST(PointerFile, HugeFileIsNotRead) {
-    const qv::testing::temporary_directory directory;
-    const auto pointer = directory.write("file.ptr", "PATH://host/share/a.pdb\n");
-    EXPECT_FALSE(read_pointer_file(pointer).empty());
-    boost::filesystem::resize_file(pointer, 1u << 30);
-    EXPECT_TRUE(read_pointer_file(pointer).empty());
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "symbol_services/symbol_server/service.h"
 
+#include <dbghelp.h>
+
 #include <boost/filesystem/path.hpp>
 #include <cstring>
 #include <mutex>
@@ -15,7 +17,13 @@ namespace {
 
 using callback_function = BOOL(CALLBACK*)(UINT_PTR action, ULONG64 data, ULONG64 context);
 
-constexpr UINT_PTR action_trace = 1;
+static_assert(option::callback == SSRVOPT_CALLBACK && option::id_is_dword == SSRVOPT_DWORD &&
+              option::id_is_dword_pointer == SSRVOPT_DWORDPTR && option::id_is_guid_pointer == SSRVOPT_GUIDPTR &&
+              option::id_is_old_guid_pointer == SSRVOPT_OLDGUIDPTR && option::unattended == SSRVOPT_UNATTENDED &&
+              option::no_copy == SSRVOPT_NOCOPY && option::parent_window == SSRVOPT_PARENTWIN &&
+              option::parameter_type == SSRVOPT_PARAMTYPE && option::trace == SSRVOPT_TRACE &&
+              option::callback_context == SSRVOPT_SETCONTEXT && option::downstream_store == SSRVOPT_DOWNSTREAM_STORE &&
+              option::reset == SSRVOPT_RESET);
 
 struct shared_options {
     std::mutex mutex;
@@ -58,14 +66,15 @@ std::function<void(const std::wstring&)> make_trace(const option_values& options
     const auto context = options.value(option::callback_context).value_or(0);
     if (options.is_on(option::wide_callback)) {
         const auto function = as_pointer<callback_function>(*options.value(option::wide_callback));
-        return
-            [=](const std::wstring& line) { function(action_trace, reinterpret_cast<ULONG64>(line.c_str()), context); };
+        return [=](const std::wstring& line) {
+            function(SSRVACTION_TRACE, reinterpret_cast<ULONG64>(line.c_str()), context);
+        };
     }
     if (options.is_on(option::callback)) {
         const auto function = as_pointer<callback_function>(*options.value(option::callback));
         return [=](const std::wstring& line) {
             const auto narrow = to_readable_code_page(line);
-            function(action_trace, reinterpret_cast<ULONG64>(narrow.c_str()), context);
+            function(SSRVACTION_TRACE, reinterpret_cast<ULONG64>(narrow.c_str()), context);
         };
     }
     return {};
