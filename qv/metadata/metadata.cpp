@@ -222,6 +222,11 @@ GUID metadata_parser::get_stream_data(md_stream<guid_heap> index, bool null_allo
     return heaps_[guid_heap - 1].read_value<GUID>(bounded);
 }
 
+std::string_view metadata_parser::get_stream_data(md_stream<strings_heap> index) const {
+    std::uint32_t position = index.index;
+    return heaps_[strings_heap - 1].read_string_utf8(position);
+}
+
 md_region metadata_parser::get_stream_data(md_stream<blob_heap> index) const {
     const md_region& heap = heaps_[blob_heap - 1];
     std::uint32_t position = index.index;

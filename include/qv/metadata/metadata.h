@@ -10,6 +10,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <string_view>
 
 #include "qv/metadata/declarations.h"
 #include "qv/metadata/md_region.h"
@@ -46,6 +47,9 @@ public:
     // The GUID of an index; index 0 throws "Zero #GUID stream index", or is the zero GUID where null is allowed. Throws
     // "End of region".
     GUID get_stream_data(md_stream<guid_heap> index, bool null_allowed) const;
+
+    // The name of an index, inside the block. Throws "End of region", or std::runtime_error for malformed UTF-8.
+    std::string_view get_stream_data(md_stream<strings_heap> index) const;
 
     // The blob of an index. Throws "End of region", "Out of arent region".
     md_region get_stream_data(md_stream<blob_heap> index) const;
