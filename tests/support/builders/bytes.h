@@ -38,7 +38,8 @@ public:
 private:
     template <class Iterator>
     byte_writer& put(Iterator begin, Iterator end) {
-        data_.insert(data_.end(), begin, end);
+        // One by one: the compiler takes the range's insertion into an empty vector for an overflow.
+        for (; begin != end; ++begin) data_.push_back(static_cast<unsigned char>(*begin));
         return *this;
     }
 
