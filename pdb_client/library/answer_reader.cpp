@@ -1,8 +1,15 @@
 #include "pdb_client/library/answer_reader.h"
 
+#include <array>
+
 #include "qv/diagnostics/exception.h"
 
 namespace qv::profiler::pdb_client {
+namespace {
+
+constexpr std::size_t word_size = 4;
+
+}  // namespace
 
 void answer_reader::require(std::uint64_t size) const {
     if (size > payload_.size() - stream_.GetPosition())
@@ -13,10 +20,13 @@ void answer_reader::require(std::uint64_t size) const {
 
 // A packed count is below 2^29, so the product is far from 64 bits.
 std::vector<std::uint32_t> answer_reader::words(std::uint64_t count) {
-    const std::vector<std::uint8_t> raw = bytes(count * 4);
+    require(count * word_size);
     std::vector<std::uint32_t> result(static_cast<std::size_t>(count));
-    for (std::size_t i = 0; i < result.size(); ++i)
-        for (std::size_t byte = 4; byte-- != 0;) result[i] = (result[i] << 8) | raw[i * 4 + byte];
+    for (std::uint32_t& word : result) {
+        std::array<unsigned char, word_size> raw;
+        stream_.Read(raw.data(), raw.size());
+        for (std::size_t byte = raw.size(); byte-- != 0;) word = (word << 8) | raw[byte];
+    }
     return result;
 }
 

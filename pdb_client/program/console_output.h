@@ -1,13 +1,14 @@
-// Writes UTF-8 to the standard handles. Windows only.
+// Writes to the standard handles. Windows only.
 #pragma once
 
 #include <string_view>
 
 namespace qv::profiler::pdb_client {
 
-// Each writes everything and answers whether that worked. A console gets the text as characters, whatever its code
-// page; a file or pipe gets the bytes as they are.
-bool write_output(std::string_view utf8);
+// Each answers whether the text reached its end. A console gets it as characters, whatever its code page; a file or
+// pipe gets the bytes as they are. A reader of standard output that goes before the end has what it wanted: true.
+// `verbatim` output is any bytes: a console gets a printable form of them.
+bool write_output(std::string_view output, bool verbatim);
 bool write_messages(std::string_view utf8);
 
 }  // namespace qv::profiler::pdb_client

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
+#include <cstring>
 #include <string_view>
 
 #include "qv/metadata/module_identity.h"
 #include "qv/portable_executable/image_file.h"
 #include "qv/text/path.h"
-#include "qv/text/utf.h"
 
 namespace qv::profiler::pdb_client {
 namespace {
@@ -16,6 +16,8 @@ namespace pe = portable_executable;
 
 // A CodeView record is the signature "RSDS", the GUID, the age, and the path up to a NUL.
 constexpr std::string_view codeview_signature = "RSDS";
+constexpr std::size_t codeview_guid = 4;
+constexpr std::size_t codeview_age = 20;
 constexpr std::size_t codeview_path = 24;
 
 bool is_codeview(const pe::image_debug_entry& entry) {
@@ -23,31 +25,39 @@ bool is_codeview(const pe::image_debug_entry& entry) {
            std::equal(codeview_signature.begin(), codeview_signature.end(), entry.data.begin());
 }
 
-std::string recorded_path(const pe::image_debug_entry& entry) {
-    const auto begin = entry.data.begin() + static_cast<std::ptrdiff_t>(codeview_path);
-    return std::string(begin, std::find(begin, entry.data.end(), 0));
+symbol_kind kind_of(const pe::image_debug_entry& entry) {
+    if (entry.Type == pe::debug_type_embedded_portable_pdb) return symbol_kind::embedded;
+    if (!is_codeview(entry)) return symbol_kind::none;
+    return entry.MinorVersion == pe::portable_pdb_minor_version ? symbol_kind::portable : symbol_kind::classic;
+}
+
+void describe_named_pdb(const pe::image_debug_entry& entry, module_info& module) {
+    std::memcpy(&module.pdb.guid, entry.data.data() + codeview_guid, sizeof module.pdb.guid);
+    if (module.symbols == symbol_kind::portable)
+        module.pdb.number = entry.TimeDateStamp;
+    else
+        std::memcpy(&module.pdb.number, entry.data.data() + codeview_age, sizeof module.pdb.number);
+    const auto path = entry.data.begin() + static_cast<std::ptrdiff_t>(codeview_path);
+    module.recorded_pdb.assign(path, std::find(path, entry.data.end(), 0));
 }
 
 // An embedded PDB is preferred to a named one, and a portable one to a classic one, as the server does.
 void describe_symbols(const std::vector<pe::image_debug_entry>& entries, module_info& module) {
+    const pe::image_debug_entry* best = nullptr;
     for (const pe::image_debug_entry& entry : entries) {
-        symbol_kind kind = symbol_kind::none;
-        if (entry.Type == pe::debug_type_embedded_portable_pdb)
-            kind = symbol_kind::embedded;
-        else if (is_codeview(entry))
-            kind = entry.MinorVersion == pe::portable_pdb_minor_version ? symbol_kind::portable : symbol_kind::classic;
-        if (kind == symbol_kind::none || (module.symbols != symbol_kind::none && module.symbols <= kind)) continue;
+        const symbol_kind kind = kind_of(entry);
+        if (kind == symbol_kind::none || (best != nullptr && module.symbols <= kind)) continue;
         module.symbols = kind;
-        module.recorded_pdb = kind == symbol_kind::embedded ? std::string() : recorded_path(entry);
+        best = &entry;
     }
+    if (best != nullptr && module.symbols != symbol_kind::embedded) describe_named_pdb(*best, module);
 }
 
 }  // namespace
 
 module_info read_module_file(const boost::filesystem::path& path) {
     const boost::filesystem::path absolute = boost::filesystem::system_complete(path);
-    module_info module{text::to_wide(absolute), {}, 0, symbol_kind::none, {}};
-    text::to_utf8(module.path);  // throws for what could not be sent
+    module_info module{text::to_wide(absolute), {}, 0, symbol_kind::none, {}, {}};
     const pe::image_data image = pe::read_image_file(absolute);
     const metadata::module_identity identity = metadata::read_module_identity(image.metadata);
     module.mvid = identity.mvid;

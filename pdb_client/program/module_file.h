@@ -7,8 +7,7 @@
 
 namespace qv::profiler::pdb_client {
 
-// A relative path is taken from the current directory. Throws what opening the file and the readers throw, and
-// std::runtime_error for a path that is not UTF-16.
+// A relative path is taken from the current directory. Throws what opening the file and the readers throw.
 module_info read_module_file(const boost::filesystem::path& path);
 
 }  // namespace qv::profiler::pdb_client

@@ -7,18 +7,17 @@
 #include <vector>
 
 #include "pdb_client/library/session.h"
+#include "pdb_client/program/pdb_identity.h"
 
 namespace qv::profiler::pdb_client {
-
-// The kind of symbols that the image's debug directory points to.
-enum class symbol_kind { none, embedded, portable, classic };
 
 struct module_info {
     std::wstring path;  // absolute
     GUID mvid;
     std::uint32_t method_rows;  // of the MethodDef table
     symbol_kind symbols;
-    std::string recorded_pdb;  // the PDB path as the compiler wrote it: untrusted bytes, may be empty
+    pdb_identity pdb;          // of the file that the image names; zero for none and embedded
+    std::string recorded_pdb;  // its path as the compiler wrote it: untrusted bytes, may be empty
 };
 
 struct sequence_point {

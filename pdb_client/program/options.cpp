@@ -1,12 +1,12 @@
 #include "pdb_client/program/options.h"
 
-#include <array>
-#include <boost/algorithm/string/predicate.hpp>
+#include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <boost/program_options.hpp>
 #include <optional>
 
 #include "pdb_client/library/pipe_name.h"
+#include "pdb_client/program/search_path.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/text/path.h"
 #include "qv/text/utf.h"
@@ -44,20 +44,6 @@ std::optional<std::uint32_t> parse_number(std::wstring_view text, std::uint32_t 
     return static_cast<std::uint32_t>(value);
 }
 
-// Specifications of symbol servers are no directories.
-bool is_directory(const std::wstring& element) {
-    constexpr std::array<const wchar_t*, 3> prefixes = {L"srv*", L"symsrv*", L"cache*"};
-    return std::none_of(prefixes.begin(), prefixes.end(),
-                        [&](const wchar_t* prefix) { return boost::istarts_with(element, prefix); });
-}
-
-std::wstring to_search_path(const std::wstring& element) {
-    if (element.empty()) refuse("A search path is empty");
-    text::to_utf8(element);  // throws for what could not be sent
-    if (!is_directory(element)) return element;
-    return text::to_wide(boost::filesystem::system_complete(text::to_path(element)));
-}
-
 command to_command(const std::wstring& word) {
     if (word == L"dump") return command::dump;
     if (word == L"method") return command::method;
@@ -76,6 +62,7 @@ void take_words(const std::vector<std::wstring>& words, options& result) {
     if (words.empty()) refuse("No command is given");
     result.what = to_command(words[0]);
     if (words.size() < 2 || words[1].empty()) refuse("No module is given");
+    text::to_utf8(words[1]);  // throws for what could not be sent
     result.module = text::to_path(words[1]);
     const std::size_t expected = result.what == command::method ? 3 : 2;
     if (words.size() < expected) refuse("No method token is given");
@@ -84,24 +71,77 @@ void take_words(const std::vector<std::wstring>& words, options& result) {
 }
 
 void take_server(const po::variables_map& values, options& result) {
+    const bool pipe = values.count("pipe") != 0;
     result.spawn = values.count("spawn") != 0;
-    if (result.spawn == (values.count("pipe") != 0)) refuse("Either --pipe or --spawn is needed");
+    if (result.spawn && pipe) refuse("--pipe and --spawn exclude each other");
+    if (!result.spawn && !pipe) refuse("Either --pipe or --spawn is needed");
     if (result.spawn) return;
     result.pipe = values["pipe"].as<std::wstring>();
-    if (!is_pipe_id(result.pipe)) refuse("The pipe identifier is not valid");
+    if (!is_pipe_id(result.pipe)) refuse("The pipe identifier is not valid: it is the ID of \\\\.\\pipe\\ID");
 }
 
+std::wstring absolute_path(const std::wstring& text) {
+    return text.empty() ? text : text::to_wide(boost::filesystem::system_complete(text::to_path(text)));
+}
+
+void take_server_arguments(const po::variables_map& values, options& result) {
+    const auto take = [&](const char* name, auto convert) {
+        if (values.count(name) == 0) return;
+        if (!result.spawn) refuse("--symsrv_dir, --log_file and --log_mask are for a server that --spawn starts");
+        result.server_arguments.push_back(L"--" + text::to_utf16(name));
+        result.server_arguments.push_back(convert(values[name].as<std::wstring>()));
+    };
+    take("symsrv_dir", absolute_path);
+    take("log_file", absolute_path);
+    take("log_mask", [](const std::wstring& text) {
+        const auto mask = parse_number(text, 0xFFFF);
+        if (!mask) refuse("The log mask is not a number from 0 to 65535");
+        return std::to_wstring(*mask);
+    });
+}
+
+void take_search(const po::variables_map& values, options& result) {
+    if (values.count("policy") != 0) {
+        const auto given = parse_number(values["policy"].as<std::wstring>(), 0xFF);
+        if (!given) refuse("The policy is not a number from 0 to 255");
+        result.search.policy = static_cast<std::uint8_t>(*given);
+    }
+    if (values.count("search_path") != 0)
+        for (const std::wstring& list : values["search_path"].as<std::vector<std::wstring>>())
+            if (!append_search_paths(list, result.search.search_paths)) refuse("A search path is empty");
+}
+
+constexpr std::uint32_t default_timeout = 30;  // seconds
+constexpr std::uint32_t max_timeout = 24 * 60 * 60;
+
+void take_timeout(const po::variables_map& values, options& result) {
+    std::uint32_t seconds = default_timeout;
+    if (values.count("timeout") != 0) {
+        const auto given = parse_number(values["timeout"].as<std::wstring>(), max_timeout);
+        if (!given || *given == 0) refuse("The time-out is not a number of seconds from 1 to 86400");
+        seconds = *given;
+    }
+    result.timeout = std::chrono::seconds(seconds);
+}
+
+// Names of several words have the server's spelling, and one with hyphens that means the same.
 po::options_description describe() {
     po::options_description all;
     auto add = all.add_options();
-    add("help", "");
+    const auto text = [] { return po::wvalue<std::wstring>(); };
+    const auto texts = [] { return po::wvalue<std::vector<std::wstring>>(); };
+    add("help,h", "");
+    add("version", "");
     add("json", "");
     add("spawn", "");
-    add("pipe", po::wvalue<std::wstring>());
-    add("timeout", po::wvalue<std::wstring>());
-    add("policy", po::wvalue<std::wstring>());
-    add("search-path", po::wvalue<std::vector<std::wstring>>());
-    add("word", po::wvalue<std::vector<std::wstring>>());
+    add("pipe", text());
+    add("timeout", text());
+    add("policy", text());
+    add("search_path,search-path", texts());
+    add("symsrv_dir,symsrv-dir", text());
+    add("log_file,log-file", text());
+    add("log_mask,log-mask", text());
+    add("word", texts());
     return all;
 }
 
@@ -110,48 +150,42 @@ po::variables_map parse(const std::vector<std::wstring>& arguments) {
     po::positional_options_description words;
     words.add("word", -1);
     constexpr int style = po::command_line_style::allow_long | po::command_line_style::long_allow_adjacent |
-                          po::command_line_style::long_allow_next;
+                          po::command_line_style::long_allow_next | po::command_line_style::allow_short |
+                          po::command_line_style::allow_dash_for_short | po::command_line_style::short_allow_next;
     po::variables_map values;
     po::store(po::wcommand_line_parser(arguments).options(all).positional(words).style(style).run(), values);
     po::notify(values);
     return values;
 }
 
-constexpr std::uint32_t default_timeout = 30;  // seconds
-constexpr std::uint32_t max_timeout = 24 * 60 * 60;
+// As programs for Windows are asked for help; the option parser knows the other ways.
+bool is_question(const std::wstring& word) {
+    return word == L"/?" || word == L"-?";
+}
 
 }  // namespace
 
 options parse_options(const std::vector<std::wstring>& arguments) {
-    const po::variables_map values = parse(arguments);
     options result;
-    result.help = values.count("help") != 0;
+    result.help = std::any_of(arguments.begin(), arguments.end(), is_question);
     if (result.help) return result;
+    const po::variables_map values = parse(arguments);
+    result.help = values.count("help") != 0;
+    result.version = values.count("version") != 0;
+    if (result.help || result.version) return result;
 
     result.json = values.count("json") != 0;
     take_server(values, result);
-    std::uint32_t seconds = default_timeout;
-    if (values.count("timeout") != 0) {
-        const auto given = parse_number(values["timeout"].as<std::wstring>(), max_timeout);
-        if (!given || *given == 0) refuse("The time-out is not a number of seconds from 1 to 86400");
-        seconds = *given;
-    }
-    result.timeout = std::chrono::seconds(seconds);
-    if (values.count("policy") != 0) {
-        const auto given = parse_number(values["policy"].as<std::wstring>(), 0xFF);
-        if (!given) refuse("The policy is not a number from 0 to 255");
-        result.search.policy = static_cast<std::uint8_t>(*given);
-    }
-    if (values.count("search-path") != 0)
-        for (const std::wstring& element : values["search-path"].as<std::vector<std::wstring>>())
-            result.search.search_paths.push_back(to_search_path(element));
+    take_server_arguments(values, result);
+    take_timeout(values, result);
+    take_search(values, result);
     take_words(values.count("word") != 0 ? values["word"].as<std::vector<std::wstring>>() : std::vector<std::wstring>(),
                result);
     return result;
 }
 
 std::string help_text() {
-    return R"(Shows the symbols of a managed module as a running symbol server sees them.
+    return R"(Shows the symbols of a managed module as a symbol server sees them.
 
     pdb_client (--pipe ID | --spawn) [options] COMMAND MODULE [TOKEN]
 
@@ -159,7 +193,8 @@ Commands
     dump MODULE          every method with sequence points, and the documents they lie in
     method MODULE TOKEN  the sequence points of one method, as in: method app.dll 0x06000005
     documents MODULE     the documents that sequence points refer to, with their checksums
-    sourcelink MODULE    the module's Source Link document or source server stream
+    sourcelink MODULE    the module's Source Link document or source server stream; a file or pipe
+                         gets its bytes as they are
 
 Which server
     --pipe ID            the server that was started with this pipe identifier
@@ -167,18 +202,28 @@ Which server
     --timeout SECONDS    how long to wait for the server and for each of its answers (default 30)
 
 Where the server looks for symbols
-    --search-path DIR    a directory, or a symbol server such as srv*C:\store; may be repeated
+    --search_path LIST   directories, and symbol servers such as srv*C:\store, with ";" between
+                         them; may be repeated
     --policy N           the sum of 1 (registry), 2 (symbol servers), 4 (the path recorded in the
                          image) and 8 (beside the image); default 14
 
+What a server that --spawn starts is told
+    --symsrv_dir DIR     the directory of its SymSrv.dll; default is its own
+    --log_file FILE      the log that it writes; default is none
+    --log_mask N         what the log holds besides failures: 1 the commands, 16 the symbol engine,
+                         17 both; default 0
+
 What is printed
     --json               one JSON document instead of tables
-    --help               this text
+    --version            the version of this program
+    --help, -h, /?       this text
+
+Names of options may be written with hyphens too, as in --search-path.
 
 Exit code
     0  done
     1  the answer is an error or there are no symbols, or the module cannot be read
-    2  the command line is not understood
+    2  the command line is not understood, or names a method that the module does not have
     3  the server cannot be reached, or the conversation with it failed
 )";
 }

@@ -13,9 +13,11 @@ namespace qv::profiler::pdb_client {
 enum class command { dump, method, documents, sourcelink };
 
 struct options {
-    bool help = false;  // nothing else is filled then
+    bool help = false;     // nothing else is filled then
+    bool version = false;  // likewise
     bool json = false;
-    bool spawn = false;  // either this or `pipe`
+    bool spawn = false;                          // either this or `pipe`
+    std::vector<std::wstring> server_arguments;  // for the server to be spawned, in its own names
     std::wstring pipe;
     std::chrono::milliseconds timeout{};
     session_options search;
@@ -24,9 +26,9 @@ struct options {
     std::uint32_t token = 0;         // of the command `method`
 };
 
-// Takes the arguments without the program's name. Relative directories among the search paths become absolute, because
-// the server has another current directory. Throws qv::exception or what the option parser throws when the command
-// line is not one that help_text describes.
+// Takes the arguments without the program's name. Relative directories become absolute, because the server has another
+// current directory. Throws qv::exception or what the option parser throws when the command line is not one that
+// help_text describes.
 options parse_options(const std::vector<std::wstring>& arguments);
 
 std::string help_text();

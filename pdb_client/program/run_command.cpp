@@ -2,20 +2,29 @@
 
 #include "pdb_client/program/display_text.h"
 #include "pdb_client/program/json_output.h"
+#include "pdb_client/program/missing_symbols.h"
 #include "pdb_client/program/table_output.h"
 
 namespace qv::profiler::pdb_client {
 namespace {
 
-std::string no_symbols_text(const module_info& module) {
-    const std::string recorded = printable(std::string_view(module.recorded_pdb));
-    switch (module.symbols) {
-        case symbol_kind::none: return "the image names no symbols: it was built without a PDB";
-        case symbol_kind::embedded: return "the portable PDB in the image was not accepted";
-        case symbol_kind::portable: return "its portable PDB was not found, or is of another build: " + recorded;
-        case symbol_kind::classic: break;
-    }
-    return "its Windows PDB was not found, or cannot be read there: " + recorded;
+// What can be done about failures that the server answers; found by what its text contains.
+struct advice {
+    const char* text;
+    const char* says;
+};
+constexpr advice load_advice[] = {
+    {"80040154",
+     "No reader of classic PDBs is registered: as an administrator, run regsvr32 on the qv_symbols.dll in "
+     "the server's folder.\n"},
+    {"Invalid MVID for the absolute module path",
+     "The server sees another file at this path, or none: it may run under another account.\n"},
+};
+
+std::string advice_on(const std::string& error) {
+    for (const advice& candidate : load_advice)
+        if (error.find(candidate.text) != error.npos) return candidate.says;
+    return {};
 }
 
 module_symbols ask(session& server, std::uint32_t module_id, const options& wanted, const module_info& module) {
@@ -30,18 +39,11 @@ module_symbols ask(session& server, std::uint32_t module_id, const options& want
     return symbols;
 }
 
-std::string source_server_text(const source_server_symbols& symbols) {
-    std::string text =
-        printable_lines(std::string_view(reinterpret_cast<const char*>(symbols.data.data()), symbols.data.size()));
-    if (!text.empty() && text.back() != '\n') text += '\n';
-    return text;
-}
-
 std::string to_table(const module_symbols& symbols, const options& wanted) {
     switch (wanted.what) {
         case command::dump: return dump_table(symbols);
         case command::documents: return documents_table(*symbols.documents);
-        case command::sourcelink: return source_server_text(*symbols.source_server);
+        case command::sourcelink: return {symbols.source_server->data.begin(), symbols.source_server->data.end()};
         case command::method: break;
     }
     const method_symbols& method = symbols.methods->front();
@@ -68,6 +70,7 @@ outcome show(module_symbols symbols, const options& wanted) {
     outcome result;
     complain_about_errors(result, symbols);
     if (wanted.what == command::documents) symbols.methods.reset();
+    result.verbatim = wanted.what == command::sourcelink && !wanted.json;
     result.output = wanted.json ? to_json(symbols) : to_table(symbols, wanted);
     if (result.output.empty() && result.messages.empty()) result.messages = "The module has no source server data.\n";
     return result;
@@ -75,13 +78,23 @@ outcome show(module_symbols symbols, const options& wanted) {
 
 }  // namespace
 
+std::string misfit(const options& wanted, const module_info& module) {
+    if (wanted.what != command::method || (wanted.token & ~method_table) <= module.method_rows) return {};
+    if (module.method_rows == 0) return "no methods\n";
+    return "no method " + token_text(wanted.token) + "; the last one is " +
+           token_text(method_table | module.method_rows) + "\n";
+}
+
 outcome run_command(session& server, const options& wanted, const module_info& module) {
     const answer<std::uint32_t> module_id = server.load_module(module.path, module.mvid);
     outcome result;
     if (!module_id.ok()) {
         complain(result, printable(module.path), module_id.error());
+        result.messages += advice_on(module_id.error());
     } else if (module_id.value() == 0) {
-        complain(result, printable(module.path), "no symbols; " + no_symbols_text(module));
+        result.code = exit_code::error_answer;
+        result.messages =
+            printable(module.path) + ": no symbols; " + missing_symbols_text(module, wanted.search.search_paths);
     } else {
         result = show(ask(server, module_id.value(), wanted, module), wanted);
     }

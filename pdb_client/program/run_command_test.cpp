@@ -2,48 +2,34 @@
 
 #include <gtest/gtest.h>
 
-#include <boost/json.hpp>
-
 #include "pdb_client/library/scripted_stream.h"
 
 namespace qv::profiler::pdb_client {
 namespace {
 
-// Module id 1 is the answer to request 1; a test's own answers count from request 2.
-class RunCommand : public testing::Test {
-protected:
-    outcome run(command what) {
-        options wanted;
-        wanted.what = what;
-        wanted.json = json;
-        wanted.token = 0x06000002;
-        session symbols(server, {});
-        return run_command(symbols, wanted, module);
-    }
+const module_info sample_module{L"C:\\m.dll", {}, 3, symbol_kind::none, {}, {}};
 
-    void answer_handshake_and_load() {
-        server.answer(handshake_answers);
-        server.answer("30 03 01 00 01");
-    }
-
+// What the program says and returns when the server answers so; request 1 is the load.
+outcome run(command what, std::string_view answers, bool json = false) {
     scripted_stream server;
-    bool json = false;
-    module_info module{L"C:\\m.dll", {}, 3, symbol_kind::portable, "C:\\m\x1b.pdb"};
-};
+    server.answer(handshake_answers);
+    server.answer(answers);
+    options wanted;
+    wanted.what = what;
+    wanted.json = json;
+    wanted.token = 0x06000002;
+    session symbols(server, {});
+    return run_command(symbols, wanted, sample_module);
+}
 
 // Three methods: one point, an error, no points; then the document of the point.
-constexpr std::string_view three_methods =
-    "42 07 02 00 01 00 00 00 00"
-    "43 17 03 00 01 05 00 00 00 01 00 00 00 01 00 00 00 01 00 00 00 02 00 00 00"
-    "42 03 04 01 'e'"
-    "42 03 05 00 00"
-    "45 06 06 00 02 'a.' 00";
+#define THREE_METHODS                                                            \
+    "30 03 01 00 01  42 07 02 00 01 00 00 00 00"                                 \
+    "43 17 03 00 01 05 00 00 00 01 00 00 00 01 00 00 00 01 00 00 00 02 00 00 00" \
+    "42 03 04 01 'e'  42 03 05 00 00  45 06 06 00 02 'a.' 00"
 
-TEST_F(RunCommand, DumpGoesOnAfterAnErrorAndReportsIt) {
-    answer_handshake_and_load();
-    server.answer(three_methods);
-    server.answer("44 03 07 00 00  ff 02 08 00");
-    const outcome got = run(command::dump);
+TEST(RunCommand, DumpGoesOnAfterAnErrorAndReportsIt) {
+    const outcome got = run(command::dump, THREE_METHODS "44 03 07 00 00  ff 02 08 00");
     EXPECT_EQ(got.code, exit_code::error_answer);
     EXPECT_EQ(got.output,
               "m.dll  MVID 00000000-0000-0000-0000-000000000000\n"
@@ -57,80 +43,69 @@ TEST_F(RunCommand, DumpGoesOnAfterAnErrorAndReportsIt) {
     EXPECT_EQ(got.messages, "method 0x06000002: e\n");
 }
 
-TEST_F(RunCommand, DocumentsAsJsonHasNoMethods) {
-    answer_handshake_and_load();
-    server.answer(three_methods);
-    server.answer("ff 02 07 00");
-    json = true;
-    const auto got = boost::json::parse(run(command::documents).output).as_object();
-    EXPECT_EQ(got.at("documents").as_array().size(), 1u);
-    EXPECT_FALSE(got.contains("methods"));
-    EXPECT_FALSE(got.contains("sourceServerData"));
+TEST(RunCommand, DocumentsHaveNoMethods) {
+    EXPECT_EQ(run(command::documents, THREE_METHODS "ff 02 07 00", true).output,
+              "{\n  \"module\": \"C:\\\\m.dll\",\n  \"mvid\": \"00000000-0000-0000-0000-000000000000\",\n"
+              "  \"methodDefs\": 3,\n  \"documents\": [\n"
+              "    {\"id\":5,\"name\":\"a.\",\"hashAlgorithm\":null,\"hash\":null}\n  ]\n}\n");
 }
 
-TEST_F(RunCommand, MethodAsksForItsTokenOnly) {
-    answer_handshake_and_load();
-    server.answer("42 03 02 00 00  ff 02 03 00");
-    const outcome got = run(command::method);
-    EXPECT_EQ(got.code, exit_code::done);
-    EXPECT_EQ(got.output, "0x06000002  no sequence points\n");
-    const auto writes = server.take_writes();
-    EXPECT_EQ(writes.at(3), hex("42 03 02 01 01"));
-}
-
-TEST_F(RunCommand, MethodWithAnErrorHasNoTable) {
-    answer_handshake_and_load();
-    server.answer("42 03 02 01 'e'  ff 02 03 00");
-    const outcome got = run(command::method);
-    EXPECT_EQ(got.code, exit_code::error_answer);
-    EXPECT_EQ(got.output, "");
-    EXPECT_EQ(got.messages, "method 0x06000002: e\n");
-}
-
-TEST_F(RunCommand, SourceLinkEndsItsLastLine) {
-    answer_handshake_and_load();
-    server.answer("44 0a 02 00 07 '{' 0d 0a '}' 1b 0d 0a  ff 02 03 00");
-    EXPECT_EQ(run(command::sourcelink).output, "{\n}\\x1b\n");
-}
-
-TEST_F(RunCommand, NoSourceLinkIsSaidBesideTheOutput) {
-    answer_handshake_and_load();
-    server.answer("44 03 02 00 00  ff 02 03 00");
-    const outcome got = run(command::sourcelink);
-    EXPECT_EQ(got.code, exit_code::done);
-    EXPECT_EQ(got.output, "");
-    EXPECT_EQ(got.messages, "The module has no source server data.\n");
-}
-
-TEST_F(RunCommand, LoadErrorIsTheServersText) {
-    server.answer(handshake_answers);
-    server.answer("30 0e 01 0c 'wrong' 1b 'build!'  ff 02 02 00");
-    const outcome got = run(command::dump);
-    EXPECT_EQ(got.code, exit_code::error_answer);
-    EXPECT_EQ(got.output, "");
-    EXPECT_EQ(got.messages, "C:\\m.dll: wrong\\x1bbuild!\n");
-}
-
-TEST_F(RunCommand, NothingLoadedSaysWhy) {
-    const std::pair<symbol_kind, const char*> cases[] = {
-        {symbol_kind::none, "the image names no symbols: it was built without a PDB"},
-        {symbol_kind::embedded, "the portable PDB in the image was not accepted"},
-        {symbol_kind::portable, "its portable PDB was not found, or is of another build: C:\\m\\x1b.pdb"},
-        {symbol_kind::classic, "its Windows PDB was not found, or cannot be read there: C:\\m\\x1b.pdb"}};
-    for (const auto& [kind, why] : cases) {
-        server.answer(handshake_answers);
-        server.answer("30 03 01 00 00  ff 02 02 00");
-        module.symbols = kind;
-        const outcome got = run(command::dump);
-        EXPECT_EQ(got.code, exit_code::error_answer);
-        EXPECT_EQ(got.messages, std::string("C:\\m.dll: no symbols; ") + why + "\n");
+TEST(RunCommand, OutputMessagesAndExitCode) {
+    const struct {
+        command what;
+        const char* answers;
+        outcome expected;
+    } cases[] = {
+        {command::method,
+         "30 03 01 00 01  42 03 02 00 00  ff 02 03 00",
+         {exit_code::done, "0x06000002  no sequence points\n", "", false}},
+        {command::method,
+         "30 03 01 00 01  42 03 02 01 'e'  ff 02 03 00",
+         {exit_code::error_answer, "", "method 0x06000002: e\n", false}},
+        // The bytes are the module's own, whatever they are.
+        {command::sourcelink,
+         "30 03 01 00 01  44 06 02 00 03 'a' 1b 'z'  ff 02 03 00",
+         {exit_code::done, "a\x1bz", "", true}},
+        {command::sourcelink,
+         "30 03 01 00 01  44 03 02 00 00  ff 02 03 00",
+         {exit_code::done, "", "The module has no source server data.\n", true}},
+        {command::dump,
+         "30 06 01 04 'bad' 1b  ff 02 02 00",
+         {exit_code::error_answer, "", "C:\\m.dll: bad\\x1b\n", false}},
+        {command::dump,
+         "30 15 01 13 'No (error 80040154)'  ff 02 02 00",
+         {exit_code::error_answer, "",
+          "C:\\m.dll: No (error 80040154)\n"
+          "No reader of classic PDBs is registered: as an administrator, run regsvr32 on the qv_symbols.dll in the "
+          "server's folder.\n",
+          false}},
+        {command::dump,
+         "30 03 01 00 00  ff 03 02 01 'q'",
+         {exit_code::error_answer, "",
+          "C:\\m.dll: no symbols; the image names no symbols: it was built without a PDB\nquit: q\n", false}},
+    };
+    for (const auto& tested : cases) {
+        const outcome got = run(tested.what, tested.answers);
+        EXPECT_EQ(got.code, tested.expected.code) << tested.answers;
+        EXPECT_EQ(got.output, tested.expected.output);
+        EXPECT_EQ(got.messages, tested.expected.messages);
+        EXPECT_EQ(got.verbatim, tested.expected.verbatim) << tested.answers;
     }
 }
 
-TEST_F(RunCommand, OffsetsAndRangesThatDoNotBelongTogetherThrow) {
-    answer_handshake_and_load();
-    server.answer("42 07 02 00 01 00 00 00 00  43 03 03 00 00");
-    EXPECT_THROW(run(command::dump), std::exception);
+TEST(RunCommand, OffsetsAndRangesThatDoNotBelongTogetherThrow) {
+    EXPECT_THROW(run(command::dump, "30 03 01 00 01  42 07 02 00 01 00 00 00 00  43 03 03 00 00"), std::exception);
+}
+
+TEST(RunCommand, MethodsThatTheModuleDoesNotHaveAreNotAskedFor) {
+    options wanted;
+    wanted.what = command::method;
+    wanted.token = 0x06000003;
+    EXPECT_EQ(misfit(wanted, sample_module), "");
+    wanted.token = 0x06000004;
+    EXPECT_EQ(misfit(wanted, sample_module), "no method 0x06000004; the last one is 0x06000003\n");
+    wanted.what = command::dump;
+    EXPECT_EQ(misfit(wanted, sample_module), "");
 }
 
 }  // namespace

@@ -11,6 +11,7 @@ inline module_symbols sample_symbols() {
                             {0x7d3be11c, 0x9bd2, 0x4ca7, {0xa6, 0x26, 0x1c, 0x82, 0xb9, 0x39, 0x35, 0xa9}},
                             7,
                             symbol_kind::portable,
+                            {},
                             {}},
                            {},
                            {},

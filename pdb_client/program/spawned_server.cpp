@@ -84,8 +84,22 @@ private:
     std::unique_ptr<unsigned char[]> storage_;
 };
 
-PROCESS_INFORMATION create_process(const std::wstring& executable, const std::wstring& arguments, HANDLE output,
-                                   HANDLE job) {
+// A word of a command line, so written that the program finds it whole: within quotes, a backslash is doubled where a
+// quote follows it.
+std::wstring quoted(const std::wstring& word) {
+    if (!word.empty() && word.find_first_of(L" \t\"") == word.npos) return word;
+    std::wstring text = L"\"";
+    std::size_t backslashes = 0;
+    for (const wchar_t c : word) {
+        if (c == L'"') text.append(backslashes + 1, L'\\');
+        text += c;
+        backslashes = c == L'\\' ? backslashes + 1 : 0;
+    }
+    return text.append(backslashes, L'\\') + L"\"";
+}
+
+PROCESS_INFORMATION create_process(const std::wstring& executable, const std::vector<std::wstring>& arguments,
+                                   HANDLE output, HANDLE job) {
     const start_attributes attributes({output}, job);
     STARTUPINFOEXW start{};
     start.StartupInfo.cb = sizeof start;
@@ -93,7 +107,8 @@ PROCESS_INFORMATION create_process(const std::wstring& executable, const std::ws
     start.StartupInfo.hStdOutput = output;
     start.StartupInfo.hStdError = output;
     start.lpAttributeList = attributes.list();
-    std::wstring command_line = L"\"" + executable + L"\" " + arguments;
+    std::wstring command_line = quoted(executable);
+    for (const std::wstring& word : arguments) command_line += L" " + quoted(word);
     PROCESS_INFORMATION created{};
     if (!::CreateProcessW(executable.c_str(), command_line.data(), nullptr, nullptr, TRUE,
                           CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr, &start.StartupInfo,
@@ -102,15 +117,17 @@ PROCESS_INFORMATION create_process(const std::wstring& executable, const std::ws
                           "struct _PROCESS_INFORMATION __cdecl "
                           "qv::profiler::pdb_client::`anonymous-namespace'::create_process(const class "
                           "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > "
-                          "&,const class std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class "
-                          "std::allocator<wchar_t> > &,void *,void *)",
+                          "&,const class std::vector<class std::basic_string<wchar_t,struct "
+                          "std::char_traits<wchar_t>,class std::allocator<wchar_t> >,class std::allocator<class "
+                          "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > "
+                          "> > &,void *,void *)",
                           source, __LINE__, errtag_file_name_w{executable});
     return created;
 }
 
 }  // namespace
 
-spawned_server::spawned_server(const std::wstring& executable)
+spawned_server::spawned_server(const std::wstring& executable, const std::vector<std::wstring>& further_arguments)
     : pipe_id_(fresh_pipe_id()),
       ready_(create_event(ready_event_name(pipe_id_))),
       stop_(create_event(stop_event_name(pipe_id_))),
@@ -122,8 +139,9 @@ spawned_server::spawned_server(const std::wstring& executable)
     const handle_hld its_output(write);
     require(::SetHandleInformation(write, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT) != FALSE, __LINE__);
 
-    const PROCESS_INFORMATION created = create_process(
-        executable, L"--pipe " + pipe_id_ + L" --stop_request_event " + stop_event_name(pipe_id_), write, job_.get());
+    std::vector<std::wstring> arguments = {L"--pipe", pipe_id_, L"--stop_request_event", stop_event_name(pipe_id_)};
+    arguments.insert(arguments.end(), further_arguments.begin(), further_arguments.end());
+    const PROCESS_INFORMATION created = create_process(executable, arguments, write, job_.get());
     process_.reset(created.hProcess);
     ::CloseHandle(created.hThread);
 }

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <string>
+#include <vector>
 
 #include "common/holders.h"
 
@@ -11,9 +12,10 @@ namespace qv::profiler::pdb_client {
 
 class spawned_server {
 public:
-    // Starts the program with a pipe identifier that nobody else uses. The process ends with this object, and with this
-    // process however that ends. Throws a Win32 error: "Can't prepare the server", "Can't start the server".
-    explicit spawned_server(const std::wstring& executable);
+    // Starts the program with a pipe identifier that nobody else uses, and further arguments. The process ends with
+    // this object, and with this process however that ends. Throws a Win32 error: "Can't prepare the server", "Can't
+    // start the server".
+    spawned_server(const std::wstring& executable, const std::vector<std::wstring>& further_arguments);
 
     // Asks the server to stop, and ends it if it does not.
     ~spawned_server();

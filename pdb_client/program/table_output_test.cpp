@@ -31,37 +31,24 @@ TEST(TableOutput, Dump) {
               "    IL_0000  hidden\n");
 }
 
-TEST(TableOutput, DumpOfAModuleWithNothing) {
-    module_symbols symbols = sample_symbols();
-    symbols.module.method_rows = 1;
-    symbols.documents.emplace();
-    symbols.methods.emplace();
-    symbols.source_server.emplace();
+TEST(TableOutput, NothingToShow) {
+    module_symbols symbols{{L"m", {}, 1, symbol_kind::none, {}, {}}, {{}}, {{}}, {}};
     EXPECT_EQ(dump_table(symbols),
-              "orders.dll  MVID 7d3be11c-9bd2-4ca7-a626-1c82b93935a9\n"
+              "m  MVID 00000000-0000-0000-0000-000000000000\n"
               "1 method, 0 with sequence points; 0 points in 0 documents\n");
-}
-
-TEST(TableOutput, MethodWithoutPoints) {
-    EXPECT_EQ(method_table_text({0x06000009, {}, {}}, {}), "0x06000009  no sequence points\n");
+    EXPECT_EQ(documents_table({}), "no documents\n");
 }
 
 TEST(TableOutput, LongNamesAreCutToThePageInMethodsOnly) {
-    const std::wstring name = L"C:\\" + std::wstring(100, L'd') + L"\\a.cs";
-    const std::vector<document_symbols> documents = {{1, {name, {}, {}}, {}}, {2, {L"b", {}, {}}, {}}};
-    EXPECT_EQ(method_table_text({0x06000001, {{0, {1, 1, 1, 1, 2}}}, {}}, documents),
-              "0x06000001  [1] ..." + std::string(76, 'd') + "\\a.cs\n    IL_0000  1:1 - 1:2\n");
-    EXPECT_EQ(method_table_text({0x06000001, {{0, {1, 1, 1, 1, 2}}, {1, {2, 1, 1, 1, 2}}}, {}}, documents),
-              "0x06000001  several documents\n"
-              "    IL_0000  1:1 - 1:2  [1] ..." +
-                  std::string(64, 'd') +
-                  "\\a.cs\n"
-                  "    IL_0001  1:1 - 1:2  [2] b\n");
-    EXPECT_EQ(documents_table({documents[0]}), "[1] C:\\" + std::string(100, 'd') + "\\a.cs\n    no checksum\n");
-}
-
-TEST(TableOutput, NoDocuments) {
-    EXPECT_EQ(documents_table({}), "no documents\n");
+    const std::string name(100, 'd');
+    const std::vector<document_symbols> documents = {{1, {std::wstring(100, L'd'), {}, {}}, {}},
+                                                     {2, {L"b", {}, {}}, {}}};
+    EXPECT_EQ(method_table_text({6, {{0, {1, 1, 1, 1, 2}}}, {}}, documents),
+              "0x00000006  [1] ..." + name.substr(19) + "\n    IL_0000  1:1 - 1:2\n");
+    EXPECT_EQ(method_table_text({6, {{0, {1, 1, 1, 1, 2}}, {1, {2, 1, 1, 1, 2}}}, {}}, documents),
+              "0x00000006  several documents\n    IL_0000  1:1 - 1:2  [1] ..." + name.substr(31) +
+                  "\n    IL_0001  1:1 - 1:2  [2] b\n");
+    EXPECT_EQ(documents_table({documents[0]}), "[1] " + name + "\n    no checksum\n");
 }
 
 }  // namespace

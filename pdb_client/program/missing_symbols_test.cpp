@@ -1,0 +1,85 @@
+// What is said of modules without symbols, on modules that a compiler wrote.
+#include "pdb_client/program/missing_symbols.h"
+
+#include <gtest/gtest.h>
+
+#include "pdb_client/program/display_text.h"
+#include "pdb_client/program/module_file.h"
+#include "qv/text/path.h"
+#include "tests/support/files/test_files.h"
+#include "tests/support/pdb_writer/pdb_writer.h"
+
+namespace qv::profiler::pdb_client {
+namespace {
+
+using qv::testing::fixture;
+
+TEST(ModuleFile, ToldWhatItsSymbolsAre) {
+    const std::tuple<const char*, symbol_kind, std::uint32_t, const char*> cases[] = {
+        {"Standalone.dll", symbol_kind::portable, 8, "C:\\src\\Standalone.pdb"},
+        {"Embedded.dll", symbol_kind::embedded, 2, ""},
+        {"NoSymbols.dll", symbol_kind::none, 1, ""}};
+    for (const auto& [name, kind, methods, recorded] : cases) {
+        const module_info module = read_module_file(fixture(name));
+        EXPECT_EQ(module.symbols, kind) << name;
+        EXPECT_EQ(module.method_rows, methods) << name;
+        EXPECT_EQ(module.recorded_pdb, recorded) << name;
+    }
+}
+
+constexpr const char* advice =
+    "Put the PDB of this build beside the module, or name its directory with --search_path.\n";
+
+std::string shown(const boost::filesystem::path& place) {
+    return printable(text::to_wide(place));
+}
+
+TEST(MissingSymbols, PortablePdbOfAnotherBuild) {
+    EXPECT_EQ(missing_symbols_text(read_module_file(fixture("Mismatch.dll")), {}),
+              "its portable PDB is of another build\n"
+              "    wanted  a653c251-9e85-4496-8c6f-8134ccc4a1aa stamp bec0e361  C:\\src\\Mismatch.pdb\n"
+              "    found   d357adac-f094-4053-8140-c7fa068bbbb7 stamp b611b533  " +
+                  shown(fixture("Mismatch.pdb")) + "\n" + advice);
+}
+
+// Nothing, then a file that is no PDB, then besides it the right one, which the server did not take all the same.
+TEST(MissingSymbols, WhatLiesAlongTheSearchPath) {
+    const qv::testing::temporary_directory directory;
+    const auto image = directory.copy(fixture("Standalone.dll"), "app/Standalone.dll");
+    const std::vector<std::wstring> search_paths = {L"srv*s", text::to_wide(directory.path() / "a"),
+                                                    text::to_wide(directory.path() / "b"),
+                                                    text::to_wide(directory.path() / "b")};
+    const std::string id = "13f42c9c-9d6f-466e-b84f-5a724a488af0 stamp e227c2a9  ";
+    const std::string wanted = "    wanted  " + id + "C:\\src\\Standalone.pdb\n";
+    const auto text = [&] { return missing_symbols_text(read_module_file(image), search_paths); };
+    EXPECT_EQ(text(), "its portable PDB was not found\n" + wanted + advice);
+
+    directory.write("a/Standalone.pdb", std::string(40, 'j'));
+    const std::string refused = "    found   " + shown(directory.path() / "a" / "Standalone.pdb") +
+                                ", unreadable: Invalid metadata signature\n";
+    EXPECT_EQ(text(), "its portable PDB cannot be read\n" + wanted + refused + advice);
+
+    directory.copy(fixture("Standalone.pdb"), "b/Standalone.pdb");
+    EXPECT_EQ(text(), "its portable PDB was not accepted by the server\n" + wanted + refused + "    found   " + id +
+                          shown(directory.path() / "b" / "Standalone.pdb") +
+                          "\nThe server may not be allowed to read it, or --policy leaves its place out.\n");
+}
+
+TEST(MissingSymbols, ClassicPdbOfAnotherLink) {
+    const qv::testing::temporary_directory directory;
+    qv::test::pdb_description description = qv::test::sample_pdb_description();
+    description.guid = {1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}};
+    description.age = 2;
+    const auto pdb = qv::test::write_pdb(description);
+    const auto place = directory.write("a.pdb", {pdb.begin(), pdb.end()});
+    const module_info module{
+        text::to_wide(directory.path() / "a.dll"), {}, 1, symbol_kind::classic, {description.guid, 3}, "/b\x1b/a.pdb"};
+    EXPECT_EQ(missing_symbols_text(module, {}),
+              "its classic PDB is of another build\n"
+              "    wanted  00000001-0002-0003-0405-060708090a0b age 3  /b\\x1b/a.pdb\n"
+              "    found   00000001-0002-0003-0405-060708090a0b age 2  " +
+                  shown(place) + "\n" + advice);
+}
+
+}  // namespace
+}  // namespace qv::profiler::pdb_client

@@ -1,0 +1,49 @@
+#include "pdb_client/program/pdb_identity.h"
+
+#include <cstring>
+#include <vector>
+
+#include "core/src/stream/FileNativeStream.h"
+#include "qv/diagnostics/exception.h"
+#include "qv/metadata/metadata.h"
+#include "symbol_services/classic_reader/pdb.h"
+
+namespace qv::profiler::pdb_client {
+namespace {
+
+std::vector<unsigned char> read_file(const boost::filesystem::path& path) {
+    FileNativeStream file;
+    file.Open(path);
+    std::vector<unsigned char> bytes;
+    read_block(file, file.GetSize(), bytes);
+    return bytes;
+}
+
+pdb_identity read_portable(const boost::filesystem::path& file) {
+    const std::vector<unsigned char> bytes = read_file(file);
+    const metadata::detail_metadata::metadata_parser parser(bytes.size(), bytes.data());
+    if (!parser.pdb())
+        throw_error("Not a portable PDB",
+                    "struct qv::profiler::pdb_client::pdb_identity __cdecl "
+                    "qv::profiler::pdb_client::`anonymous-namespace'::read_portable(const class "
+                    "boost::filesystem::path &)",
+                    "pdb_client/program/pdb_identity", __LINE__);
+    const auto& id = parser.pdb()->id;
+    pdb_identity identity{};
+    static_assert(sizeof identity == std::tuple_size_v<std::decay_t<decltype(id)>>);
+    std::memcpy(&identity, id.data(), sizeof identity);
+    return identity;
+}
+
+pdb_identity read_classic(const boost::filesystem::path& file) {
+    const classic_reader::pdb_id id = classic_reader::pdb::open(file)->id();
+    return {id.guid, id.age};
+}
+
+}  // namespace
+
+pdb_identity read_pdb_identity(const boost::filesystem::path& file, symbol_kind kind) {
+    return kind == symbol_kind::portable ? read_portable(file) : read_classic(file);
+}
+
+}  // namespace qv::profiler::pdb_client
