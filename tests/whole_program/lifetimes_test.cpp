@@ -106,6 +106,7 @@ TEST(Lifetimes, AnswersStillReachWhoReadsThemAfterTheStop) {
     refused->send(packet(0xD0, bytes(16)));
     server.request_stop();
     while (server.log().find("S::RunPipes res=shutdowning") == std::string::npos) Sleep(10);
+    Sleep(300);  // busy with something else for a moment
     const bytes received = slow->receive_rest();
     EXPECT_GT(received.size(), 256u);
     EXPECT_EQ(received.size() % answer.size(), 0u) << "no answer is cut short";
