@@ -108,7 +108,7 @@ TEST(Lifetimes, AnswersStillReachWhoReadsThemAfterTheStop) {
     while (server.log().find("S::RunPipes res=shutdowning") == std::string::npos) Sleep(10);
     Sleep(300);  // busy with something else for a moment
     const bytes received = slow->receive_rest();
-    EXPECT_GT(received.size(), 256u);
+    EXPECT_FALSE(received.empty());
     EXPECT_EQ(received.size() % answer.size(), 0u) << "no answer is cut short";
     EXPECT_EQ(quick->receive_rest(), packet(0xFF, {1, 0}));
     EXPECT_EQ(refused->receive_rest(), packet(0xD0));
