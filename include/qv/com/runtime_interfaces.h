@@ -17,13 +17,17 @@ inline constexpr GUID clsid_metadata_dispenser{
 inline constexpr GUID clsid_clr_meta_host{0x9280188D, 0x0E8E, 0x4867, {0xB3, 0x0C, 0x7F, 0xA8, 0x38, 0x84, 0xE8, 0xDE}};
 
 struct IMetaDataDispenser : IUnknown {
-    virtual HRESULT STDMETHODCALLTYPE DefineScope(REFCLSID class_id, DWORD flags, REFIID interface_id,
-                                                  IUnknown** scope) = 0;
+    virtual HRESULT STDMETHODCALLTYPE DefineScope(REFCLSID /*class_id*/, DWORD /*flags*/, REFIID /*interface_id*/,
+                                                  IUnknown** /*scope*/) {
+        return E_NOTIMPL;
+    }
     // `flags` 0 opens for reading.
     virtual HRESULT STDMETHODCALLTYPE OpenScope(const WCHAR* file, DWORD flags, REFIID interface_id,
                                                 IUnknown** scope) = 0;
-    virtual HRESULT STDMETHODCALLTYPE OpenScopeOnMemory(const void* data, ULONG size, DWORD flags, REFIID interface_id,
-                                                        IUnknown** scope) = 0;
+    virtual HRESULT STDMETHODCALLTYPE OpenScopeOnMemory(const void* /*data*/, ULONG /*size*/, DWORD /*flags*/,
+                                                        REFIID /*interface_id*/, IUnknown** /*scope*/) {
+        return E_NOTIMPL;
+    }
 };
 
 struct ICLRMetaHost : IUnknown {

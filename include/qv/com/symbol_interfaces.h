@@ -93,10 +93,14 @@ struct ISymUnmanagedReader : IUnknown {
 };
 
 struct ISymUnmanagedBinder : IUnknown {
-    virtual HRESULT STDMETHODCALLTYPE GetReaderForFile(IUnknown* importer, const WCHAR* file, const WCHAR* search_path,
-                                                       ISymUnmanagedReader** reader) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetReaderFromStream(IUnknown* importer, IStream* stream,
-                                                          ISymUnmanagedReader** reader) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetReaderForFile(IUnknown* /*importer*/, const WCHAR* /*file*/,
+                                                       const WCHAR* /*search_path*/, ISymUnmanagedReader** /*reader*/) {
+        return E_NOTIMPL;
+    }
+    virtual HRESULT STDMETHODCALLTYPE GetReaderFromStream(IUnknown* /*importer*/, IStream* /*stream*/,
+                                                          ISymUnmanagedReader** /*reader*/) {
+        return E_NOTIMPL;
+    }
 };
 
 struct ISymUnmanagedBinder2 : ISymUnmanagedBinder {

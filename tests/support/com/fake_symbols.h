@@ -5,21 +5,20 @@
 #pragma once
 
 #include <algorithm>
-#include <cwchar>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "common/sdk_helpers.h"
 #include "qv/com/metadata_import.h"
 #include "qv/com/runtime_interfaces.h"
 #include "qv/com/unimplemented.h"
-#include "tests/support/com/counted_object.h"
+#include "tests/support/com/fake_object.h"
 
 namespace qv::testing {
 
 struct fake_point {
-    ULONG32 offset, start_line, start_column, end_line, end_column;
+    ULONG32 offset, line;
     std::optional<std::size_t> document;  // none: a null pointer is given
 };
 
@@ -33,7 +32,6 @@ struct fake_module : com_script {
     std::vector<document> documents;
     std::map<com::token, std::vector<fake_point>> methods;
     std::vector<BYTE> source_server_data;
-    bool is_bare = false;                   // the reader has no interface but its own
     std::map<std::string, ULONG32> claims;  // the counts that calls answer instead of the true ones
 
     // What the classes over the reader were asked with.
@@ -43,8 +41,7 @@ struct fake_module : com_script {
     bool importer_was_given = false;
     int read_urls = 0, destroyed = 0, freed = 0;
 
-    template <class Size>
-    ULONG32 claim(const char* call, Size size) const {
+    ULONG32 claim(const std::string& call, std::size_t size) const {
         const auto found = claims.find(call);
         return found == claims.end() ? static_cast<ULONG32>(size) : found->second;
     }
@@ -54,146 +51,102 @@ struct fake_module : com_script {
     HRESULT give(const std::string& call, const Value* source, std::size_t size, ULONG32 capacity, ULONG32* count,
                  Value* buffer) const {
         const std::string name = buffer == nullptr ? call + " size" : call;
-        *count = claim(name.c_str(), size);
+        *count = claim(name, size);
         if (buffer != nullptr) std::copy_n(source, std::min<std::size_t>(size, capacity), buffer);
         return result_of(name);
     }
 };
 
-// An object of the script whose first interface is known by its own id.
-template <class First, class Interface, class... Others>
-class fake_object : public counted_object<First, Others...> {
-public:
-    explicit fake_object(fake_module& module) : counted_object<First, Others...>(module), module_(module) {}
-
-protected:
-    bool matches(REFIID id) const override { return IsEqualGUID(id, com::iid_of<Interface>); }
-
-    fake_module& module_;
-};
-
-class fake_document : public fake_object<com::unimplemented_document, com::ISymUnmanagedDocument> {
-public:
+struct fake_document : fake_object<fake_module, com::unimplemented_document, com::ISymUnmanagedDocument> {
     fake_document(fake_module& module, std::size_t index) : fake_object(module), document_(module.documents[index]) {}
 
     HRESULT STDMETHODCALLTYPE GetURL(ULONG32 capacity, ULONG32* count, WCHAR* url) override {
-        if (url != nullptr) ++module_.read_urls;
-        return module_.give("GetURL", document_.url.c_str(), document_.url.size() + 1, capacity, count, url);
+        if (url != nullptr) ++script_.read_urls;
+        return script_.give("GetURL", document_.url.c_str(), document_.url.size() + 1, capacity, count, url);
     }
     HRESULT STDMETHODCALLTYPE GetCheckSumAlgorithmId(GUID* algorithm) override {
         *algorithm = document_.algorithm;
-        return module_.result_of("GetCheckSumAlgorithmId");
+        return script_.result_of("GetCheckSumAlgorithmId");
     }
     HRESULT STDMETHODCALLTYPE GetCheckSum(ULONG32 capacity, ULONG32* count, BYTE* checksum) override {
         const auto& bytes = document_.checksum;
-        return module_.give("GetCheckSum", bytes.data(), bytes.size(), capacity, count, checksum);
+        return script_.give("GetCheckSum", bytes.data(), bytes.size(), capacity, count, checksum);
     }
 
-private:
     const fake_module::document& document_;
 };
 
-class fake_method : public fake_object<com::unimplemented_method, com::ISymUnmanagedMethod> {
-public:
+struct fake_method : fake_object<fake_module, com::unimplemented_method, com::ISymUnmanagedMethod> {
     fake_method(fake_module& module, const std::vector<fake_point>& points) : fake_object(module), points_(points) {}
 
     HRESULT STDMETHODCALLTYPE GetSequencePointCount(ULONG32* count) override {
-        *count = module_.claim("GetSequencePointCount", points_.size());
-        return module_.result_of("GetSequencePointCount");
+        *count = script_.claim("GetSequencePointCount", points_.size());
+        return script_.result_of("GetSequencePointCount");
     }
+    // One object for each document; of the positions only the first lines.
     HRESULT STDMETHODCALLTYPE GetSequencePoints(ULONG32 capacity, ULONG32* count, ULONG32* offsets,
-                                                com::ISymUnmanagedDocument** documents, ULONG32* lines,
-                                                ULONG32* columns, ULONG32* end_lines, ULONG32* end_columns) override {
-        std::map<std::size_t, fake_document*> objects;  // one for each document
+                                                com::ISymUnmanagedDocument** documents, ULONG32* lines, ULONG32*,
+                                                ULONG32*, ULONG32*) override {
+        std::map<std::size_t, com_hld<fake_document>> objects;
         for (std::size_t i = 0; i < std::min<std::size_t>(capacity, points_.size()); ++i) {
-            const fake_point& point = points_[i];
-            offsets[i] = point.offset;
-            if (documents == nullptr) continue;
-            if (point.document) {
-                auto& object = objects[*point.document];
-                if (object == nullptr)
-                    object = new fake_document(module_, *point.document);
-                else
-                    object->AddRef();
-                documents[i] = object;
-            }
-            lines[i] = point.start_line;
-            columns[i] = point.start_column;
-            end_lines[i] = point.end_line;
-            end_columns[i] = point.end_column;
+            offsets[i] = points_[i].offset;
+            if (lines != nullptr) lines[i] = points_[i].line;
+            if (documents == nullptr || !points_[i].document) continue;
+            auto& object = objects[*points_[i].document];
+            if (!object) object = com_hld<fake_document>(new fake_document(script_, *points_[i].document));
+            documents[i] = com_hld<fake_document>(object).release();
         }
-        *count = module_.claim("GetSequencePoints", points_.size());
-        return module_.result_of("GetSequencePoints");
+        *count = script_.claim("GetSequencePoints", points_.size());
+        return script_.result_of("GetSequencePoints");
     }
 
-private:
     const std::vector<fake_point>& points_;
 };
 
-class fake_reader : public fake_object<com::unimplemented_reader, com::ISymUnmanagedReader,
-                                       com::ISymUnmanagedSourceServerModule, com::ISymUnmanagedDispose> {
-public:
+struct fake_reader : fake_object<fake_module, com::unimplemented_reader, com::ISymUnmanagedReader,
+                                 com::ISymUnmanagedSourceServerModule, com::ISymUnmanagedDispose> {
     using fake_object::fake_object;
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
-        *object = nullptr;
-        return module_.is_bare && !matches(id) ? E_NOINTERFACE : fake_object::QueryInterface(id, object);
-    }
     HRESULT STDMETHODCALLTYPE GetMethod(com::token method, com::ISymUnmanagedMethod** result) override {
-        *result = nullptr;
-        const auto found = module_.methods.find(method);
-        if (found == module_.methods.end()) return E_FAIL;
-        const HRESULT answer = module_.result_of("GetMethod");
-        if (answer == S_OK) *result = new fake_method(module_, found->second);
+        const auto found = script_.methods.find(method);
+        if (found == script_.methods.end()) return E_FAIL;
+        const HRESULT answer = script_.result_of("GetMethod");
+        if (answer == S_OK) *result = new fake_method(script_, found->second);
         return answer;
     }
     HRESULT STDMETHODCALLTYPE GetSourceServerData(ULONG* size, BYTE** data) override {
-        *size = module_.claim("GetSourceServerData", module_.source_server_data.size());
-        *data = module_.source_server_data.empty() ? nullptr : module_.source_server_data.data();
-        return module_.result_of("GetSourceServerData");
+        *size = script_.claim("GetSourceServerData", script_.source_server_data.size());
+        *data = script_.source_server_data.empty() ? nullptr : script_.source_server_data.data();
+        return script_.result_of("GetSourceServerData");
     }
     HRESULT STDMETHODCALLTYPE Destroy() override {
-        ++module_.destroyed;
-        return module_.result_of("Destroy");
+        ++script_.destroyed;
+        return script_.result_of("Destroy");
     }
 };
 
-class fake_dispenser : public fake_object<com::IMetaDataDispenser, com::IMetaDataDispenser> {
-public:
+struct fake_dispenser : fake_object<fake_module, com::IMetaDataDispenser> {
     using fake_object::fake_object;
 
-    HRESULT STDMETHODCALLTYPE DefineScope(REFCLSID, DWORD, REFIID, IUnknown**) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE OpenScope(const WCHAR* file, DWORD flags, REFIID id, IUnknown** scope) override {
         if (flags != 0 || !IsEqualGUID(id, com::iid_of<com::IMetaDataImport>)) return E_INVALIDARG;
-        module_.opened_image = file;
-        *scope = new fake_object<IUnknown, com::IMetaDataImport>(module_);
-        return module_.result_of("OpenScope");
-    }
-    HRESULT STDMETHODCALLTYPE OpenScopeOnMemory(const void*, ULONG, DWORD, REFIID, IUnknown**) override {
-        return E_NOTIMPL;
+        script_.opened_image = file;
+        *scope = new testing::fake_object<fake_module, IUnknown>(script_);
+        return script_.result_of("OpenScope");
     }
 };
 
-class fake_binder : public fake_object<com::ISymUnmanagedBinder2, com::ISymUnmanagedBinder2> {
-public:
+struct fake_binder : fake_object<fake_module, com::ISymUnmanagedBinder2> {
     using fake_object::fake_object;
 
-    HRESULT STDMETHODCALLTYPE GetReaderForFile(IUnknown*, const WCHAR*, const WCHAR*,
-                                               com::ISymUnmanagedReader**) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetReaderFromStream(IUnknown*, IStream*, com::ISymUnmanagedReader**) override {
-        return E_NOTIMPL;
-    }
     HRESULT STDMETHODCALLTYPE GetReaderForFile2(IUnknown* importer, const WCHAR* file, const WCHAR* search_path,
                                                 ULONG32 policy, com::ISymUnmanagedReader** reader) override {
-        *reader = nullptr;
-        module_.importer_was_given = importer != nullptr;
-        module_.searched_image = file;
-        module_.search_paths.emplace_back(search_path);
-        module_.policy = policy;
-        const HRESULT result = module_.result_of("GetReaderForFile2");
-        if (result == S_OK) *reader = new fake_reader(module_);
+        script_.importer_was_given = importer != nullptr;
+        script_.searched_image = file;
+        script_.search_paths.emplace_back(search_path);
+        script_.policy = policy;
+        const HRESULT result = script_.result_of("GetReaderForFile2");
+        if (result == S_OK) *reader = new fake_reader(script_);
         return result;
     }
 };

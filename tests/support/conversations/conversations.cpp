@@ -20,8 +20,16 @@ bytes written(Write&& write) {
 const bytes version = {0xD0, 0x10, 0x1c, 0xe1, 0x3b, 0x7d, 0xd2, 0x9b, 0xa7,
                        0x4c, 0xa6, 0x26, 0x1c, 0x82, 0xb9, 0x39, 0x35, 0xa9};
 const bytes version_accepted = {0xD1, 0x00};
-const bytes options = {0xE0, 0x02, 0x00, 0x00};
 const bytes options_accepted = {0xE0, 0x00};
+
+// Faults of the first packet, of the second, and of those that follow.
+ending opening(const char* name, const bytes& sent, const char* message, const char* place, const bytes& answer = {}) {
+    return {name, sent, answer, message, place};
+}
+
+ending choosing(const char* name, const bytes& options, const char* message) {
+    return {name, version + packet(0xE0, options), version_accepted, message};
+}
 
 ending serving(const char* name, const bytes& sent, const char* message, const char* place = "") {
     return {name, handshake() + sent, handshake_answer(), message, place};
@@ -70,8 +78,10 @@ GUID mvid_of(const boost::filesystem::path& image) {
     return metadata::read_module_identity(portable_executable::read_image_file(image).metadata).mvid;
 }
 
-bytes handshake() {
-    return version + options;
+bytes handshake(unsigned char policy, const std::vector<std::string>& search_paths) {
+    bytes options = bytes{policy} + written([&](MemoryStream& s) { s.WritePacked(search_paths.size()); });
+    for (const auto& path : search_paths) options = options + text(path);
+    return version + packet(0xE0, options);
 }
 
 bytes handshake_answer() {
@@ -83,48 +93,32 @@ std::vector<ending> endings() {
     const char* const surplus = "Not all data were read";
     const char* const surplus_place = "pdb_server/src/command_processor:41";
     const char* const truncated_place = "core/src/Stream/MemoryBlockStream:62";
-    const char* const encoding_place = "core/src/stream/IReadCoreStream:115";
     return {
-        {"OptionsBeforeVersion", options, {}, "Unknown version answer", "pdb_server/src/command_processor:341"},
-        {"ShortVersion", packet(0xD0, bytes(15)), {}, truncated, truncated_place},
-        {"LongVersion",
-         packet(0xD0, bytes(17)),
-         {},
-         "Not all unload module data were read",
-         "pdb_server/src/command_processor:347"},
-        {"OtherVersion", packet(0xD0, bytes(16)), packet(0xD0), "Unexpect PDB server version",
-         "pdb_server/src/command_processor:353"},
-        {"BadPacketLength", {0xD0, 0xE0}, {}, "Invalid counter encoding", encoding_place},
-        {"VersionTwice", version + version, version_accepted, "Unexpected options command"},
-        {"EmptyOptions", version + packet(0xE0), version_accepted, truncated},
-        {"OptionsWithoutCount", version + packet(0xE0, {0x00}), version_accepted, truncated},
-        {"MissingSearchPath", version + packet(0xE0, {0x00, 0x01}), version_accepted, truncated},
-        {"EndlessSearchPath", version + packet(0xE0, {0x00, 0x01, 0xDF, 0xFF, 0xFF, 0xFF}), version_accepted,
-         truncated},
-        {"TooManySearchPaths", version + packet(0xE0, bytes{0x00, 0xC0, 0x10, 0x00, 0x01} + bytes(0x100001)),
-         version_accepted, "Too many search paths"},
-        {"MalformedSearchPath", version + packet(0xE0, {0x00, 0x01, 0x01, 0xFF}), version_accepted,
-         "Invalid UTF8 master symbol"},
-        {"SurplusOptions", version + packet(0xE0, {0x00, 0x00, 0x00}), version_accepted, surplus},
+        opening("OptionsBeforeVersion", packet(0xE0, {0, 0}), "Unknown version answer",
+                "pdb_server/src/command_processor:341"),
+        opening("ShortVersion", packet(0xD0, bytes(15)), truncated, truncated_place),
+        opening("LongVersion", packet(0xD0, bytes(17)), "Not all unload module data were read",
+                "pdb_server/src/command_processor:347"),
+        opening("OtherVersion", packet(0xD0, bytes(16)), "Unexpect PDB server version",
+                "pdb_server/src/command_processor:353", packet(0xD0)),
+        opening("BadPacketLength", {0xD0, 0xE0}, "Invalid counter encoding", "core/src/stream/IReadCoreStream:115"),
+        opening("VersionTwice", version + version, "Unexpected options command", "", version_accepted),
+        choosing("EmptyOptions", {}, truncated),
+        choosing("MissingSearchPath", {0, 1}, truncated),
+        choosing("EndlessSearchPath", {0, 1, 0xDF, 0xFF, 0xFF, 0xFF}, truncated),
+        choosing("TooManySearchPaths", bytes{0, 0xC0, 0x10, 0, 1} + bytes(0x100001), "Too many search paths"),
+        choosing("MalformedSearchPath", {0, 1, 1, 0xFF}, "Invalid UTF8 master symbol"),
+        choosing("SurplusOptions", {0, 0, 0}, surplus),
         serving("UnknownCommand", packet(0x32, {0x01}), "Unknown command", "pdb_server/src/command_processor:417"),
-        serving("VersionAgain", version, "Unknown command"),
-        serving("BadCommandLength", {0x42, 0xFF}, "Invalid counter encoding"),
         serving("NoRequestId", packet(0x42), truncated),
-        serving("BadRequestId", packet(0x42, {0xFF}), "Invalid counter encoding"),
         serving("LoadWithoutMvid", packet(0x30, bytes{0x01, 0x00} + bytes(15)), truncated),
         serving("LoadWithSurplus", packet(0x30, bytes{0x01, 0x00} + bytes(17)), surplus, surplus_place),
         serving("LoadWithBadPath", packet(0x30, bytes{0x01, 0x02, 0xC3, 0x41} + bytes(16)),
                 "Invalid UTF8 slave symbol"),
         serving("UnloadWithoutId", packet(0x31, {0x01}), truncated),
-        serving("UnloadWithSurplus", packet(0x31, {0x01, 0x01, 0x01}), surplus, surplus_place),
         serving("OffsetsWithoutMethod", packet(0x42, {0x01, 0x01}), truncated),
-        serving("OffsetsWithSurplus", packet(0x42, {0x01, 0x01, 0x00, 0x00}), surplus, surplus_place),
         serving("RangesWithBadMethod", packet(0x43, {0x01, 0x01, 0xE0}), "Invalid counter encoding"),
-        serving("RangesWithSurplus", packet(0x43, {0x01, 0x01, 0x00, 0x00}), surplus, surplus_place),
-        serving("SourceDataWithoutId", packet(0x44, {0x01}), truncated),
-        serving("SourceDataWithSurplus", packet(0x44, {0x01, 0x01, 0x00}), surplus, surplus_place),
         serving("DocumentWithoutId", packet(0x45, {0x01, 0x01}), truncated),
-        serving("DocumentWithSurplus", packet(0x45, {0x01, 0x01, 0x01, 0x00}), surplus, surplus_place),
         serving("QuitWithoutRequestId", packet(0xFF), truncated),
         serving("QuitWithSurplus", packet(0xFF, {0x01, 0x01}), surplus, surplus_place),
     };

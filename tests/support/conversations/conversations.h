@@ -31,8 +31,8 @@ bytes error_answer(unsigned char code, unsigned char id, const std::string& mess
 // MVID of an image, read from the image.
 GUID mvid_of(const boost::filesystem::path& image);
 
-// Version check and options without search paths, and what the server answers to them.
-bytes handshake();
+// Version check and options, and what the server answers to them.
+bytes handshake(unsigned char policy = 0, const std::vector<std::string>& search_paths = {});
 bytes handshake_answer();
 
 // What a client sends to a fresh connection, what the server answers before it ends the connection, and the message of
