@@ -1,19 +1,26 @@
 #include "tests/support/expected/expected.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <boost/json.hpp>
-#include <stdexcept>
+#include <cstdlib>
+#include <iomanip>
+#include <set>
+#include <sstream>
 
+#include "qv/portable_executable/image_file.h"
 #include "qv/text/path.h"
 #include "qv/text/utf.h"
-#include "tests/support/files/test_files.h"
 
 namespace qv::testing {
 namespace {
 
 namespace fs = boost::filesystem;
 namespace json = boost::json;
+
+constexpr std::uint32_t hidden_line = 0xFEEFEE;
 
 std::string text_or_empty(const json::value& value) {
     return value.is_null() ? std::string() : json::value_to<std::string>(value);
@@ -23,26 +30,20 @@ std::uint32_t number(const json::value& value) {
     return value.to_number<std::uint32_t>();
 }
 
-std::vector<std::uint8_t> parse_hex(std::string_view digits) {
-    if (digits.size() % 2 != 0) throw std::runtime_error("odd number of hexadecimal digits: " + std::string(digits));
+std::vector<std::uint8_t> parse_hex(const std::string& digits) {
     std::vector<std::uint8_t> bytes;
-    for (std::size_t i = 0; i < digits.size(); i += 2) {
-        std::size_t used = 0;
-        bytes.push_back(static_cast<std::uint8_t>(std::stoul(std::string(digits.substr(i, 2)), &used, 16)));
-        if (used != 2) throw std::runtime_error("no hexadecimal digits: " + std::string(digits));
-    }
+    for (std::size_t i = 0; i < digits.size(); i += 2)
+        bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
     return bytes;
 }
 
-GUID parse_guid(std::string text) {
-    std::erase(text, '-');
-    const auto bytes = parse_hex(text);
-    if (bytes.size() != sizeof(GUID)) throw std::runtime_error("no GUID: " + text);
+GUID parse_guid(const std::string& text) {
     GUID guid{};
-    for (int i = 0; i < 4; ++i) guid.Data1 = guid.Data1 << 8 | bytes[static_cast<std::size_t>(i)];
-    guid.Data2 = static_cast<std::uint16_t>(bytes[4] << 8 | bytes[5]);
-    guid.Data3 = static_cast<std::uint16_t>(bytes[6] << 8 | bytes[7]);
-    std::copy(bytes.begin() + 8, bytes.end(), guid.Data4);
+    std::istringstream in(text);
+    char dash = 0;
+    in >> std::hex >> guid.Data1 >> dash >> guid.Data2 >> dash >> guid.Data3;
+    const auto rest = parse_hex(text.substr(19, 4) + text.substr(24));
+    std::copy(rest.begin(), rest.end(), guid.Data4);
     return guid;
 }
 
@@ -54,53 +55,101 @@ GUID parse_algorithm(const std::string& name) {
     return parse_guid(name);
 }
 
-document parse_document(const json::value& value) {
-    return {text::to_utf16(text_or_empty(value.at("name"))), parse_algorithm(text_or_empty(value.at("hashAlgorithm"))),
-            parse_hex(text_or_empty(value.at("hash")))};
+expected_module parse(const json::value& root, const fs::path& folder) {
+    expected_module module{};
+    module.image = folder / text::to_path(text::to_utf16(text_or_empty(root.at("image"))));
+    module.mvid = parse_guid(text_or_empty(root.at("mvid")));
+    module.method_rows = number(root.at("methodDefs"));
+    module.classic = text_or_empty(root.at("format")) == "windows";
+    module.match = root.at("match").as_bool();
+    const auto data = text_or_empty(root.at("sourceServerData"));
+    module.content.set_source_data({data.begin(), data.end()});
+
+    std::map<std::uint32_t, std::wstring> names;
+    std::set<std::uint32_t> asked_for;
+    for (const auto& value : root.at("documents").as_array())
+        names[number(value.at("row"))] = text::to_utf16(text_or_empty(value.at("name")));
+    for (const auto& value : root.at("methods").as_array())
+        for (const auto& point : value.at("points").as_array()) {
+            const auto token = static_cast<std::uint32_t>(std::stoul(text_or_empty(value.at("token")), nullptr, 16));
+            const auto field = [&](std::size_t i) { return number(point.as_array().at(i)); };
+            module.content.add_point(token, field(0), names.at(field(1)), field(2), field(3), field(4), field(5));
+            asked_for.insert(field(1));
+        }
+    for (const auto& value : root.at("documents").as_array()) {
+        const auto row = number(value.at("row"));
+        if (module.classic && !asked_for.contains(row)) continue;
+        module.content.add_document(module.classic ? 0 : row, names[row],
+                                    parse_algorithm(text_or_empty(value.at("hashAlgorithm"))),
+                                    parse_hex(text_or_empty(value.at("hash"))));
+    }
+    module.document_rows = static_cast<std::uint32_t>(names.size());
+    return module;
 }
 
-expected_point parse_point(const json::value& value) {
-    const auto& fields = value.as_array();
-    if (fields.size() != 6) throw std::runtime_error("a point has six numbers");
-    return {number(fields[0]),
-            {number(fields[1]), number(fields[2]), number(fields[3]), number(fields[4]), number(fields[5])}};
+void expect_same(const std::map<std::string, std::string>& expected,
+                 const std::map<std::string, std::string>& answered) {
+    for (const auto& [name, value] : expected) {
+        const auto found = answered.find(name);
+        EXPECT_EQ(found == answered.end() ? "no answer" : found->second, value) << name;
+    }
+    for (const auto& [name, value] : answered) EXPECT_TRUE(expected.contains(name)) << name << " is not expected";
 }
 
 }  // namespace
 
-std::vector<fs::path> find_expected(const fs::path& folder) {
-    std::vector<fs::path> found;
-    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-        const auto name = text::to_wide(entry.path().filename());
-        if (name == L"expected.json" || name.ends_with(L".expected.json")) found.push_back(entry.path());
-    }
-    std::sort(found.begin(), found.end());
-    return found;
+void answers::add_point(std::uint32_t token, std::uint32_t offset, const std::wstring& document,
+                        std::uint32_t start_line, std::uint32_t start_column, std::uint32_t end_line,
+                        std::uint32_t end_column) {
+    std::ostringstream name, point;
+    name << "method 0x" << std::hex << token;
+    point << offset << ' ' << text::to_utf8(document) << ' ' << start_line << ' ' << end_line;
+    if (start_line != hidden_line) point << ' ' << start_column << ' ' << end_column;
+    methods[name.str()] += point.str() + "\n";
+    ++points;
 }
 
-expected_module load_expected(const fs::path& file) {
-    return parse_expected(read_file(file), file.parent_path());
+void answers::add_document(std::uint32_t row, const std::wstring& name, const GUID& algorithm,
+                           const std::vector<std::uint8_t>& hash) {
+    std::ostringstream value;
+    if (!hash.empty()) value << quorvex::common::to_string(algorithm) << std::hex << std::setfill('0');
+    for (const unsigned byte : hash) value << std::setw(2) << byte;
+    facts["document " + std::to_string(row) + " " + text::to_utf8(name)] = value.str();
 }
 
-expected_module parse_expected(std::string_view json, const fs::path& folder) {
-    const json::value root = json::parse(json::string_view(json.data(), json.size()));
-    expected_module module;
-    module.image = folder / text::to_path(text::to_utf16(text_or_empty(root.at("image"))));
-    module.mvid = parse_guid(text_or_empty(root.at("mvid")));
-    module.method_rows = number(root.at("methodDefs"));
-    module.format = text_or_empty(root.at("format"));
-    module.embedded = root.at("embedded").as_bool();
-    module.match = root.at("match").as_bool();
-    const auto data = text_or_empty(root.at("sourceServerData"));
-    module.source_server_data.assign(data.begin(), data.end());
-    for (const auto& value : root.at("documents").as_array())
-        module.documents.emplace(number(value.at("row")), parse_document(value));
-    for (const auto& value : root.at("methods").as_array()) {
-        auto& points =
-            module.methods[static_cast<std::uint32_t>(std::stoul(text_or_empty(value.at("token")), nullptr, 16))];
-        for (const auto& point : value.at("points").as_array()) points.push_back(parse_point(point));
+void expect_same(const answers& expected, const answers& answered) {
+    expect_same(expected.methods, answered.methods);
+    expect_same(expected.facts, answered.facts);
+}
+
+std::vector<expected_module> load_expected(const fs::path& folder) {
+    std::set<fs::path> files;
+    for (const auto& entry : fs::recursive_directory_iterator(folder))
+        if (text::to_wide(entry.path().filename()).ends_with(L"expected.json")) files.insert(entry.path());
+    std::vector<expected_module> modules;
+    for (const auto& file : files) modules.push_back(parse(json::parse(read_file(file)), file.parent_path()));
+    return modules;
+}
+
+std::vector<expected_module> collected_modules() {
+    const char* named = std::getenv("QV_TESTDATA");
+    const auto folder = named != nullptr ? fs::path(named) : source_root() / "../shared/testdata";
+    return fs::is_directory(folder) ? load_expected(folder) : std::vector<expected_module>();
+}
+
+fs::path stage(const expected_module& module, const temporary_directory& directory) {
+    const auto folder = module.image.parent_path().filename() / module.image.stem();
+    for (const auto* extension : {".pdb", ".pdbx"}) {  // some collections append a letter
+        auto pdb = module.image;
+        if (!fs::exists(pdb.replace_extension(extension))) continue;
+        for (const auto& entry : portable_executable::read_image_file(module.image).debug_entries) {
+            if (entry.Type != portable_executable::debug_type_codeview || entry.data.size() < 24) continue;
+            const std::string path(entry.data.begin() + 24, std::find(entry.data.begin() + 24, entry.data.end(), 0));
+            const auto name = path.substr(path.find_last_of("/\\") + 1);
+            if (name.find('.') != name.npos) directory.copy(pdb, folder / text::to_path(text::to_utf16(name)));
+        }
     }
-    return module;
+    return fs::absolute(directory.copy(module.image, folder / module.image.filename()));
 }
 
 }  // namespace qv::testing
