@@ -91,4 +91,28 @@ TEST_P(Lifetimes, ControlCEndsTheServer) {
 INSTANTIATE_TEST_SUITE_P(Clients, Lifetimes, ::testing::ValuesIn(client_states()),
                          [](const auto& test) { return test.param.name; });
 
+// What a client that is waiting for its answer gets when the stop comes first.
+TEST(Lifetimes, AnswersStillReachWhoReadsThemAfterTheStop) {
+    server_process server;
+    ASSERT_TRUE(server.wait_until_ready());
+    // More answers than the pipe holds: the server is still writing one of them.
+    const bytes request = packet(0x42, {1, 1, 0});
+    const bytes answer = error_answer(0x42, 1, "Unknown PDB module");
+    auto slow = served(server);
+    for (int i = 0; i < 40; ++i) slow->send(request);
+    auto quick = served(server);
+    quick->send(packet(0xFF, {1}));
+    auto refused = connected(server);
+    refused->send(packet(0xD0, bytes(16)));
+    server.request_stop();
+    while (server.log().find("S::RunPipes res=shutdowning") == std::string::npos) Sleep(10);
+    Sleep(300);  // busy with something else for a moment
+    const bytes received = slow->receive_rest();
+    EXPECT_FALSE(received.empty());
+    EXPECT_EQ(received.size() % answer.size(), 0u) << "no answer is cut short";
+    EXPECT_EQ(quick->receive_rest(), packet(0xFF, {1, 0}));
+    EXPECT_EQ(refused->receive_rest(), packet(0xD0));
+    EXPECT_EQ(server.wait_for_exit(patience_milliseconds), 0u);
+}
+
 }  // namespace

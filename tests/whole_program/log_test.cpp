@@ -90,6 +90,10 @@ TEST_P(LogOfARun, HoldsWhatTheMaskAsksFor) {
     EXPECT_THAT(bodies(lines, "S::RunPipes"),
                 AllOf(Contains("S::RunPipes res=starting"), Contains("S::RunPipes res=started"),
                       Contains("S::RunPipes res=shutdowning"), Contains(StartsWith("S::RunPipes res=shutdow "))));
+    EXPECT_THAT(bodies(lines, "S::RunNewThread"), Contains("S::RunNewThread res=ok c=1"));
+    EXPECT_THAT(bodies(lines, "S::WorkThread"),
+                IsSupersetOf({"S::WorkThread res=started", "S::WorkThread res=listen", "S::WorkThread res=connected",
+                              "S::WorkThread res=disconnected", "S::WorkThread res=exited c=0"}));
     EXPECT_THAT(query_warnings(lines), ElementsAre("WARNING: Unknown PDB module", "WARNING: Too large table index"));
 }
 

@@ -76,4 +76,14 @@ TEST_F(RudeClients, ALengthAloneReservesNothing) {
     EXPECT_LT(after, before + (std::uint64_t{64} << 20));
 }
 
+TEST_F(RudeClients, TheBufferOfALongPacketIsGivenBack) {
+    const std::uint64_t before = committed_memory(server.process());
+    const std::string path(std::size_t{32} << 20, 'x');  // relative, and found nowhere
+    bystander->send(packet(0x30, bytes{1} + text(path) + bytes(16)));
+    EXPECT_EQ(bystander->receive(5), packet(0x30, {1, 0, 0}));
+    // A further answer says that the server is done with that packet.
+    EXPECT_EQ(bystander->exchange_for(packet(0x31, {2, 9}), 4), packet(0x31, {2, 0}));
+    EXPECT_LT(committed_memory(server.process()), before + (std::uint64_t{16} << 20));
+}
+
 }  // namespace

@@ -31,6 +31,7 @@ struct failure {
     std::vector<std::wstring> arguments;
     std::uint32_t code;
     std::string output;  // what follows "Exception: "
+    std::string error;   // what standard error says
 };
 
 class StartupFailures : public ::testing::TestWithParam<failure> {};
@@ -41,19 +42,28 @@ TEST_P(StartupFailures, AreToldPlainly) {
     server_process server(settings);
     ASSERT_EQ(server.wait_for_exit(patience_milliseconds), GetParam().code);
     EXPECT_THAT(server.standard_output(), HasSubstr("Exception: " + GetParam().output));
+    EXPECT_THAT(server.standard_error(), HasSubstr(GetParam().error));
 }
+
+const char* const unknown = "Unknown exception\r\n";
 
 INSTANTIATE_TEST_SUITE_P(
     Arguments, StartupFailures,
     ::testing::Values(
-        failure{"UnknownOption", {L"--nonsense"}, 2, ""}, failure{"MaskTooLarge", {L"--log_mask", L"65536"}, 2, ""},
-        failure{"PipeTwice", {L"another"}, 2, ""},
-        failure{"RelativeSymbolServer", {L"--symsrv_dir", L"relative"}, 1, "Symbol server path isn't absolute\r\n"},
+        failure{"UnknownOption", {L"--nonsense"}, 2, unknown, "unrecognised option '--nonsense'\r\n"},
+        failure{"PipeTwice", {L"another"}, 2, unknown, "option '--pipe' cannot be specified more than once\r\n"},
+        failure{"RelativeSymbolServer",
+                {L"--symsrv_dir", L"relative"},
+                1,
+                "Symbol server path isn't absolute\r\n",
+                "[function] = "},
         failure{"MissingSymbolServerDirectory",
                 {L"--symsrv_dir", L"C:\\no such directory"},
                 1,
-                "Symbol server path doesn't exist\r\n"},
-        failure{"DirectoryWithoutSymbolServer", {L"--symsrv_dir", L"C:\\windows"}, 1, "Symbol server wasn't loaded"}),
+                "Symbol server path doesn't exist\r\n",
+                ""},
+        failure{
+            "DirectoryWithoutSymbolServer", {L"--symsrv_dir", L"C:\\windows"}, 1, "Symbol server wasn't loaded", ""}),
     [](const auto& test) { return test.param.name; });
 
 // The system words its part of the texts in its own way; the rest is the server's.

@@ -155,4 +155,10 @@ bytes raw_client::exchange_for(const bytes& request, std::size_t answer_size) {
     return receive(answer_size);
 }
 
+std::uint32_t raw_client::instances() const {
+    DWORD count = 0;
+    check(GetNamedPipeHandleStateW(pipe_.get(), nullptr, &count, nullptr, nullptr, nullptr, 0) != FALSE, "counting");
+    return count;
+}
+
 }  // namespace qv::testing

@@ -79,6 +79,9 @@ public:
 
     void close() noexcept { pipe_.reset(); }
 
+    // Pipe instances that the server has now, this client's own among them.
+    std::uint32_t instances() const;
+
 private:
     handle_hld pipe_;
 };
