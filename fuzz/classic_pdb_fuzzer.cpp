@@ -3,6 +3,7 @@
 
 #include "fuzz/fuzz_target.h"
 #include "symbol_services/classic_reader/pdb.h"
+#include "tests/support/costly_files/costly_files.h"
 #include "tests/support/pdb_writer/pdb_writer.h"
 
 namespace qv::fuzz {
@@ -10,12 +11,19 @@ namespace {
 
 using classic_reader::pdb;
 
-void ask_methods(const pdb& file) {
-    const auto methods = file.methods();
+// No question costs more than the file is worth.
+template <class Question>
+void ask(std::size_t size, Question&& question) {
+    require_cost_within(std::uint64_t{64} * size + 10'000, size, [&] { attempt(question); });
+}
+
+void ask_methods(const pdb& file, std::size_t size) {
+    std::vector<std::uint32_t> methods;
+    ask(size, [&] { methods = file.methods(); });
     require(std::is_sorted(methods.begin(), methods.end()), "tokens ascend");
     for (const auto token : methods) {
         require(file.has_method(token), "a listed method is there");
-        attempt([&] {
+        ask(size, [&] {
             const auto points = file.points(token);
             for (std::size_t i = 0; i < points.size(); ++i) {
                 require(points[i].document < file.document_count(), "points lie in documents of the file");
@@ -23,23 +31,22 @@ void ask_methods(const pdb& file) {
             }
         });
     }
-    file.points(0x06FFFFFF);
+    ask(size, [&] { file.points(0x06FFFFFF); });
 }
 
 outcome run(const unsigned char* data, std::size_t size) {
-    return attempt([&] {
-        const auto file = pdb::open(bytes(data, data + size));
-        attempt([&] { ask_methods(*file); });
-        for (std::uint32_t index = 0; index < file->document_count(); ++index) {
-            attempt([&] { file->get_document(index); });
-            attempt([&] { file->embedded_source(index); });
-            attempt(
-                [&] { require(file->find_document(file->document_url(index)).has_value(), "documents are found"); });
-        }
-        attempt([&] { file->closest_line(0, 1); });
-        attempt([&] { file->source_server_data(); });
-        attempt([&] { file->source_links(); });
-    });
+    std::shared_ptr<const pdb> file;
+    ask(size, [&] { file = pdb::open(bytes(data, data + size)); });
+    if (!file) return outcome::rejected;
+    attempt([&] { ask_methods(*file, size); });
+    for (std::uint32_t index = 0; index < file->document_count(); ++index) {
+        ask(size, [&] { file->get_document(index); });
+        ask(size, [&] { file->embedded_source(index); });
+        ask(size, [&] { require(file->find_document(file->document_url(index)).has_value(), "documents are found"); });
+    }
+    ask(size, [&] { file->closest_line(0, 1); });
+    ask(size, [&] { file->source_server_data(); });
+    return outcome::accepted;
 }
 
 std::vector<bytes> seeds() {
@@ -52,7 +59,14 @@ std::vector<bytes> seeds() {
     return {test::write_pdb(test::sample_pdb_description()), test::write_pdb(odd)};
 }
 
+std::vector<bytes> costly() {
+    std::vector<bytes> result;
+    for (const auto& shape : test::classic_costly_shapes())
+        if (auto pdb = shape.make_files(50).pdb; pdb.size() < 30'000) result.push_back(std::move(pdb));
+    return result;
+}
+
 }  // namespace
 }  // namespace qv::fuzz
 
-QV_FUZZ_TARGET("classic_pdb", qv::fuzz::run, qv::fuzz::seeds)
+QV_FUZZ_TARGET("classic_pdb", qv::fuzz::run, qv::fuzz::seeds, qv::fuzz::costly)

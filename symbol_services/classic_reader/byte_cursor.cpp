@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "qv/diagnostics/work_counter.h"
 #include "symbol_services/classic_reader/pdb_errors.h"
 
 namespace qv::classic_reader {
@@ -17,6 +18,7 @@ std::span<const unsigned char> byte_cursor::take(std::uint64_t count) {
                       "class std::span<unsigned char const ,18446744073709551615> __cdecl "
                       "qv::classic_reader::byte_cursor::take(unsigned __int64)",
                       source_name, __LINE__);
+    count_work(1);
     const auto taken = rest_.first(static_cast<std::size_t>(count));
     rest_ = rest_.subspan(static_cast<std::size_t>(count));
     return taken;
@@ -25,6 +27,7 @@ std::span<const unsigned char> byte_cursor::take(std::uint64_t count) {
 std::string_view byte_cursor::text() {
     const auto end = std::find(rest_.begin(), rest_.end(), static_cast<unsigned char>(0));
     const auto length = static_cast<std::size_t>(end - rest_.begin());
+    count_work(length);
     const auto taken = take(std::uint64_t{length} + 1);
     return {reinterpret_cast<const char*>(taken.data()), length};
 }

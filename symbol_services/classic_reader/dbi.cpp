@@ -1,7 +1,5 @@
 #include "symbol_services/classic_reader/dbi.h"
 
-#include <unordered_set>
-
 #include "symbol_services/classic_reader/byte_cursor.h"
 #include "symbol_services/classic_reader/pdb_errors.h"
 
@@ -53,6 +51,7 @@ std::optional<std::uint16_t> present(std::uint16_t stream) {
 
 std::vector<module_info> read_modules(std::span<const unsigned char> list) {
     std::vector<module_info> modules;
+    std::vector<bool> owned(std::size_t{absent_stream} + 1);
     for (byte_cursor cursor(list); cursor.remaining() != 0;) {
         const auto record = cursor.read<module_record>();
         const auto names_begin = cursor.remaining();
@@ -60,7 +59,9 @@ std::vector<module_info> read_modules(std::span<const unsigned char> list) {
         cursor.text();
         const auto names_size = names_begin - cursor.remaining();
         cursor.skip_up_to(align4(names_size) - names_size);
-        modules.push_back({present(record.stream), record.symbol_size, record.c11_size, record.c13_size});
+        const auto stream = owned[record.stream] ? std::nullopt : present(record.stream);
+        owned[record.stream] = true;
+        modules.push_back({stream, record.symbol_size, record.c11_size, record.c13_size});
     }
     return modules;
 }
@@ -114,16 +115,17 @@ std::vector<source_file> read_source_list(std::span<const unsigned char> list) {
     const auto names = cursor.take(cursor.remaining());
 
     std::vector<source_file> files;
-    std::unordered_set<std::uint32_t> seen;
+    std::vector<bool> seen(names.size());
     std::uint64_t allowance = names.size();  // names do not overlap
     byte_cursor count(counts);
     for (std::uint32_t module = 0; module < modules; ++module)
         for (unsigned left = count.read<std::uint16_t>(); left > 0; --left) {
             const auto offset = offsets.read<std::uint32_t>();
-            if (!seen.insert(offset).second) continue;
+            if (offset < seen.size() && seen[offset]) continue;
             byte_cursor at(names);
             at.skip(offset);
             const auto name = at.text();
+            seen[offset] = true;
             if (name.size() >= allowance)
                 throw_corrupt("Invalid source file list",
                               "class std::vector<struct qv::classic_reader::source_file,class std::allocator<struct "

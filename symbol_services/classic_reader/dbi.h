@@ -51,6 +51,7 @@
 
 namespace qv::classic_reader {
 
+// A stream belongs to the first module that names it; a further one has none.
 struct module_info {
     std::optional<std::uint16_t> stream;
     std::uint32_t symbol_size;

@@ -1,6 +1,6 @@
 #include "symbol_services/classic_reader/document_table.h"
 
-#include <map>
+#include <algorithm>
 
 #include "symbol_services/classic_reader/path_fold.h"
 #include "symbol_services/classic_reader/pdb_errors.h"
@@ -36,47 +36,67 @@ record_header read_header(const msf_stream& record) {
     return header;
 }
 
+name_index index_of(const std::vector<listed_document>& documents) {
+    name_index index;
+    for (std::uint32_t i = 0; i < documents.size(); ++i) index.add(documents[i].name, i);
+    index.finish();
+    return index;
+}
+
+// The first document of each name, in their order.
+std::vector<listed_document> without_repetitions(std::vector<listed_document> documents) {
+    const auto index = index_of(documents);
+    if (index.size() == documents.size()) return documents;
+    std::vector<listed_document> kept;
+    for (std::uint32_t i = 0; i < documents.size(); ++i)
+        if (index.find(documents[i].name) == i) kept.push_back(documents[i]);
+    return kept;
+}
+
 }  // namespace
 
-document_table::document_table(const named_streams& streams) {
-    const auto all = streams.all();
-    records_.reserve(all.size());
-    by_name_.reserve(all.size());
-    for (const auto& [name, stream] : all)
-        if (name.starts_with(record_prefix)) records_.emplace(name.substr(record_prefix.size()), record{stream});
+document_table::document_table(source_names sources, const named_streams& streams)
+    : buffer_(std::move(sources.buffer)), documents_(without_repetitions(std::move(sources.files))) {
+    join_records(streams);
+    by_name_ = index_of(documents_);
 }
 
-void document_table::add(std::string_view name, std::uint32_t module) {
-    if (by_name_.contains(name)) return;
-    auto& document = documents_.emplace_back(listed_document{std::string(name), module, std::nullopt});
-    by_name_.emplace(document.name, size() - 1);
-    const auto found = records_.find(fold_path(name));
-    if (found == records_.end()) return;
-    document.stream = found->second.stream;
-    found->second.listed = true;
-}
-
-void document_table::add_unlisted() {
+void document_table::join_records(const named_streams& streams) {
+    struct record {
+        std::string_view name;
+        std::uint32_t stream;
+        bool listed;
+    };
+    std::vector<record> records;
+    for (const auto& [name, stream] : streams.all())
+        if (name.starts_with(record_prefix)) records.push_back({name.substr(record_prefix.size()), stream, false});
     // In the order of their names, so that the order does not depend on the machine.
-    std::map<std::string_view, std::uint32_t> unlisted;
-    for (const auto& [name, entry] : records_)
-        if (!entry.listed) unlisted.emplace(name, entry.stream);
-    for (const auto& [name, stream] : unlisted) {
-        const auto& document = documents_.emplace_back(listed_document{std::string(name), std::nullopt, stream});
-        by_name_.emplace(document.name, size() - 1);
-    }
-}
+    const auto before = [](const record& left, const record& right) { return left.name < right.name; };
+    std::stable_sort(records.begin(), records.end(), before);
+    name_index by_name;
+    for (std::uint32_t i = 0; i < records.size(); ++i) by_name.add(records[i].name, i);
+    by_name.finish();
 
-std::optional<std::uint32_t> document_table::find(std::string_view name) const {
-    const auto found = by_name_.find(name);
-    return found == by_name_.end() ? std::nullopt : std::optional(found->second);
+    for (auto& document : documents_)
+        if (const auto found = by_name.find(fold_path(document.name))) {
+            document.stream = records[*found].stream;
+            records[*found].listed = true;
+        }
+    for (std::uint32_t i = 0; i < records.size(); ++i)
+        if (!records[i].listed && by_name.find(records[i].name) == i)
+            documents_.push_back({records[i].name, std::nullopt, records[i].stream});
 }
 
 std::optional<std::uint32_t> document_table::find_folded(std::string_view name) const {
-    const auto folded = fold_path(name);
-    for (std::uint32_t index = 0; index < size(); ++index)
-        if (fold_path(documents_[index].name) == folded) return index;
-    return std::nullopt;
+    const auto& folded = by_folded_name_.get([this] {
+        folded_names made;
+        made.names.reserve(documents_.size());
+        for (const auto& document : documents_) made.names.push_back(fold_path(document.name));
+        for (std::uint32_t i = 0; i < size(); ++i) made.index.add(made.names[i], i);
+        made.index.finish();
+        return made;
+    });
+    return folded.index.find(fold_path(name));
 }
 
 void read_document_record(const msf_stream& record, document& document) {

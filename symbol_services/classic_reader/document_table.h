@@ -13,15 +13,15 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "quorvex/common/guid.h"
+#include "symbol_services/classic_reader/lazy.h"
 #include "symbol_services/classic_reader/msf.h"
+#include "symbol_services/classic_reader/name_index.h"
 #include "symbol_services/classic_reader/pdb_info.h"
 
 namespace qv::classic_reader {
@@ -38,40 +38,44 @@ struct document {
 
 // What the table knows about a document without opening its stream.
 struct listed_document {
-    std::string name;                     // UTF-8, if the file is right
+    std::string_view name;                // UTF-8, if the file is right
     std::optional<std::uint32_t> module;  // the first one that lists it
     std::optional<std::uint32_t> stream;  // its record
 };
 
-// Immutable once built.
+// The source files that modules list, and the buffer that holds their names.
+struct source_names {
+    std::vector<unsigned char> buffer;
+    std::vector<listed_document> files;
+};
+
+// Immutable.
 class document_table {
 public:
-    // Takes note of the records; documents are added afterwards. The names outlive the table.
-    explicit document_table(const named_streams& streams);
-    document_table(document_table&&) = default;
-
-    // Enters a name unless it is there already.
-    void add(std::string_view name, std::uint32_t module);
-    // Enters the records that no name refers to.
-    void add_unlisted();
+    // The files, each name once, and then the records that no file refers to. The names of the streams outlive the
+    // table.
+    document_table(source_names sources, const named_streams& streams);
 
     std::uint32_t size() const noexcept { return static_cast<std::uint32_t>(documents_.size()); }
     const listed_document& operator[](std::uint32_t index) const { return documents_[index]; }
 
     // The document of exactly this name.
-    std::optional<std::uint32_t> find(std::string_view name) const;
-    // The first one whose name differs in letter case and slashes at most. Looks at all of them.
+    std::optional<std::uint32_t> find(std::string_view name) const { return by_name_.find(name); }
+    // The first one whose name differs in letter case and slashes at most.
     std::optional<std::uint32_t> find_folded(std::string_view name) const;
 
 private:
-    struct record {
-        std::uint32_t stream;
-        bool listed = false;
+    struct folded_names {
+        std::vector<std::string> names;
+        name_index index;
     };
 
-    std::unordered_map<std::string_view, record> records_;  // by name below the prefix
-    std::deque<listed_document> documents_;                 // never moves what it holds
-    std::unordered_map<std::string_view, std::uint32_t> by_name_;
+    void join_records(const named_streams& streams);
+
+    std::vector<unsigned char> buffer_;
+    std::vector<listed_document> documents_;
+    name_index by_name_;
+    lazy<folded_names> by_folded_name_;
 };
 
 // Reads a document's record into `document`, its URL aside. Throws "Invalid document" and what the stream throws.

@@ -102,11 +102,15 @@ global_references::record_range global_references::records_of(std::uint32_t buck
     return {first_record(index), std::min(first_record(index + 1), record_count_)};
 }
 
-std::vector<procedure_location> global_references::find(std::uint32_t pdb_token) const {
+std::uint64_t global_references::largest_bucket() const noexcept {
+    return 1024 + 4 * (record_count_ / global_bucket_count);
+}
+
+std::vector<procedure_location> global_references::find(std::uint32_t pdb_token, std::uint64_t& allowance) const {
     const auto name = token_name(pdb_token);
     const auto range = records_of(hash_name(name) % global_bucket_count);
     std::vector<procedure_location> found;
-    for (auto at = range.begin; at < range.end; ++at) {
+    for (auto at = range.begin; at < range.end && allowance != 0; ++at, --allowance) {
         const auto entry = symbols_.read_value<hash_record>(sizeof(table_header) + sizeof(hash_record) * at);
         const std::uint64_t offset = std::uint64_t{entry.offset_plus_1} - 1;
         // The bucket holds other kinds of symbols as well, which may be shorter.

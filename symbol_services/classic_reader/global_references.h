@@ -43,8 +43,13 @@ public:
     // throw.
     global_references(const msf_stream& global_symbols, const msf_stream& symbol_records);
 
-    // What the table says about a token of the PDB file; whether it is true, the procedure's record shows.
-    std::vector<procedure_location> find(std::uint32_t pdb_token) const;
+    // Looks through the bucket of a token of the PDB file and counts every entry down from the allowance; at 0 the
+    // rest is left unread. What the table says may be untrue: the procedure's record shows.
+    std::vector<procedure_location> find(std::uint32_t pdb_token, std::uint64_t& allowance) const;
+
+    // More entries than any bucket holds of a table that a linker wrote.
+    std::uint64_t largest_bucket() const noexcept;
+    std::uint64_t size() const noexcept { return record_count_; }
 
 private:
     struct record_range {

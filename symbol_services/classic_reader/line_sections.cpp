@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "qv/diagnostics/work_counter.h"
 #include "symbol_services/classic_reader/byte_cursor.h"
 #include "symbol_services/classic_reader/pdb_errors.h"
 
@@ -67,7 +68,7 @@ void read_block(byte_cursor& blocks, bool columns, const std::function<std::uint
     byte_cursor column_cursor = line_cursor;
     column_cursor.skip(sizeof(line_record) * std::uint64_t{header.lines});
     const auto document = document_of(header.file);
-    points.reserve(points.size() + header.lines);
+    const auto room = points.capacity();
     for (std::uint32_t i = 0; i < header.lines; ++i) {
         const auto line = line_cursor.read<line_record>();
         const auto column = columns ? column_cursor.read<column_record>() : column_record{};
@@ -75,6 +76,7 @@ void read_block(byte_cursor& blocks, bool columns, const std::function<std::uint
         points.push_back(
             {line.il_offset, document, start_line, column.start, start_line + (line.line >> 24 & 0x7F), column.end});
     }
+    if (points.capacity() != room) count_work(points.size());  // growing moves them all
 }
 
 }  // namespace
@@ -101,7 +103,7 @@ line_sections::line_sections(const msf_stream& module, std::uint64_t begin, std:
 }
 
 void line_sections::add_lines(std::uint64_t offset, std::uint32_t size) {
-    if (size < sizeof(lines_header)) return;
+    if (size <= sizeof(lines_header)) return;  // no block
     const auto header = module_.read_value<lines_header>(offset);
     sections_.push_back({{header.section, header.offset},
                          offset + sizeof header,

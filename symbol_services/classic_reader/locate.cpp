@@ -16,6 +16,7 @@ namespace {
 namespace fs = boost::filesystem;
 
 constexpr const char* source_name = "symbol_services/classic_reader/locate";
+constexpr std::size_t most_records = 16;                  // no image has more than a few
 constexpr std::uint32_t codeview_signature = 0x53445352;  // "RSDS"
 
 // "\\.\" and "\\?\" lead past the file system, and a record may name anything.
@@ -146,7 +147,7 @@ located_pdb locate_pdb(const pdb_search& search) {
     if (search.records.empty())
         throw_hresult_error("Image has no debug record", e_pdb_no_debug_info, function, source_name, __LINE__);
     std::optional<hresult_exception> refusal;
-    for (const auto& record : search.records)
+    for (const auto& record : std::span(search.records).first(std::min(search.records.size(), most_records)))
         if (auto found = record_search(search, record, refusal).run()) return std::move(*found);
     if (refusal) throw hresult_exception(*refusal);
     throw_hresult_error("PDB file not found", e_pdb_not_found, function, source_name, __LINE__);

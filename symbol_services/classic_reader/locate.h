@@ -8,7 +8,7 @@
 //      -  path in UTF-8, ended by NUL
 //
 // A file belongs to the image when GUID and age are those of a record. The age is the one of the DBI stream; time
-// stamps do not count. The places are tried in this order, for each record in directory order:
+// stamps do not count. The places are tried in this order, for each record in directory order (the first 16 at most):
 //
 //   1. the recorded path, if it is absolute                         (search_original_path)
 //   2. beside the image, under the recorded file name and under     (search_reference_path)

@@ -17,13 +17,20 @@
 //    4*m  pages of the first stream, of the second stream, ...
 //
 // Positions in the file are computed in 64 bits: files may have more than 2 GB.
+//
+// Streams are read in chunks, each when something of it is first wanted, once, and kept. Because the streams together
+// are no larger than the file, reading never costs more than the file, and memory holds what was read of it.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
+
+#include "symbol_services/classic_reader/byte_source.h"
+#include "symbol_services/classic_reader/lazy.h"
 
 namespace qv::classic_reader {
 
@@ -34,7 +41,8 @@ class msf_stream {
 public:
     std::uint32_t size() const noexcept { return size_; }
 
-    // Throw "Read beyond the end of a PDB stream", or "PDB page outside the file" when the page is not in the file.
+    // Throw "Read beyond the end of a PDB stream", "PDB page outside the file" when the page is not in the file, and
+    // what the source of the bytes throws.
     void read(std::uint64_t offset, std::span<unsigned char> destination) const;
     std::vector<unsigned char> bytes(std::uint64_t offset, std::uint64_t count) const;
     std::vector<unsigned char> bytes() const { return bytes(0, size_); }
@@ -51,22 +59,20 @@ public:
 
 private:
     friend class msf_file;
-    msf_stream(const msf_file& file, std::size_t first_page, std::uint32_t size) noexcept
-        : file_(&file), first_page_(first_page), size_(size) {}
-
-    std::span<const unsigned char> rest_of_page(std::uint64_t offset) const;
+    msf_stream(const msf_file& file, std::uint32_t index, std::uint32_t size) noexcept
+        : file_(&file), index_(index), size_(size) {}
 
     const msf_file* file_;
-    std::size_t first_page_;  // index into the directory's page numbers
+    std::uint32_t index_;
     std::uint32_t size_;
 };
 
 class msf_file {
 public:
-    // Reads superblock and stream directory; the bytes outlive the object and its streams. Throws "Not a PDB file"
-    // (e_pdb_format), "PDB file of the format before 7.0" (e_pdb_v1_pdb), "Portable PDB file, not a classic one"
-    // (e_pdb_not_implemented), "Invalid PDB superblock", "Invalid PDB stream directory".
-    explicit msf_file(std::span<const unsigned char> file);
+    // Reads superblock and stream directory. Throws "Not a PDB file" (e_pdb_format), "PDB file of the format before
+    // 7.0" (e_pdb_v1_pdb), "Portable PDB file, not a classic one" (e_pdb_not_implemented), "Invalid PDB superblock",
+    // "Invalid PDB stream directory", and what the source throws.
+    explicit msf_file(std::unique_ptr<const byte_source> source);
     msf_file(const msf_file&) = delete;
     msf_file& operator=(const msf_file&) = delete;
 
@@ -80,20 +86,36 @@ private:
     friend class msf_stream;
 
     struct stream_entry {
-        std::size_t first_page;
+        std::size_t first_page;   // index into the page numbers
+        std::size_t first_chunk;  // index into the chunks
         std::uint32_t size;
     };
 
-    void read_superblock();
-    void read_directory();
-    std::uint64_t pages_for(std::uint64_t bytes) const noexcept { return (bytes + page_size_ - 1) / page_size_; }
-    std::span<const unsigned char> page(std::uint32_t number) const;
+    // A part of a stream. What lies outside the file is missing: `present` then says how much of each page is there.
+    struct chunk {
+        std::vector<unsigned char> bytes;
+        std::vector<std::uint32_t> present;
+    };
 
-    std::span<const unsigned char> file_;
+    void read_superblock(std::span<const unsigned char> head);
+    void read_directory(std::span<const unsigned char> head);
+    void read_streams(std::span<const unsigned char> directory);
+    std::uint64_t pages_for(std::uint64_t bytes) const noexcept { return (bytes + page_size_ - 1) / page_size_; }
+
+    // The bytes on these pages.
+    chunk read_pages(std::span<const std::uint32_t> pages, std::uint64_t size) const;
+    // The same where none may be missing, by page numbers as they lie in the file.
+    std::vector<unsigned char> gather(std::span<const unsigned char> page_numbers, std::uint64_t size) const;
+
+    // The bytes of the stream from the offset on, as far as they lie together. The offset lies within the stream.
+    std::span<const unsigned char> bytes_from(std::uint32_t stream, std::uint64_t offset) const;
+
+    const std::unique_ptr<const byte_source> source_;
     std::uint32_t page_size_ = 0;
     std::uint32_t directory_size_ = 0;
     std::vector<std::uint32_t> pages_;  // of all streams, in directory order
     std::vector<stream_entry> streams_;
+    std::vector<lazy<chunk>> chunks_;  // of all streams, in directory order
 };
 
 }  // namespace qv::classic_reader

@@ -6,8 +6,8 @@
 #include <functional>
 #include <string_view>
 
+#include "symbol_services/classic_reader/disk_file.h"
 #include "symbol_services/classic_reader/failure_test_support.h"
-#include "symbol_services/classic_reader/mapped_file.h"
 #include "tests/support/files/test_files.h"
 #include "tests/support/pdb_writer/msf_writer.h"
 
@@ -25,6 +25,10 @@ constexpr std::size_t page_size_field = 32;
 constexpr std::size_t directory_size_field = 44;
 constexpr std::size_t directory_map_field = 52;
 
+std::unique_ptr<const byte_source> source(const bytes& file) {
+    return std::make_unique<const memory_source>(file);
+}
+
 bytes numbered(std::size_t size) {
     bytes content(size);
     for (std::size_t i = 0; i < size; ++i) content[i] = static_cast<unsigned char>(i * 7 + i / 256);
@@ -37,7 +41,7 @@ TEST(Msf, StreamsAreReadThroughTheirPagesForEveryPageSize) {
         for (const auto order : {page_order::ascending, page_order::descending}) {
             SCOPED_TRACE(page_size);
             const auto file = write_msf({bytes(), content, std::nullopt, bytes{1, 2, 3}}, page_size, order);
-            const msf_file msf(file);
+            const msf_file msf(source(file));
             ASSERT_EQ(msf.stream_count(), 4u);
             EXPECT_EQ(msf.stream(0).size(), 0u);
             EXPECT_EQ(msf.stream(1).bytes(), content);
@@ -51,7 +55,7 @@ TEST(Msf, StreamsAreReadThroughTheirPagesForEveryPageSize) {
 TEST(Msf, DirectoryAndItsListMayTakeManyPages) {
     const auto content = numbered(40'000 * 512);
     const auto file = write_msf({bytes(), content}, 512, page_order::descending);
-    const msf_file msf(file);
+    const msf_file msf(source(file));
     EXPECT_EQ(msf.stream(1).bytes(), content);
 }
 
@@ -59,7 +63,7 @@ TEST(Msf, TextEndsAtNulOrAtTheEnd) {
     auto content = bytes(600, 'x');
     content[550] = 0;
     const auto file = write_msf({bytes(), content});
-    const msf_file msf(file);
+    const msf_file msf(source(file));
     EXPECT_EQ(msf.stream(1).text(500, 1000), std::string(50, 'x'));
     EXPECT_EQ(msf.stream(1).text(560, 1000), std::string(40, 'x'));
     EXPECT_EQ(msf.stream(1).text(0, 10), std::string(10, 'x'));
@@ -70,7 +74,7 @@ TEST(Msf, OtherFilesAreReportedAsWhatTheyAre) {
     const auto failure = [](std::string_view begin) {
         return failure_of([&] {
             const bytes file(begin.begin(), begin.end());
-            msf_file{file};
+            msf_file{source(file)};
         });
     };
     EXPECT_EQ(failure("Microsoft C/C++ program database 2.00\r\n\x1AJG and so on"),
@@ -84,7 +88,7 @@ TEST(Msf, OtherFilesAreReportedAsWhatTheyAre) {
 TEST(Msf, HostileContainersAreRefused) {
     const auto good = write_msf({bytes(), numbered(1500), bytes{1, 2, 3}});
     const auto directory = good.size() - 2 * 512;
-    ASSERT_EQ(msf_file(good).stream_count(), 3u);
+    ASSERT_EQ(msf_file(source(good)).stream_count(), 3u);
     const struct {
         const char* name;
         std::function<void(bytes&)> change;
@@ -112,7 +116,7 @@ TEST(Msf, HostileContainersAreRefused) {
         SCOPED_TRACE(name);
         auto file = good;
         change(file);
-        EXPECT_EQ(failure_of([&] { msf_file{file}; }), failure);
+        EXPECT_EQ(failure_of([&] { msf_file{source(file)}; }), failure);
     }
 }
 
@@ -120,7 +124,7 @@ TEST(Msf, BrokenStreamFailsAlone) {
     auto file = write_msf({bytes(), numbered(1500), bytes{1, 2, 3}});
     const auto first_page_number = file.size() - 2 * 512 + 4 + 3 * 4;
     poke(file, first_page_number + 4, 0x00FFFFFF, 4);
-    const msf_file msf(file);
+    const msf_file msf(source(file));
     EXPECT_EQ(failure_of([&] { msf.stream(1).bytes(); }), "PDB page outside the file, 806d000e");
     EXPECT_EQ(msf.stream(1).bytes(0, 512), bytes(numbered(512)));
     EXPECT_EQ(msf.stream(2).bytes(), (bytes{1, 2, 3}));
@@ -143,7 +147,7 @@ TEST(Msf, StreamsLargerThanTheFileTogetherAreRefused) {
     poke(file, list, 3, 4);
     poke(file, list + 4, 4, 4);
     poke(file, directory_size_field, directory.size(), 4);
-    EXPECT_EQ(failure_of([&] { msf_file{file}; }), "Invalid PDB stream directory, 806d000e");
+    EXPECT_EQ(failure_of([&] { msf_file{source(file)}; }), "Invalid PDB stream directory, 806d000e");
 }
 
 // The file is sparse: only the pages that hold something take room.
@@ -162,9 +166,7 @@ TEST(Msf, PagesBeyondTwoGigabytesAreFound) {
         file.write(reinterpret_cast<const char*>(content.data()), 4096);
         ASSERT_TRUE(file.flush());
     }
-    const mapped_file mapped(path);
-    ASSERT_EQ(mapped.bytes().size(), (far_page + 1) * 4096);
-    const msf_file msf(mapped.bytes());
+    const msf_file msf(open_disk_file(path));
     EXPECT_EQ(msf.stream(1).bytes(), content);
 }
 

@@ -1,43 +1,50 @@
 #include "symbol_services/classic_reader/path_fold.h"
 
+#include <cstdint>
+
+#include "qv/diagnostics/work_counter.h"
+#include "qv/text/utf.h"
+#include "symbol_services/classic_reader/lower_case.h"
+
 namespace qv::classic_reader {
 namespace {
 
-constexpr unsigned lower_case(unsigned code_point) {
-    const auto within = [code_point](unsigned first, unsigned last) {
-        return code_point >= first && code_point <= last;
-    };
-    if (within(0x00C0, 0x00DE) && code_point != 0x00D7) return code_point + 0x20;
-    if (within(0x0100, 0x0137) || within(0x014A, 0x0177)) return code_point | 1;
-    if (within(0x0139, 0x0148) || within(0x0179, 0x017E)) return code_point + (code_point & 1);
-    if (within(0x0391, 0x03A9) && code_point != 0x03A2) return code_point + 0x20;
-    if (within(0x0400, 0x040F)) return code_point + 0x50;
-    if (within(0x0410, 0x042F)) return code_point + 0x20;
+constexpr char32_t first_of_length[] = {0, 0, 0x80, 0x800, 0x10000};
+
+constexpr bool is_surrogate(char32_t code_point) {
+    return code_point >= 0xD800 && code_point <= 0xDFFF;
+}
+
+// Takes the character of several bytes off the front; 0, and nothing is taken, where there is none.
+char32_t take_character(std::string_view& rest) {
+    const auto lead = static_cast<unsigned char>(rest.front());
+    const std::size_t length = lead >= 0xC0 && lead < 0xE0 ? 2 : lead >= 0xE0 && lead < 0xF0 ? 3 : lead >= 0xF0 ? 4 : 0;
+    if (length == 0 || lead >= 0xF8 || rest.size() < length) return 0;
+    char32_t code_point = lead & (0x7Fu >> length);
+    for (std::size_t i = 1; i < length; ++i) {
+        const auto next = static_cast<unsigned char>(rest[i]);
+        if ((next & 0xC0) != 0x80) return 0;
+        code_point = code_point << 6 | (next & 0x3Fu);
+    }
+    if (code_point < first_of_length[length] || code_point > 0x10FFFF || is_surrogate(code_point)) return 0;
+    rest.remove_prefix(length);
     return code_point;
-}
-
-constexpr bool is_two_byte_lead(unsigned char byte) {
-    return (byte & 0xE0) == 0xC0;
-}
-
-constexpr bool is_continuation(unsigned char byte) {
-    return (byte & 0xC0) == 0x80;
 }
 
 }  // namespace
 
 std::string fold_path(std::string_view path) {
-    std::string folded(path);
-    for (std::size_t i = 0; i < folded.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(folded[i]);
-        if (byte >= 'A' && byte <= 'Z') folded[i] = static_cast<char>(byte - 'A' + 'a');
-        if (byte == '/') folded[i] = '\\';
-        if (!is_two_byte_lead(byte) || i + 1 == folded.size()) continue;
-        const auto next = static_cast<unsigned char>(folded[i + 1]);
-        if (!is_continuation(next)) continue;
-        const unsigned lower = lower_case((byte & 0x1Fu) << 6 | (next & 0x3Fu));
-        folded[i] = static_cast<char>(0xC0 | lower >> 6);
-        folded[++i] = static_cast<char>(0x80 | (lower & 0x3F));
+    count_work(path.size());
+    std::string folded;
+    folded.reserve(path.size());
+    while (!path.empty()) {
+        const char c = path.front();
+        if (const char32_t character = (c & 0x80) != 0 ? take_character(path) : 0; character != 0) {
+            text::code_point_to_utf8(lower_case(character), folded);
+            continue;
+        }
+        path.remove_prefix(1);
+        folded += c == '/' ? '\\' : c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
     }
     return folded;
 }

@@ -6,8 +6,7 @@
 
 namespace qv::classic_reader {
 
-// Lower case and backslashes. Both texts are UTF-8; letters of Latin, Greek and Cyrillic script have a lower case here,
-// everything else stays, malformed text included.
+// Lower case and backslashes. Both texts are UTF-8; what is none stays as it is.
 std::string fold_path(std::string_view path);
 
 }  // namespace qv::classic_reader

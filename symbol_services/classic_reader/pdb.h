@@ -1,11 +1,12 @@
 // A classic PDB file of managed code, open for questions.
 //
-// Opening reads the stream directory, the file's identity and the list of modules. Each question reads the pages that
-// it needs; what serves all questions of a kind is made at the first one. Finding the points of one method takes the
-// token map, a few bytes of the symbol hash table and the line sections of one module.
+// Opening reads the stream directory, the file's identity and the list of modules. Each question reads what it needs;
+// what serves all questions of a kind is made at the first one. Finding the points of one method takes the token map, a
+// few bytes of the symbol hash table and the line sections of one module. Whatever a file says, a question costs no
+// more than what its size is worth: time O(n log n) and memory O(n) in the bytes of the file.
 //
 // All questions may be asked from any number of threads at once. Every failure is one of pdb_errors.h; a method or
-// document that cannot be read fails alone.
+// document that cannot be read fails alone. A file that could not be read just now is read again by the next question.
 #pragma once
 
 #include <boost/filesystem/path.hpp>
@@ -15,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "symbol_services/classic_reader/byte_source.h"
 #include "symbol_services/classic_reader/document_table.h"
 #include "symbol_services/classic_reader/line_sections.h"
 
@@ -29,10 +31,11 @@ struct pdb_id {
 
 class pdb {
 public:
-    // The file stays mapped as long as the object lives.
+    // The file stays open as long as the object lives; see disk_file.h.
     static std::shared_ptr<const pdb> open(const boost::filesystem::path& path);
     // The same for the bytes of a file.
     static std::shared_ptr<const pdb> open(std::vector<unsigned char> bytes);
+    static std::shared_ptr<const pdb> open(std::unique_ptr<const byte_source> source);
     ~pdb();
 
     const pdb_id& id() const noexcept;
@@ -60,11 +63,9 @@ public:
     // The first line of the document, from this one on, where a sequence point begins. Reads all lines.
     std::optional<std::uint32_t> closest_line(std::uint32_t document, std::uint32_t line) const;
 
-    // The "srcsrv" stream; empty without one.
+    // How to get the sources: the "srcsrv" stream; without one the Source Link document, see source_link.h; empty
+    // without either.
     std::vector<unsigned char> source_server_data() const;
-
-    // The Source Link documents: stream "sourcelink", then "sourcelink$1", "sourcelink$2" and so on.
-    std::vector<std::vector<unsigned char>> source_links() const;
 
 private:
     class implementation;

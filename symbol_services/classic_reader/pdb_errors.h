@@ -30,4 +30,23 @@ constexpr std::int32_t e_pdb_no_debug_info = pdb_code(0x14);    // the image nam
     throw_hresult_error(message, e_pdb_corrupt, function, source, line);
 }
 
+// Whether the content of the file is to blame, so that asking again would end in the same way. Otherwise the file could
+// not be read just now.
+inline bool lies_in_content(const hresult_exception& error) noexcept {
+    const auto* code = error.find<errtag_hresult>();
+    return code == nullptr || *code != e_pdb_file_system;
+}
+
+// Runs the action; false where the content of the file makes it fail. For parts whose loss leaves the rest as it is.
+template <class Action>
+bool content_allows(Action&& action) {
+    try {
+        action();
+        return true;
+    } catch (const hresult_exception& error) {
+        if (!lies_in_content(error)) throw;
+        return false;
+    }
+}
+
 }  // namespace qv::classic_reader

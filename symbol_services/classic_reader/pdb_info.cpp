@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <bit>
+#include <string>
 
+#include "qv/diagnostics/work_counter.h"
 #include "symbol_services/classic_reader/pdb_errors.h"
 
 namespace qv::classic_reader {
@@ -10,9 +12,27 @@ namespace {
 
 constexpr std::uint32_t first_version_with_guid = 20000404;
 
-bool same_ascii_letter_case_aside(char left, char right) {
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-    return lower(left) == lower(right);
+char lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+struct named_entry {
+    std::uint32_t name;  // offset
+    std::uint32_t stream;
+};
+
+// One entry for each present bit.
+std::vector<named_entry> read_entries(byte_cursor& cursor) {
+    const auto read_words = [&cursor] {
+        return byte_cursor(cursor.take(4 * std::uint64_t{cursor.read<std::uint32_t>()}));
+    };
+    auto present = read_words();
+    read_words();
+    std::vector<named_entry> entries;
+    while (present.remaining() != 0)
+        for (int bits = std::popcount(present.read<std::uint32_t>()); bits > 0; --bits)
+            entries.push_back(cursor.read<named_entry>());
+    return entries;
 }
 
 }  // namespace
@@ -35,40 +55,31 @@ named_streams read_named_streams(byte_cursor& cursor) {
     named_streams result;
     const auto names = cursor.take(cursor.read<std::uint32_t>());
     result.names_.assign(names.begin(), names.end());
+    result.folded_.resize(names.size());
+    std::transform(result.names_.begin(), result.names_.end(), result.folded_.begin(), lower);
     cursor.skip(8);
-    const auto read_words = [&cursor] {
-        return byte_cursor(cursor.take(4 * std::uint64_t{cursor.read<std::uint32_t>()}));
-    };
-    auto present = read_words();
-    read_words();
-    while (present.remaining() != 0)
-        for (int bits = std::popcount(present.read<std::uint32_t>()); bits > 0; --bits) {
-            const auto name = cursor.read<std::uint32_t>();
-            const auto stream = cursor.read<std::uint32_t>();
-            if (name < result.names_.size()) result.entries_.push_back({name, stream});
-        }
-    return result;
-}
 
-std::string_view named_streams::name_at(std::uint32_t offset) const {
-    const auto rest = std::string_view(names_).substr(offset);
-    return rest.substr(0, rest.find('\0'));
-}
-
-std::vector<std::pair<std::string_view, std::uint32_t>> named_streams::all() const {
-    std::vector<std::pair<std::string_view, std::uint32_t>> result;
-    result.reserve(entries_.size());
-    for (const auto& entry : entries_) result.emplace_back(name_at(entry.name), entry.stream);
+    auto entries = read_entries(cursor);
+    std::stable_sort(entries.begin(), entries.end(),
+                     [](const named_entry& left, const named_entry& right) { return left.name < right.name; });
+    std::uint64_t free_from = 0;  // where the names before this one end
+    for (const auto& [offset, stream] : entries) {
+        if (offset < free_from || offset >= names.size() || (offset != 0 && names[offset - 1] != 0)) continue;
+        const auto rest = std::string_view(result.names_.data(), names.size()).substr(offset);
+        const auto name = rest.substr(0, rest.find('\0'));
+        count_work(name.size() + 1);
+        free_from = offset + std::uint64_t{name.size()} + 1;
+        result.all_.emplace_back(name, stream);
+        result.by_folded_name_.add({result.folded_.data() + offset, name.size()}, stream);
+    }
+    result.by_folded_name_.finish();
     return result;
 }
 
 std::optional<std::uint32_t> named_streams::find(std::string_view name) const {
-    for (const auto& entry : entries_) {
-        const auto candidate = std::string_view(names_).substr(entry.name, name.size() + 1);
-        if (candidate.size() < name.size() || (candidate.size() > name.size() && candidate.back() != '\0')) continue;
-        if (std::equal(name.begin(), name.end(), candidate.begin(), same_ascii_letter_case_aside)) return entry.stream;
-    }
-    return std::nullopt;
+    std::string folded(name);
+    std::transform(folded.begin(), folded.end(), folded.begin(), lower);
+    return by_folded_name_.find(folded);
 }
 
 }  // namespace qv::classic_reader

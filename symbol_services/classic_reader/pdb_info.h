@@ -14,13 +14,13 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "quorvex/common/guid.h"
 #include "symbol_services/classic_reader/byte_cursor.h"
+#include "symbol_services/classic_reader/name_index.h"
 
 namespace qv::classic_reader {
 
@@ -34,8 +34,15 @@ struct pdb_info {
 // Immutable.
 class named_streams {
 public:
-    // The names as they lie in the file; entries outside the name buffer are left out.
-    std::vector<std::pair<std::string_view, std::uint32_t>> all() const;
+    using named_stream = std::pair<std::string_view, std::uint32_t>;
+
+    named_streams() = default;
+    named_streams(named_streams&&) = default;
+    named_streams& operator=(named_streams&&) = default;
+
+    // The names as they lie in the file, in their order there. Names do not overlap: an entry that points outside the
+    // name buffer, or into the middle of a name, is left out, and so is a second one for the same place.
+    const std::vector<named_stream>& all() const noexcept { return all_; }
 
     // ASCII letters match in either case.
     std::optional<std::uint32_t> find(std::string_view name) const;
@@ -43,14 +50,10 @@ public:
 private:
     friend named_streams read_named_streams(byte_cursor& cursor);
 
-    struct named_entry {
-        std::uint32_t name;
-        std::uint32_t stream;
-    };
-    std::string_view name_at(std::uint32_t offset) const;
-
-    std::string names_;
-    std::vector<named_entry> entries_;
+    std::vector<char> names_;
+    std::vector<char> folded_;  // the names in lower case
+    std::vector<named_stream> all_;
+    name_index by_folded_name_;
 };
 
 // The two parts of the stream, in order. Both throw "Unexpected end of PDB data"; the first also "Unsupported PDB

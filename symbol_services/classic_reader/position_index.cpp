@@ -11,15 +11,33 @@ void position_index::add(std::uint32_t token, std::span<const sequence_point> po
         if (point.hidden()) continue;
         starts_.emplace_back(point.document, point.start_line);
         const auto last_line = std::max(point.start_line, point.end_line);
-        const auto at = std::find_if(extents_.begin() + static_cast<std::ptrdiff_t>(own), extents_.end(),
-                                     [&point](const extent& other) { return other.document == point.document; });
-        if (at == extents_.end()) {
+        // Neighbouring points mostly lie in one document.
+        if (extents_.size() == own || extents_.back().document != point.document) {
             extents_.push_back({point.document, point.start_line, last_line, token});
         } else {
-            at->first_line = std::min(at->first_line, point.start_line);
-            at->last_line = std::max(at->last_line, last_line);
+            extents_.back().first_line = std::min(extents_.back().first_line, point.start_line);
+            extents_.back().last_line = std::max(extents_.back().last_line, last_line);
         }
     }
+    join_extents(own);
+}
+
+// One extent for each document of the method.
+void position_index::join_extents(std::size_t own) {
+    const auto begin = extents_.begin() + static_cast<std::ptrdiff_t>(own);
+    std::sort(begin, extents_.end(),
+              [](const extent& left, const extent& right) { return left.document < right.document; });
+    auto kept = begin;
+    for (auto at = begin; at != extents_.end(); ++at) {
+        if (at != begin && kept->document == at->document) {
+            kept->first_line = std::min(kept->first_line, at->first_line);
+            kept->last_line = std::max(kept->last_line, at->last_line);
+        } else {
+            if (at != begin) ++kept;
+            *kept = *at;
+        }
+    }
+    if (begin != extents_.end()) extents_.erase(kept + 1, extents_.end());
 }
 
 void position_index::finish() {

@@ -1,6 +1,7 @@
 // Finds methods and lines by a position in a document.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -33,6 +34,8 @@ private:
         std::uint32_t token;
     };
     using place = std::pair<std::uint32_t, std::uint32_t>;  // document, line
+
+    void join_extents(std::size_t own);
 
     std::vector<extent> extents_;
     std::vector<place> starts_;

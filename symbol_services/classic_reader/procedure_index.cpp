@@ -1,81 +1,100 @@
 #include "symbol_services/classic_reader/procedure_index.h"
 
 #include <algorithm>
-#include <unordered_set>
 
 #include "symbol_services/classic_reader/pdb_errors.h"
 
 namespace qv::classic_reader {
+namespace {
+
+// No linker merges more methods into one.
+constexpr std::size_t most_merged_rows = 64;
+
+}  // namespace
 
 const token_map& procedure_index::map() const {
     return map_.get([this] { return dbi_.token_map ? token_map(file_.stream(*dbi_.token_map).bytes()) : token_map(); });
 }
 
 const std::optional<global_references>& procedure_index::references() const {
-    return references_.get([this]() -> std::optional<global_references> {
-        if (!dbi_.global_symbols || !dbi_.symbol_records) return std::nullopt;
-        try {
-            return global_references(file_.stream(*dbi_.global_symbols), file_.stream(*dbi_.symbol_records));
-        } catch (const hresult_exception&) {
-            return std::nullopt;  // a broken table is a missing one
-        }
+    return references_.get([this] {
+        std::optional<global_references> made;
+        // A broken table is a missing one.
+        if (dbi_.global_symbols && dbi_.symbol_records)
+            content_allows(
+                [&] { made.emplace(file_.stream(*dbi_.global_symbols), file_.stream(*dbi_.symbol_records)); });
+        return made;
     });
 }
 
-const std::vector<procedure_index::indexed_procedure>& procedure_index::index() const {
+const std::vector<procedure_index::indexed_procedure>& procedure_index::all() const {
     return index_.get([this] { return make_index(); });
 }
 
 std::vector<procedure_index::indexed_procedure> procedure_index::make_index() const {
     std::vector<indexed_procedure> result;
-    std::unordered_set<std::uint32_t> read_streams;  // each one once, however many modules name it
     for (std::uint32_t i = 0; i < dbi_.modules.size(); ++i) {
         const auto& module = dbi_.modules[i];
-        if (!module.stream || module.symbol_size == 0 || !read_streams.insert(*module.stream).second) continue;
-        try {
+        if (!module.stream || module.symbol_size == 0) continue;
+        // When one fails, the methods of the other modules are all there.
+        content_allows([&] {
             for (const auto& procedure : read_procedures(file_.stream(*module.stream), module.symbol_size))
                 if (const auto token = map().to_image(procedure.token); token != 0)
                     result.push_back({token, {i, procedure.address}});
-        } catch (const hresult_exception&) {
-            continue;  // the methods of the other modules are all there
-        }
+        });
     }
-    const auto by_token = [](const auto& left, const auto& right) { return left.token < right.token; };
-    std::stable_sort(result.begin(), result.end(), by_token);
-    const auto same_token = [](const auto& left, const auto& right) { return left.token == right.token; };
-    result.erase(std::unique(result.begin(), result.end(), same_token), result.end());
-    result.shrink_to_fit();
+    keep_one_of_each_token(result);
     return result;
 }
 
-std::optional<found_procedure> procedure_index::find_referenced(std::uint32_t pdb_token) const {
-    if (!references()) return std::nullopt;
-    try {
-        for (const auto& location : references()->find(pdb_token)) {
+// Of several the one that the symbol hash table names, failing that the first.
+void procedure_index::keep_one_of_each_token(std::vector<indexed_procedure>& procedures) const {
+    const auto by_token = [](const auto& left, const auto& right) { return left.token < right.token; };
+    std::stable_sort(procedures.begin(), procedures.end(), by_token);
+    auto allowance = references() ? references()->largest_bucket() + 4 * references()->size() : 0;
+    auto kept = procedures.begin();
+    for (auto at = procedures.begin(); at != procedures.end();) {
+        const auto next = std::upper_bound(at, procedures.end(), *at, by_token);
+        *kept = *at;
+        if (next - at > 1)
+            if (const auto named = find_referenced(at->token, allowance)) kept->procedure = *named;
+        ++kept;
+        at = next;
+    }
+    procedures.erase(kept, procedures.end());
+    procedures.shrink_to_fit();
+}
+
+// Rows that were merged have several tokens in the PDB file: the more there are, the less each may cost.
+std::optional<found_procedure> procedure_index::find_referenced(std::uint32_t token, std::uint64_t& allowance) const {
+    std::optional<found_procedure> found;
+    if (!references() || allowance == 0) return found;
+    const auto look_up = [&](std::uint32_t pdb_token) {
+        for (const auto& location : references()->find(pdb_token, allowance)) {
             if (location.module >= dbi_.modules.size() || !dbi_.modules[location.module].stream) continue;
             const auto& module = dbi_.modules[location.module];
             const auto procedure = procedure_at(file_.stream(*module.stream), module.symbol_size, location.offset);
-            if (procedure && procedure->token == pdb_token) return found_procedure{location.module, procedure->address};
+            if (procedure && procedure->token == pdb_token) found = {location.module, procedure->address};
+            if (found) return;
         }
-    } catch (const hresult_exception&) {
-        return std::nullopt;  // the index will tell
-    }
-    return std::nullopt;
+    };
+    // What cannot be read the index will tell.
+    content_allows([&] {
+        for (const auto pdb_token : map().to_pdb(token, most_merged_rows)) {
+            look_up(pdb_token);
+            if (found) return;
+        }
+    });
+    return found;
 }
 
 std::optional<found_procedure> procedure_index::find(std::uint32_t token) const {
-    for (const auto pdb_token : map().to_pdb(token))
-        if (const auto found = find_referenced(pdb_token)) return found;
-    const auto& all = index();
+    map();  // without it nothing can be said
+    auto allowance = references() ? references()->largest_bucket() : 0;
+    if (const auto found = find_referenced(token, allowance)) return found;
     const auto before = [](const indexed_procedure& entry, std::uint32_t wanted) { return entry.token < wanted; };
-    const auto at = std::lower_bound(all.begin(), all.end(), token, before);
-    return at == all.end() || at->token != token ? std::nullopt : std::optional(at->procedure);
-}
-
-std::vector<std::uint32_t> procedure_index::tokens() const {
-    std::vector<std::uint32_t> result;
-    for (const auto& entry : index()) result.push_back(entry.token);
-    return result;
+    const auto at = std::lower_bound(all().begin(), all().end(), token, before);
+    return at == all().end() || at->token != token ? std::nullopt : std::optional(at->procedure);
 }
 
 }  // namespace qv::classic_reader

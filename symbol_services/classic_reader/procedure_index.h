@@ -24,23 +24,23 @@ class procedure_index {
 public:
     procedure_index(const msf_file& file, const dbi_info& dbi) : file_(file), dbi_(dbi) {}
 
-    // By the token in the image. Throws what reading the token map throws.
-    std::optional<found_procedure> find(std::uint32_t token) const;
-
-    // All tokens, ascending.
-    std::vector<std::uint32_t> tokens() const;
-
-private:
     struct indexed_procedure {
         std::uint32_t token;  // in the image
         found_procedure procedure;
     };
 
+    // By the token in the image. Throws what reading the token map throws.
+    std::optional<found_procedure> find(std::uint32_t token) const;
+
+    // Of every token one, ascending: the one that find() gives.
+    const std::vector<indexed_procedure>& all() const;
+
+private:
     const token_map& map() const;
     const std::optional<global_references>& references() const;
-    const std::vector<indexed_procedure>& index() const;
     std::vector<indexed_procedure> make_index() const;
-    std::optional<found_procedure> find_referenced(std::uint32_t pdb_token) const;
+    void keep_one_of_each_token(std::vector<indexed_procedure>& procedures) const;
+    std::optional<found_procedure> find_referenced(std::uint32_t token, std::uint64_t& allowance) const;
 
     const msf_file& file_;
     const dbi_info& dbi_;

@@ -30,12 +30,13 @@ string_table::string_table(const msf_stream& stream) : stream_(stream) {
 }
 
 std::string string_table::text(std::uint32_t offset) const {
-    if (offset >= size_)
+    const std::uint64_t at = sizeof(table_header) + std::uint64_t{offset};
+    if (offset >= size_ || (offset != 0 && stream_.read_value<char>(at - 1) != '\0'))
         throw_corrupt("Invalid name offset",
                       "class std::basic_string<char,struct std::char_traits<char>,class std::allocator<char> > __cdecl "
                       "qv::classic_reader::string_table::text(unsigned int) const",
                       source_name, __LINE__);
-    return stream_.text(sizeof(table_header) + std::uint64_t{offset}, std::min(size_ - offset, longest_name));
+    return stream_.text(at, std::min(size_ - offset, longest_name));
 }
 
 }  // namespace qv::classic_reader

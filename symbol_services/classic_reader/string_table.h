@@ -20,8 +20,11 @@ public:
     // Throws "Invalid string table" and what the stream throws.
     explicit string_table(const msf_stream& stream);
 
-    // Reads this name only. Throws "Invalid name offset" and what the stream throws.
+    // Reads this name only. Names do not overlap, so that all of them together are no longer than the table: an offset
+    // into the middle of a name is none. Throws "Invalid name offset" and what the stream throws.
     std::string text(std::uint32_t offset) const;
+
+    std::uint32_t size() const noexcept { return size_; }
 
 private:
     msf_stream stream_;

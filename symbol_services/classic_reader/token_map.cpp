@@ -33,13 +33,13 @@ std::uint32_t token_map::to_image(std::uint32_t pdb_token) const noexcept {
     return image_row == 0 || image_row > row_mask ? 0 : method_def_token | image_row;
 }
 
-std::vector<std::uint32_t> token_map::to_pdb(std::uint32_t image_token) const {
+std::vector<std::uint32_t> token_map::to_pdb(std::uint32_t image_token, std::size_t most) const {
     if (!is_method_def(image_token)) return {};
     if (identity_) return {image_token};
     const auto image_row = image_token & row_mask;
     std::vector<std::uint32_t> tokens;
     for (auto at = std::lower_bound(by_image_row_.begin(), by_image_row_.end(), key(image_row, 0));
-         at != by_image_row_.end() && *at >> 32 == image_row; ++at)
+         at != by_image_row_.end() && *at >> 32 == image_row && tokens.size() < most; ++at)
         if (const auto row = static_cast<std::uint32_t>(*at); row <= row_mask) tokens.push_back(method_def_token | row);
     return tokens;
 }

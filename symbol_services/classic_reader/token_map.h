@@ -4,6 +4,7 @@
 // row in the image, 0 for a method that was dropped. Without the stream both numbers are the same.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -21,8 +22,8 @@ public:
     // 0 when the method is not in the image.
     std::uint32_t to_image(std::uint32_t pdb_token) const noexcept;
 
-    // The tokens that become the given one, in their order.
-    std::vector<std::uint32_t> to_pdb(std::uint32_t image_token) const;
+    // The tokens that become the given one, in their order, as many as are asked for at most.
+    std::vector<std::uint32_t> to_pdb(std::uint32_t image_token, std::size_t most) const;
 
 private:
     bool identity_ = true;

@@ -223,6 +223,7 @@ TEST_F(SymbolLibrary, SourceServerDataIsTheCallers) {
     const std::pair<decltype(test::pdb_description::named), std::string> cases[] = {
         {{}, ""},
         {{{"srcsrv", {'S', 'R', 'C'}}, {"sourcelink", {'{', '}'}}}, "SRC"},
+        {{{"sourcelink", {'{', '}'}}}, "{}"},
     };
     for (const auto& [streams, expected] : cases) {
         auto description = test::sample_pdb_description();

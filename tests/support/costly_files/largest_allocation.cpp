@@ -15,6 +15,11 @@ void* operator new(std::size_t size) {
     throw std::bad_alloc();
 }
 
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    if (size > qv::test::largest_allocation) qv::test::largest_allocation = size;
+    return std::malloc(size);
+}
+
 void operator delete(void* memory) noexcept {
     std::free(memory);
 }

@@ -1,0 +1,40 @@
+// Where the bytes of a PDB file come from: any place of them can be read at any time.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <span>
+#include <utility>
+#include <vector>
+
+namespace qv::classic_reader {
+
+// Any number of threads may read at once.
+class byte_source {
+public:
+    byte_source() = default;
+    byte_source(const byte_source&) = delete;
+    byte_source& operator=(const byte_source&) = delete;
+    virtual ~byte_source() = default;
+
+    virtual std::uint64_t size() const noexcept = 0;
+
+    // Fills the destination from the offset on; together they lie within the size. Throws e_pdb_file_system when the
+    // bytes cannot be had.
+    virtual void read(std::uint64_t offset, std::span<unsigned char> destination) const = 0;
+};
+
+class memory_source final : public byte_source {
+public:
+    explicit memory_source(std::vector<unsigned char> bytes) noexcept : bytes_(std::move(bytes)) {}
+
+    std::uint64_t size() const noexcept override { return bytes_.size(); }
+    void read(std::uint64_t offset, std::span<unsigned char> destination) const override {
+        std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(offset), destination.size(), destination.begin());
+    }
+
+private:
+    const std::vector<unsigned char> bytes_;
+};
+
+}  // namespace qv::classic_reader
