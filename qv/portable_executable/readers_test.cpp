@@ -20,7 +20,7 @@ using test::poke;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const bytes metadata_block = test::byte_writer().text("BSJB").zeros(20).data();
+const bytes metadata_block = test::byte_writer().text("BSJB").zeros(16).data();
 constexpr GUID pdb_guid = {0x01020304, 0x0506, 0x0708, {9, 10, 11, 12, 13, 14, 15, 16}};
 
 // The image begins where the stream stands.
@@ -56,7 +56,8 @@ pe_builder managed(pe_kind kind = pe_kind::pe32_plus) {
 
 TEST(ReadImageData, MetadataAndDebugEntriesAreRead) {
     for (const pe_kind kind : {pe_kind::pe32, pe_kind::pe32_plus}) {
-        pe_builder builder = managed(kind).further_directories(2).codeview(pdb_guid, 0xAABBCCDD, "a.pdb");
+        EXPECT_EQ(read(managed(kind).further_directories(2).build().data).metadata, metadata_block);
+        pe_builder builder = managed(kind).codeview(pdb_guid, 0xAABBCCDD, "a.pdb");
         const bytes file = builder.debug_entry(17, 0x100, 7, {1, 2}).build().data;
         const image_data image = read(test::byte_writer().zeros(13).append(file).data(), 13);
         EXPECT_EQ(image.metadata, metadata_block);
