@@ -148,7 +148,6 @@ TEST_F(SymbolLibrary, ScopesTellNameAndMvidOfManagedImages) {
         return dispenser->OpenScope(file.c_str(), flags, com::iid_of<com::IMetaDataImport>, opened.put());
     };
     EXPECT_EQ(failure(L"C:\\absent.dll"), HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
-    EXPECT_TRUE(FAILED(failure(module.pdb.native())));
     EXPECT_EQ(failure(std::wstring(40000, L'x')), E_INVALIDARG);
     EXPECT_EQ(failure(module.image.native(), 1), E_NOTIMPL) << "for writing";
 }

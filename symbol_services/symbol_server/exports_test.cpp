@@ -47,19 +47,23 @@ protected:
     static BOOL set_text(UINT_PTR option, const void* text) { return set(option, reinterpret_cast<ULONG64>(text)); }
 
     // The buffer is as long as callers are told to make it, and nothing behind it may change.
-    static std::wstring find(const std::wstring& params, const std::wstring& name = L"app.pdb", void* key = &id,
-                             DWORD two = age) {
+    static std::wstring find(const std::wstring& params, const std::wstring& name = L"app.pdb", void* key = &id) {
         std::vector<wchar_t> buffer(MAX_PATH + 2, canary);
         SetLastError(0);
-        const BOOL success = QV_EXPORTED(SymbolServerW)(params.c_str(), name.c_str(), key, two, 0, buffer.data());
+        const BOOL success = QV_EXPORTED(SymbolServerW)(params.c_str(), name.c_str(), key, age, 0, buffer.data());
         EXPECT_EQ(success, buffer[0] != L'\0');
         EXPECT_EQ(buffer.back(), canary);
         return buffer.data();
     }
 
-    fs::path put(const fs::path& store, const std::wstring& name = L"app.pdb",
-                 const std::wstring& index = id_index) const {
-        return root_.write(store / name / index / name, "content").make_preferred();
+    static std::string index_of(void* key, DWORD two, DWORD three = 0) {
+        char index[64];
+        EXPECT_TRUE(QV_EXPORTED(SymbolServerGetIndexString)(key, two, three, index, sizeof index));
+        return index;
+    }
+
+    fs::path put(const fs::path& store) const {
+        return root_.write(store / "app.pdb" / id_index / "app.pdb", "content").make_preferred();
     }
     std::wstring at(const fs::path& store) const { return (root_.path() / store).native(); }
 
@@ -76,19 +80,25 @@ TEST_F(SymSrv, EveryFormFinds) {
     EXPECT_EQ(wide_, path);
     EXPECT_TRUE(QV_EXPORTED(SymbolServer)(store.c_str(), "app.pdb", &id, age, 0, narrow_));
     EXPECT_EQ(narrow_, path.string());
-    EXPECT_TRUE(QV_EXPORTED(SymbolServerGetIndexString)(&id, age, 0, narrow_, sizeof narrow_));
-    const std::string index = narrow_;
-    EXPECT_TRUE(QV_EXPORTED(SymbolServerByIndex)(store.c_str(), "app.pdb", index.c_str(), narrow_));
+    EXPECT_TRUE(QV_EXPORTED(SymbolServerByIndex)(store.c_str(), "app.pdb", index_of(&id, age).c_str(), narrow_));
     EXPECT_EQ(narrow_, path.string());
     EXPECT_FALSE(QV_EXPORTED(SymbolServerByIndex)(store.c_str(), "app.pdb", "..", narrow_));
     EXPECT_STREQ(narrow_, "");
+}
 
-    const auto image = put("store", L"app.dll", L"5F0A1B2C2e000");
-    DWORD stamp = 0x5F0A1B2C;
+TEST_F(SymSrv, IndexLeavesOutWhatIsZero) {
+    EXPECT_EQ(index_of(&id, 0xA), "0A1B2C3D4E5F60718293A4B5C6D7E8F9A");
+    EXPECT_EQ(index_of(&id, 0), "0A1B2C3D4E5F60718293A4B5C6D7E8F9");
     set(SSRVOPT_DWORD, TRUE);
-    EXPECT_EQ(find(at("store"), L"app.dll", reinterpret_cast<void*>(ULONG_PTR{stamp}), 0x2e000), image);
+    EXPECT_EQ(index_of(reinterpret_cast<void*>(ULONG_PTR{0x1ABCDEF}), 0x2E000, 0x1F), "01ABCDEF2e0001f");
     set(SSRVOPT_PARAMTYPE, SSRVOPT_DWORDPTR);
-    EXPECT_EQ(find(at("store"), L"app.dll", &stamp, 0x2e000), image);
+    DWORD stamp = 0x1ABCDEF;
+    EXPECT_EQ(index_of(&stamp, 0x2E000), "01ABCDEF2e000");
+    EXPECT_EQ(QV_EXPORTED(SymbolServerGetOptions)(), UINT_PTR{SSRVOPT_DWORDPTR}) << "kinds exclude one another";
+    set(SSRVOPT_OLDGUIDPTR, TRUE);
+    EXPECT_EQ(index_of(&id, 0xA), "0A1B2C3D4E5F60718293A4B5C6D7E8F9A");
+    set(SSRVOPT_OLDGUIDPTR, FALSE);
+    EXPECT_EQ(index_of(reinterpret_cast<void*>(ULONG_PTR{1}), 1), "000000011") << "a number unless set otherwise";
 }
 
 TEST_F(SymSrv, FailuresHaveTheirCodesAndAnEmptyPath) {
@@ -114,7 +124,12 @@ TEST_F(SymSrv, FailuresHaveTheirCodesAndAnEmptyPath) {
         {[&] { return QV_EXPORTED(SymbolServerPing)("\\gone"); }, ERROR_PATH_NOT_FOUND},
         {[&] { return QV_EXPORTED(SymbolServerIsStore)(nullptr); }, ERROR_INVALID_PARAMETER},
         {[&] { return set(SSRVOPT_PROXY, 0); }, ERROR_NOT_SUPPORTED},
+        {[&] { return set(SSRVOPT_UNATTENDED | 0x1000, 1); }, ERROR_NOT_SUPPORTED},
         {[&] { return set(0, 1); }, ERROR_INVALID_PARAMETER},
+        {[&] { return set(SSRVOPT_CALLBACK | SSRVOPT_TRACE, 1); }, ERROR_INVALID_PARAMETER},
+        {[&] { return set(SSRVOPT_DWORD | SSRVOPT_GUIDPTR, 1); }, ERROR_INVALID_PARAMETER},
+        {[&] { return set(SSRVOPT_PARAMTYPE, SSRVOPT_TRACE); }, ERROR_INVALID_PARAMETER},
+        {[&] { return set(SSRVOPT_PARAMTYPE, 0); }, ERROR_INVALID_PARAMETER},
     };
     for (const auto& each : cases) {
         SetLastError(0);
@@ -122,6 +137,7 @@ TEST_F(SymSrv, FailuresHaveTheirCodesAndAnEmptyPath) {
         EXPECT_EQ(GetLastError(), each.error) << &each - cases;
     }
     EXPECT_EQ(wide_[0], L'\0');
+    EXPECT_EQ(QV_EXPORTED(SymbolServerGetOptions)(), UINT_PTR{SSRVOPT_GUIDPTR}) << "refused calls change nothing";
 }
 
 TEST_F(SymSrv, LongPathsAreForCallersWhoHaveRoom) {
@@ -182,6 +198,7 @@ BOOL CALLBACK record_trace(UINT_PTR action, ULONG64 data, ULONG64 context) {
 
 TEST_F(SymSrv, CallbackIsToldUntilTheLibraryIsClosed) {
     std::vector<std::wstring> lines;
+    set(SSRVOPT_CALLBACK, 1);  // never called: one callback at a time
     set_text(option::wide_callback, reinterpret_cast<const void*>(&record_trace));
     set_text(SSRVOPT_SETCONTEXT, &lines);
     set(SSRVOPT_TRACE, TRUE);

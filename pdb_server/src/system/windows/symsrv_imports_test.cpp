@@ -15,12 +15,11 @@ namespace {
 using boost::filesystem::path;
 
 path test_directory() {
-    std::wstring name(32768, L'\0');
-    name.resize(GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size())));
+    wchar_t name[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, name, MAX_PATH);
     return path(name).parent_path();
 }
 
-// Where the build puts the product.
 path product_directory() {
     return test_directory().parent_path() / L"bin";
 }
@@ -35,8 +34,7 @@ std::wstring failure_of_init(const path& directory) {
         const std::string message = error.what();
         const auto* named = error.find<errtag_directory_name_w>();
         const auto* file = error.find<errtag_file_w>();
-        const bool has_code = error.find<errtag_win32_error>() != nullptr;
-        EXPECT_EQ(has_code, file != nullptr);
+        EXPECT_EQ(error.find<errtag_win32_error>() != nullptr, file != nullptr);
         return std::wstring(message.begin(), message.end()) + L": " + (named != nullptr ? *named : file->c_str());
     }
     return L"no failure";
