@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "diagnostics/system_message_test_support.h"
+#include "diagnostics/system_message.h"
 #include "qv/diagnostics/exception.h"
 
 #ifdef _WIN32
@@ -20,7 +20,35 @@ namespace {
 
 using namespace qv;
 
-using canned = test::canned_system_messages;
+// Stands in for the operating system while it exists.
+class canned {
+public:
+    canned() : previous_(detail::exchange_system_message_source(&answer)) {}
+    ~canned() { detail::exchange_system_message_source(previous_); }
+    canned(const canned&) = delete;
+    canned& operator=(const canned&) = delete;
+
+    static constexpr std::uint32_t only_stops = 0x20000001;        // text of nothing but stops and line ends
+    static constexpr std::uint32_t wrong_language = 0xABAD0001;    // in the table, but there is a system text
+    static constexpr std::uint32_t stops_inside = 0x20000003;      // only the end is trimmed
+    static constexpr std::uint32_t system_and_table = 0xA1CE0002;  // in the table, and the system knows it
+
+private:
+    static detail::system_message answer(std::uint32_t code) {
+        switch (code) {
+            case 2: return {"The system cannot find the file specified.\r\n", false};
+            case 5: return {"Access is denied.\r\n", false};
+            case 0x80004005: return {"Unspecified error\r\n", false};
+            case only_stops: return {"..\r\n.\r\n", false};
+            case wrong_language: return {std::nullopt, true};
+            case stops_inside: return {"One. Two\r\nThree... \r\n.", false};
+            case system_and_table: return {"The system's own.", false};
+            default: return {};
+        }
+    }
+
+    detail::system_message_source previous_;
+};
 
 constexpr auto e_fail = static_cast<std::int32_t>(0x80004005);
 
@@ -127,8 +155,9 @@ TEST(DescribeCurrentException, SystemCodesGiveCategoryAndMessage) {
 
 // By type these are system errors too, but only the message says what happened.
 TEST(DescribeCurrentException, StreamFailuresGiveTheirMessage) {
-    const std::ios_base::failure failure("inflating", std::error_code(2, std::system_category()));
-    EXPECT_EQ(described([&] { throw failure; }), failure.what());
+    const std::error_code code(2, std::system_category());
+    EXPECT_EQ(described([&] { throw std::ios_base::failure("inflating", code); }),
+              std::ios_base::failure("inflating", code).what());
 }
 
 TEST(DiagnosticText, FourLinesInOrderThenItemsAsAttached) {
@@ -139,8 +168,7 @@ TEST(DiagnosticText, FourLinesInOrderThenItemsAsAttached) {
                           errtag_hresult{e_fail}, errtag_pe_dos_hdr_signature{0xAB},
                           errtag_pe_nt_hdr_signature{0x4550});
     } catch (const win32_error_exception& error) {
-        const win32_error_exception copy = error;
-        EXPECT_EQ(diagnostic_text(copy),
+        EXPECT_EQ(diagnostic_text(error),
                   "[location] = core/src/f:7\n"
                   "[function] = void __cdecl f(void)\n"
                   "[hresult] = 80004005, E_FAIL, Unspecified error\n"

@@ -33,7 +33,7 @@ private:
     void cut_torn_record() noexcept;
 
     FileNativeStream& file_;
-    std::array<char, 64 * 1024> bytes_;
+    std::array<char, 65536> bytes_;
     std::size_t size_ = 0;
     std::uint64_t spilled_ = 0;  // bytes of this record that the file has taken
     bool torn_ = false;          // the file may hold part of a record at its end
