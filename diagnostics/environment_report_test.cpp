@@ -49,6 +49,8 @@ TEST(EnvironmentReport, LocalTimeWestOfUtcAndBeforeThePreviousMidnight) {
     environment values;
     values.session = {1709258400, -(3 * 60 + 30), L"", L""};  // 2024-03-01T02:00:00Z
     EXPECT_NE(report_of(values).find("LocalTime=2024-02-29T22:30:00-03:30 "), std::string::npos);
+    values.session.minutes_east_of_utc = 0;
+    EXPECT_NE(report_of(values).find("LocalTime=2024-03-01T02:00:00+00:00 "), std::string::npos);
 }
 
 TEST(EnvironmentReport, SystemAnswersWhatItMust) {
