@@ -11,12 +11,9 @@
 namespace qv::profiler::pdb_server {
 namespace {
 
+using namespace ::testing;
+using namespace qv::testing;
 using boost::filesystem::path;
-using ::testing::AllOf;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Not;
 
 constexpr GUID pdb_guid = {0x01234567, 0x89ab, 0xcdef, {0x01, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef}};
 
@@ -29,7 +26,7 @@ path rooted(const char* relative) {
 #endif
 }
 
-class SymbolCandidates : public ::testing::Test {
+class SymbolCandidates : public Test {
 protected:
     std::vector<path> offered(const std::wstring& recorded, std::size_t stop_after = 1000) {
         const path image = rooted("app/bin/App.dll");
