@@ -17,9 +17,10 @@ inline test::portable_pdb_builder sample_pdb() {
     builder.document("/src/\xC3\xA4/a.cs", test::sha256, test::bytes(32, 7));
     builder.document("C:/b.cs", test::sha1, test::bytes(20, 8));
     builder.document("c.cs");
-    builder.method(1, {{0, 10, 5, 10, 6}, test::hidden_point(4), {5, 300, 1, 301, 200}, {70'000, 2, 2, 4, 1}});
+    builder.method(
+        1, {0, 0, 0, 1, 10, 5, 4, 0, 0, 1, 1, 0x81, 0x8E, 0x82, 0x44, 0x77, 0xC0, 1, 0x11, 0x6B, 2, 0, 1, 2, 3});
     builder.method(2, {});
-    builder.method_with_blob(0, {0, 2, 0, 0, 1, 20, 3, 0, 1, 2, 1, 1, 1, 0x7F});
+    builder.method(0, {0, 2, 0, 0, 1, 20, 3, 0, 1, 2, 1, 1, 1, 0x7F});
     builder.custom(3, test::sha1, {1, 2, 3});
     builder.source_link("{\"documents\":{\"/src/*\":\"https://example.com/*\"}}");
     return builder;

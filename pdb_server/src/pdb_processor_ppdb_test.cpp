@@ -26,9 +26,9 @@ constexpr GUID pdb_guid = {0xAAAAAAAA, 0xBBBB, 0xCCCC, {13, 13, 13, 13, 13, 13, 
 constexpr std::uint32_t stamp = 0x5EED5EED;
 
 // A portable PDB that is known by the IL offset of its only point.
-bytes pdb(std::uint32_t il_offset, const GUID& guid = pdb_guid, std::uint32_t pdb_stamp = stamp) {
+bytes pdb(unsigned char il_offset, const GUID& guid = pdb_guid, std::uint32_t pdb_stamp = stamp) {
     test::portable_pdb_builder builder(guid, pdb_stamp);
-    builder.method(1, {test::hidden_point(il_offset)});
+    builder.method(1, {0, il_offset, 0, 0});
     return builder.build();
 }
 

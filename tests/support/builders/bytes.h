@@ -27,10 +27,8 @@ public:
     byte_writer& zeros(std::size_t count) { return append(bytes(count)); }
     byte_writer& align(std::size_t alignment) { return zeros((alignment - data_.size() % alignment) % alignment); }
 
-    // Compressed integers of metadata, in their shortest form. The signed form takes what the writer of a portable PDB
-    // would: -2^28 to 2^28 - 1.
+    // A compressed integer of metadata, in its shortest form.
     byte_writer& packed(std::uint32_t value);
-    byte_writer& packed_signed(std::int32_t value);
 
     std::size_t size() const noexcept { return data_.size(); }
     const bytes& data() const noexcept { return data_; }

@@ -25,6 +25,20 @@ struct pdb_file {
     bytes table_checksum = {};
 };
 
+// One sequence point.
+struct point {
+    std::uint32_t il_offset;
+    std::uint32_t start_line;
+    std::uint32_t start_column;
+    std::uint32_t end_line;
+    std::uint32_t end_column;
+};
+
+// A point that belongs to no source line.
+constexpr point hidden_point(std::uint32_t il_offset) {
+    return {il_offset, hidden, 0, hidden, 0};
+}
+
 // A run of lines of one file, given by its index in the description.
 struct pdb_lines {
     unsigned file;
