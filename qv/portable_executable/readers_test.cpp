@@ -103,7 +103,7 @@ TEST(SectionRanges, OneSectionMustHoldAll) {
     for (const auto& [begin, size] : {std::pair{100u, 50u}, {50u, 20u}, {60u, 30u}, {40u, 100u}, {0xFFFFFFF0u, 0x20u}})
         sections.push_back({{}, size, 0, 0, begin, 0, 0, 0, 0, 0});
     const section_ranges ranges(sections);
-    for (const auto& [begin, size] : {std::pair{40u, 100u}, {139u, 1u}, {100u, 50u}, {0xFFFFFFFFu, 0x11u}})
+    for (const auto& [begin, size] : {std::pair{40u, 100u}, {95u, 45u}, {100u, 50u}, {0xFFFFFFFFu, 0x11u}})
         EXPECT_TRUE(ranges.hold(begin, size)) << begin;
     for (const auto& [begin, size] : {std::pair{39u, 1u}, {40u, 101u}, {99u, 50u}, {100u, 51u}, {0xFFFFFFFFu, 0x12u}})
         EXPECT_FALSE(ranges.hold(begin, size)) << begin;
@@ -157,6 +157,7 @@ TEST(ReadImageData, BrokenImagesAreRejected) {
         {{{cor_directory + 4, 0, 4}}, "Invalid cor image directory"},
         {{{cor_directory, 0x100, 4}}, "Can't get cor image directory virtual address"},
         {{{cor_directory + 4, 0xFFFFFFFF, 4}}, "Can't get cor image directory virtual address"},
+        {{{section + 8, 71, 4}}, "Can't get cor image directory virtual address"},
         // File offset 0.
         {{{section + 12, 0x1400, 4}, {section + 20, 0, 4}, {cor_directory, 0x1400, 4}},
          "Can't get cor image directory virtual address"},
