@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "symbol_services/classic_reader/pdb.h"
 #include "tests/support/pdb_writer/pdb_writer.h"
@@ -39,6 +40,29 @@ private:
     fs::path path_ = fs::temp_directory_path() / fs::unique_path("classic-bench-%%%%-%%%%.pdb");
 };
 
+// Many modules of a few methods each, about as large as asked for.
+qv::test::pdb_description large_pdb_description(std::size_t bytes_wanted) {
+    constexpr unsigned methods_of_module = 8;
+    constexpr unsigned points_of_method = 24;
+    constexpr std::size_t module_size = methods_of_module * (240 + 12 * points_of_method) + 700;
+    qv::test::pdb_description pdb;
+    std::uint32_t token = 0x06000000;
+    for (unsigned i = 0; i < bytes_wanted / module_size; ++i) {
+        qv::test::pdb_module module{.name = "Company.Product.Component.Type" + std::to_string(i), .methods = {}};
+        pdb.files.push_back({.name = "C:\\Code\\Company\\Product\\Component\\Type" + std::to_string(i) + ".cs",
+                             .algorithm = qv::test::sha256,
+                             .checksum = qv::test::bytes(32, static_cast<unsigned char>(i))});
+        for (unsigned j = 0; j < methods_of_module; ++j) {
+            qv::test::pdb_lines lines{i, {}};
+            for (std::uint32_t k = 0; k < points_of_method; ++k)
+                lines.points.push_back({k * 6, j * 40 + k + 1, 9, j * 40 + k + 1, 60});
+            module.methods.push_back({++token, {lines}});
+        }
+        pdb.modules.push_back(std::move(module));
+    }
+    return pdb;
+}
+
 template <class Action>
 double best_microseconds(Action action) {
     double best = 1e18;
@@ -55,7 +79,7 @@ double best_microseconds(Action action) {
 
 int main(int count, char** arguments) {
     const auto megabytes = count > 1 ? std::strtoul(arguments[1], nullptr, 10) : 10;
-    const auto content = qv::test::write_pdb(qv::test::large_pdb_description(megabytes << 20));
+    const auto content = qv::test::write_pdb(large_pdb_description(megabytes << 20));
     const temporary_file file(content);
 
     const auto methods = pdb::open(file.path())->methods();

@@ -38,23 +38,13 @@ protected:
     pdb_search search;
 };
 
-TEST_F(Locate, PlacesAreTriedInOrder) {
+TEST_F(Locate, PlacesAreTriedInOrderAndPolicyClosesThem) {
     search.search_path = text::to_wide(directory.path() / "a") + L";;" + text::to_wide(directory.path() / "b");
-    const auto in_b = write("b/module.pdb");
-    EXPECT_EQ(locate_pdb(search).path, in_b);
-    const auto in_a = write("a/module.pdb");
-    EXPECT_EQ(locate_pdb(search).path, in_a);
-    const auto beside = write("bin/module.pdb");
-    EXPECT_EQ(locate_pdb(search).path, beside);
-    write("obj/module.pdb");
-    const auto located = locate_pdb(search);
-    EXPECT_EQ(located.path, original);
-    EXPECT_EQ(located.file->points(0x06000001).size(), 4u);
-}
-
-TEST_F(Locate, PolicyClosesPlaces) {
-    write("obj/module.pdb");
-    write("bin/module.pdb");
+    for (const char* place : {"b/module.pdb", "a/module.pdb", "bin/module.pdb", "obj/module.pdb"}) {
+        const auto written = write(place);
+        EXPECT_EQ(locate_pdb(search).path, written);
+    }
+    search.search_path.clear();
     search.policy = search_symbol_server;
     EXPECT_EQ(failure(), "PDB file not found, 806d0005");
     search.policy = search_reference_path;
@@ -79,16 +69,17 @@ TEST_F(Locate, FileOfAnotherBuildIsPassedOver) {
     other.info_age = 3;  // the image's age is compared with the other one
     write("obj/module.pdb", other);
     EXPECT_EQ(failure(), "PDB file of another age, 806d0007");
-    directory.write("obj/module.pdb", "BSJB");
-    EXPECT_EQ(failure(), "Portable PDB file, not a classic one, 806d000a");
     const auto right = write("bin/module.pdb");
     EXPECT_EQ(locate_pdb(search).path, right);
 }
 
-TEST_F(Locate, EveryRecordIsTried) {
-    search.records.insert(search.records.begin(), {{1, 2, 3, {}}, 1, L"module.ni.pdb"});
+// Of some hundred records only the first few can be real.
+TEST_F(Locate, SeveralRecordsAreTried) {
     const auto beside = write("bin/module.pdb");
+    search.records.insert(search.records.begin(), 15, {{1, 2, 3, {}}, 1, L"module.ni.pdb"});
     EXPECT_EQ(locate_pdb(search).path, beside);
+    search.records.insert(search.records.begin(), search.records.front());
+    EXPECT_EQ(failure(), "PDB file of another build, 806d0006");
     search.records.clear();
     EXPECT_EQ(failure(), "Image has no debug record, 806d0014");
 }
@@ -121,18 +112,13 @@ TEST_F(Locate, RecordedPathsAreNotTrusted) {
     EXPECT_EQ(locate_pdb(search).path, beside);
 }
 
-TEST(CodeView, RecordsAreParsed) {
+TEST(CodeView, OtherDataIsNone) {
     const GUID guid = {1, 2, 3, {4}};
-    const auto data = test::codeview_data(guid, 7, "C:\\obj\\m\xC3\xA4.pdb");
-    const auto record = parse_codeview(data).value();
+    const auto good = test::codeview_data(guid, 7, "C:\\obj\\m\xC3\xA4.pdb");
+    const auto record = parse_codeview(good).value();
     EXPECT_EQ(record.guid, guid);
     EXPECT_EQ(record.age, 7u);
     EXPECT_EQ(record.path, L"C:\\obj\\m\u00E4.pdb");
-    EXPECT_EQ(record.file_name(), L"m\u00E4.pdb");
-}
-
-TEST(CodeView, OtherDataIsNone) {
-    const auto good = test::codeview_data({}, 1, "a.pdb");
     EXPECT_FALSE(parse_codeview({}));
     EXPECT_FALSE(parse_codeview(std::span(good).first(good.size() - 1))) << "no terminator";
     auto other = good;

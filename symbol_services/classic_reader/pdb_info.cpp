@@ -64,7 +64,7 @@ named_streams read_named_streams(byte_cursor& cursor) {
                      [](const named_entry& left, const named_entry& right) { return left.name < right.name; });
     std::uint64_t free_from = 0;  // where the names before this one end
     for (const auto& [offset, stream] : entries) {
-        if (offset < free_from || offset >= names.size() || (offset != 0 && names[offset - 1] != 0)) continue;
+        if (offset < free_from || offset >= names.size()) continue;
         const auto rest = std::string_view(result.names_.data(), names.size()).substr(offset);
         const auto name = rest.substr(0, rest.find('\0'));
         count_work(name.size() + 1);

@@ -41,7 +41,7 @@ public:
     named_streams& operator=(named_streams&&) = default;
 
     // The names as they lie in the file, in their order there. Names do not overlap: an entry that points outside the
-    // name buffer, or into the middle of a name, is left out, and so is a second one for the same place.
+    // name buffer, or into the name of another entry, is left out.
     const std::vector<named_stream>& all() const noexcept { return all_; }
 
     // ASCII letters match in either case.

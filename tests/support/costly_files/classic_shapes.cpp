@@ -32,10 +32,6 @@ costly_files with_image(const std::string& name, const pdb_streams& pdb) {
     return {image.build().data, write_msf(pdb.streams)};
 }
 
-costly_files with_image(const std::string& name, const pdb_description& pdb) {
-    return with_image(name, write_streams(pdb));
-}
-
 struct stream_name {
     std::size_t offset;  // in the name buffer
     unsigned stream;
@@ -124,39 +120,40 @@ costly_files files_of_one_name(const std::string& name, std::size_t files) {
     return with_image(name, pdb);
 }
 
-// Blocks of one line, as many "#line" directives leave them: nothing is wrong with this one.
-costly_files many_blocks(const std::string& name, std::size_t blocks) {
-    pdb_description pdb = one_method();
+// One block of one line after another, each in the next of the files.
+void write_blocks(pdb_description& pdb, std::size_t blocks) {
     auto& lines = pdb.modules[0].methods[0].lines;
     lines.clear();
-    for (std::uint32_t i = 0; i < blocks; ++i) lines.push_back({i % 2, {{i, i + 1, 0, i + 1, 0}}});
-    return with_image(name, pdb);
+    for (std::uint32_t i = 0; i < blocks; ++i)
+        lines.push_back({static_cast<unsigned>(i % pdb.files.size()), {{i, i + 1, 0, i + 1, 0}}});
 }
 
-// The same, where every other block lies in another document, and both have the longest names there are.
+// What many "#line" directives leave: nothing is wrong with this one.
+costly_files many_blocks(const std::string& name, std::size_t blocks) {
+    pdb_description pdb = one_method();
+    write_blocks(pdb, blocks);
+    return with_image(name, write_streams(pdb));
+}
+
+// The same in documents of the longest names there are.
 costly_files alternating_documents(const std::string& name, std::size_t blocks) {
     pdb_description pdb = one_method();
     for (auto& file : pdb.files) file.name.append(0x7FF0 - file.name.size(), file.name[8]);
-    auto& lines = pdb.modules[0].methods[0].lines;
-    lines.clear();
-    for (std::uint32_t i = 0; i < blocks; ++i) lines.push_back({i % 2, {{i, i + 1, 0, i + 1, 0}}});
-    return with_image(name, pdb);
+    write_blocks(pdb, blocks);
+    return with_image(name, write_streams(pdb));
 }
 
 // Documents of one method whose checksums only the file table has: nothing wrong here, either.
 costly_files documents_without_records(const std::string& name, std::size_t documents) {
     pdb_description pdb = one_method();
     pdb.files.clear();
-    auto& lines = pdb.modules[0].methods[0].lines;
-    lines.clear();
-    for (std::uint32_t i = 0; i < documents; ++i) {
+    for (std::size_t i = 0; i < documents; ++i)
         pdb.files.push_back({.name = "C:\\Code\\" + std::to_string(i) + ".cs",
                              .record = false,
                              .table_checksum_kind = 1,
                              .table_checksum = bytes(16, 7)});
-        lines.push_back({i, {{i, i + 1, 0, i + 1, 0}}});
-    }
-    return with_image(name, pdb);
+    write_blocks(pdb, documents);
+    return with_image(name, write_streams(pdb));
 }
 
 // Numbered Source Link streams that are all one stream.

@@ -1,6 +1,7 @@
 #include "tests/support/pdb_writer/pdb_writer.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <map>
 
 #include "symbol_services/classic_reader/global_references.h"
@@ -49,19 +50,9 @@ bytes write_symbols(const pdb_module& module, std::size_t index, std::vector<wri
         const auto end_record = begin + 48 + 20 + 28 + 4 + 8;
         out.u16(46).u16(method.local ? 0x112B : 0x112A).u32(0).u32(end_record).u32(0).u32(code_step).u32(0).u32(0);
         out.u32(method.token).u32(code).u16(1).u8(0).u16(0).text("Method").u8(0);
-        out.u16(18).u16(0x1120).u32(0).u32(0x11000001).u32(0).u32(1);  // S_MANSLOT
-        out.u16(26)
-            .u16(0x1103)
-            .u32(begin)
-            .u32(end_record - 12)
-            .u32(code_step)
-            .u32(code)
-            .u16(1)
-            .u32(0)
-            .u16(0);  // S_BLOCK32
-        out.u16(2).u16(6);
-        out.u16(6).u16(0x1124).text("Sys").u8(0);  // S_UNAMESPACE
-        out.u16(2).u16(6);
+        out.u16(18).u16(0x1120).u32(0).u32(0x11000001).u32(0).u32(1);                          // S_MANSLOT
+        out.u16(26).u16(0x1103).u32(begin).u32(end_record - 12).u32(code_step).u32(code);      // S_BLOCK32
+        out.u16(1).zeros(6).u16(2).u16(6).u16(6).u16(0x1124).text("Sys").u8(0).u16(2).u16(6);  // S_UNAMESPACE
         code += code_step;
     }
     return out.data();
@@ -112,19 +103,13 @@ bytes write_line_sections(const pdb_module& module, const std::vector<pdb_file>&
     return out.data();
 }
 
-std::string token_name(std::uint32_t token) {
-    std::string name(8, '0');
-    for (auto digit = name.rbegin(); digit != name.rend(); ++digit, token >>= 4)
-        *digit = "0123456789abcdef"[token & 15];
-    return name;
-}
-
 // The records, and the hash table over them.
 std::pair<bytes, bytes> write_references(const std::vector<written_procedure>& procedures) {
     byte_writer records;
     std::map<std::uint32_t, std::vector<std::uint32_t>> buckets;
     for (const auto& procedure : procedures) {
-        const auto name = token_name(procedure.token);
+        char name[9];
+        std::snprintf(name, sizeof name, "%08x", static_cast<unsigned>(procedure.token));
         buckets[classic_reader::hash_name(name) % classic_reader::global_bucket_count].push_back(
             static_cast<std::uint32_t>(records.size()));
         records.u16(22).u16(0x1129).u32(0).u32(procedure.offset).u16(procedure.module + 1).text(name).u8(0).u8(0);
@@ -199,12 +184,8 @@ bytes write_info(const pdb_description& description, const std::vector<std::pair
 }
 
 bytes write_file_record(const pdb_file& file) {
-    static constexpr GUID any_language = {0x3F5162F8, 0x07C6, 0x11D3, {0x90, 0x53, 0x00, 0xC0, 0x4F, 0xA3, 0x02, 0xA1}};
-    static constexpr GUID any_vendor = {0x994B45C4, 0xE6E9, 0x11D2, {0x90, 0x3F, 0x00, 0xC0, 0x4F, 0xA3, 0x02, 0xA1}};
-    static constexpr GUID text_document = {
-        0x5A869D0B, 0x6611, 0x11D3, {0xBD, 0x2A, 0x00, 0x00, 0xF8, 0x08, 0x49, 0xBD}};
     byte_writer out;
-    out.guid(any_language).guid(any_vendor).guid(text_document).guid(file.algorithm);
+    out.guid({1, 1, 1, {}}).guid({2, 2, 2, {}}).guid({3, 3, 3, {}}).guid(file.algorithm);  // language, vendor, kind
     return out.u32(file.checksum.size()).u32(file.source.size()).append(file.checksum).append(file.source).data();
 }
 
@@ -265,28 +246,6 @@ pdb_description sample_pdb_description() {
          .methods = {{0x06000001, {{0, {{0, 10, 5, 10, 6}, {1, 11, 9, 12, 20}, hidden_point(7), {9, 13, 5, 13, 6}}}}},
                      {0x06000002, {{0, {{0, 20, 5, 20, 6}}}, {1, {{4, 3, 1, 3, 40}}}}}}},
         {.name = "Second", .methods = {{0x06000004, {{1, {{0, 7, 5, 7, 6}, {2, 9, 5, 9, 6}}}}}}}};
-    return pdb;
-}
-
-pdb_description large_pdb_description(std::size_t bytes_wanted) {
-    constexpr unsigned methods_of_module = 8;
-    constexpr unsigned points_of_method = 24;
-    constexpr std::size_t module_size = methods_of_module * (240 + 12 * points_of_method) + 700;
-    pdb_description pdb;
-    std::uint32_t token = 0x06000000;
-    for (unsigned i = 0; i < bytes_wanted / module_size; ++i) {
-        pdb_module module{.name = "Company.Product.Component.Type" + std::to_string(i), .methods = {}};
-        pdb.files.push_back({.name = "C:\\Code\\Company\\Product\\Component\\Type" + std::to_string(i) + ".cs",
-                             .algorithm = sha256,
-                             .checksum = bytes(32, static_cast<unsigned char>(i))});
-        for (unsigned j = 0; j < methods_of_module; ++j) {
-            pdb_lines lines{i, {}};
-            for (std::uint32_t k = 0; k < points_of_method; ++k)
-                lines.points.push_back({k * 6, j * 40 + k + 1, 9, j * 40 + k + 1, 60});
-            module.methods.push_back({++token, {lines}});
-        }
-        pdb.modules.push_back(std::move(module));
-    }
     return pdb;
 }
 

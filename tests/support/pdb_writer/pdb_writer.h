@@ -95,7 +95,4 @@ bytes write_pdb(const pdb_description& description, std::uint32_t page_size = 51
 // A file with two files, two modules and three methods, among them one with hidden points and one with two documents.
 pdb_description sample_pdb_description();
 
-// Many modules of a few methods each, about as large as asked for.
-pdb_description large_pdb_description(std::size_t bytes_wanted);
-
 }  // namespace qv::test
