@@ -265,8 +265,8 @@ TEST_F(Dsr, CountsAreTakenForNoMoreThanWhatIsThere) {
         for (const auto& [call, message] : {std::pair{"GetSequencePointCount", "Can't get sequence point count"},
                                             std::pair{"GetURL size", "Can't get document url"},
                                             std::pair{"GetCheckSum size", "Can't get document checksum size"}})
-            EXPECT_EQ(test::message_of([&] {
-                          documents_of(with_claim(call, nonsense));
+            EXPECT_EQ(test::message_of([&, failing = call] {
+                          documents_of(with_claim(failing, nonsense));
                           data->get_document(1, url, algorithm, bytes);
                       }),
                       message);

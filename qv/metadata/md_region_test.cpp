@@ -21,7 +21,8 @@ TEST(MdRegion, NothingLeavesIt) {
     EXPECT_EQ(over(data).create_child(2, 6).data(), data.data() + 2);
     const std::pair<std::uint32_t, std::uint32_t> outside[] = {{0, 9}, {8, 1}, {9, 0}, {4, ~0u}, {~0u, 2}};
     for (const auto& [offset, size] : outside)
-        EXPECT_EQ(failure_of([&] { over(data).create_child(offset, size); }), "Out of arent region");
+        EXPECT_EQ(failure_of([&, at = offset, bytes = size] { over(data).create_child(at, bytes); }),
+                  "Out of arent region");
     for (std::uint32_t position : {5u, 8u, 9u, ~1u})
         EXPECT_EQ(failure_of([&] { over(data).read_value<unsigned int>(position); }), "End of region");
 }

@@ -1,8 +1,5 @@
 // What many loads of a classic module leave behind in the server.
 #include <gtest/gtest.h>
-#include <windows.h>
-// after <windows.h>
-#include <psapi.h>
 
 #include <boost/filesystem/operations.hpp>
 
@@ -16,20 +13,6 @@ namespace qv::testing {
 namespace {
 
 namespace client = profiler::pdb_client;
-
-struct holdings {
-    DWORD handles = 0;
-    SIZE_T memory = 0;
-};
-
-holdings holdings_of(HANDLE process) {
-    holdings result;
-    GetProcessHandleCount(process, &result.handles);
-    PROCESS_MEMORY_COUNTERS counters{};
-    GetProcessMemoryInfo(process, &counters, sizeof counters);
-    result.memory = counters.PagefileUsage;
-    return result;
-}
 
 TEST(ClassicLoads, LeaveNothingBehind) {
     if (!has_symbol_binder()) GTEST_SKIP() << "no reader of classic PDB files is registered";
@@ -48,15 +31,15 @@ TEST(ClassicLoads, LeaveNothingBehind) {
     // round grow; without one some round soon adds nothing.
     constexpr int rounds = 10, loads = 500;
     for (int i = 0; i < 50; ++i) cycle();
-    const DWORD handles = holdings_of(server.process()).handles;
+    const DWORD handles = server.holdings().handles;
     bool level = false;
     for (int round = 0; round < rounds && !level && !HasFailure(); ++round) {
-        const SIZE_T before = holdings_of(server.process()).memory;
+        const SIZE_T before = server.holdings().memory;
         for (int i = 0; i < loads && !HasFailure(); ++i) cycle();
-        level = holdings_of(server.process()).memory <= before;
+        level = server.holdings().memory <= before;
     }
     EXPECT_TRUE(level) << "every round of " << loads << " loads has grown the server";
-    EXPECT_EQ(holdings_of(server.process()).handles, handles);
+    EXPECT_EQ(server.holdings().handles, handles);
 
     // An unloaded module's file belongs to the builds again.
     EXPECT_TRUE(boost::filesystem::remove(module.pdb));

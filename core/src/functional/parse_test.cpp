@@ -44,7 +44,7 @@ TEST(ParseInteger, NamesTheFault) {
         {L"4294967296x", "stoul argument out of range"},
     };
     for (const auto& [text, message] : cases)
-        EXPECT_EQ(message_of([&] { parse_integer<unsigned short>(text, 10); }), message);
+        EXPECT_EQ(message_of([&, text = text] { parse_integer<unsigned short>(text, 10); }), message);
     EXPECT_EQ(message_of([] { parse_integer<unsigned short>(L"1", 1); }), "invalid stoul argument");
     try {
         parse(L"4.0.1x");
@@ -65,7 +65,7 @@ TEST(ParseVersion3, ThreeComponentsNoLessNoMore) {
         {L"65536.1x.y", "invalid stoul argument"},  // the last bad part decides
         {L"65536.1x.1", "Failed to parse value"},
     };
-    for (const auto& [text, message] : cases) EXPECT_EQ(message_of([&] { parse(text); }), message) << text;
+    for (const auto& [text, message] : cases) EXPECT_EQ(message_of([&, text = text] { parse(text); }), message) << text;
 }
 
 }  // namespace

@@ -1,5 +1,8 @@
 #include "tests/support/server/server_process.h"
 
+// It needs <windows.h> before it.
+#include <psapi.h>
+
 #include <atomic>
 #include <stdexcept>
 
@@ -7,8 +10,6 @@
 
 namespace qv::testing {
 namespace {
-
-constexpr DWORD patience_milliseconds = 60000;
 
 std::wstring unique_name() {
     static std::atomic<unsigned> counter{0};
@@ -104,6 +105,15 @@ std::string server_process::standard_error() const {
 
 std::string server_process::log() const {
     return read_file(directory_.path() / "log.txt");
+}
+
+server_process::resources server_process::holdings() const {
+    resources result{};
+    check(GetProcessHandleCount(process_.get(), &result.handles) != FALSE, "GetProcessHandleCount");
+    PROCESS_MEMORY_COUNTERS counters{};
+    check(GetProcessMemoryInfo(process_.get(), &counters, sizeof counters) != FALSE, "GetProcessMemoryInfo");
+    result.memory = counters.PagefileUsage;
+    return result;
 }
 
 raw_client::raw_client(const std::wstring& pipe_id) {

@@ -15,15 +15,18 @@
 
 namespace qv::testing {
 
+// Long enough for a loaded machine; a server that hangs never ends at all.
+constexpr std::uint32_t patience_milliseconds = 60000;
+
 // Starts the server on a pipe name of its own, with a log file and a stop event. The server is ended with the object.
 class server_process {
 public:
     struct settings {
         std::uint16_t log_mask = 17;
-        bool own_console = false;                     // needed for Ctrl-C
-        std::optional<std::wstring> pipe_argument;    // in place of the pipe's own name
-        std::optional<std::wstring> log_file;         // in place of the log that log() reads
-        std::vector<std::wstring> further_arguments;  // as further words of the command line
+        bool own_console = false;                          // needed for Ctrl-C
+        std::optional<std::wstring> pipe_argument = {};    // in place of the pipe's own name
+        std::optional<std::wstring> log_file = {};         // in place of the log that log() reads
+        std::vector<std::wstring> further_arguments = {};  // as further words of the command line
     };
 
     server_process() : server_process(settings{}) {}
@@ -48,8 +51,13 @@ public:
     std::string standard_error() const;
     std::string log() const;
 
+    struct resources {
+        DWORD handles;
+        std::uint64_t memory;  // committed bytes
+    };
+    resources holdings() const;
+
     const std::wstring& pipe_id() const noexcept { return pipe_id_; }
-    HANDLE process() const noexcept { return process_.get(); }
 
 private:
     std::wstring pipe_id_;
@@ -76,8 +84,6 @@ public:
 
     // Sends and receives as many bytes as the answer has.
     bytes exchange_for(const bytes& request, std::size_t answer_size);
-
-    void close() noexcept { pipe_.reset(); }
 
     // Pipe instances that the server has now, this client's own among them.
     std::uint32_t instances() const;
