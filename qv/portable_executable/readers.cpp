@@ -14,6 +14,9 @@
 namespace qv::portable_executable {
 namespace {
 
+// No more than a page: a hostile image may ask for pieces that lie far apart.
+constexpr std::uint64_t longest_ahead = 4096;
+
 constexpr const char* source = "sharedCommon/Native/Shared/include/qv/portable_executable/readers";
 
 // Reads the rest of a record whose first member has been read already.
@@ -82,16 +85,43 @@ bool section_ranges::hold(std::uint64_t offset, std::uint64_t size) const noexce
     return behind != ranges_.begin() && offset + size <= std::prev(behind)->furthest_end;
 }
 
-void core_stream_adapter::seek(std::int64_t position) {
-    stream_.Seek(SeekOrigin::Begin, static_cast<std::int64_t>(base_) + position);
+core_stream_adapter::core_stream_adapter(IReadSeekCoreStream& stream) : stream_(stream), base_(stream.GetPosition()) {
+    stream_.Seek(SeekOrigin::End, 0);
+    end_ = stream_.GetPosition();
+    position_ = base_;
 }
 
-std::uint64_t core_stream_adapter::remaining() {
-    const std::uint64_t position = stream_.GetPosition();
-    stream_.Seek(SeekOrigin::End, 0);
-    const std::uint64_t end = stream_.GetPosition();
-    stream_.Seek(SeekOrigin::Begin, static_cast<std::int64_t>(position));
-    return end - position;
+void core_stream_adapter::read(void* destination, std::uint64_t size) {
+    count_work(size);
+    if (!is_read_ahead(size) && size <= std::min(end_ - position_, longest_ahead)) read_ahead();
+    if (is_read_ahead(size)) {
+        std::copy_n(ahead_.begin() + static_cast<std::ptrdiff_t>(position_ - ahead_begin_), size,
+                    static_cast<unsigned char*>(destination));
+    } else {
+        stream_.Seek(SeekOrigin::Begin, static_cast<std::int64_t>(position_));
+        stream_.Read(destination, size);
+    }
+    position_ += size;
+}
+
+void core_stream_adapter::seek(std::int64_t position) {
+    const std::int64_t target = static_cast<std::int64_t>(base_) + position;
+    // The stream has its own words for a place outside of it.
+    if (target < 0 || static_cast<std::uint64_t>(target) > end_) stream_.Seek(SeekOrigin::Begin, target);
+    position_ = static_cast<std::uint64_t>(target);
+}
+
+bool core_stream_adapter::is_read_ahead(std::uint64_t size) const noexcept {
+    return position_ >= ahead_begin_ && position_ - ahead_begin_ <= ahead_.size() &&
+           size <= ahead_.size() - (position_ - ahead_begin_);
+}
+
+void core_stream_adapter::read_ahead() {
+    std::vector<unsigned char> bytes(static_cast<std::size_t>(std::min(end_ - position_, longest_ahead)));
+    stream_.Seek(SeekOrigin::Begin, static_cast<std::int64_t>(position_));
+    stream_.Read(bytes.data(), bytes.size());
+    ahead_ = std::move(bytes);
+    ahead_begin_ = position_;
 }
 
 template <class Stream>

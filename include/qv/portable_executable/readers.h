@@ -58,21 +58,27 @@ private:
 };
 
 // Presents a core stream to the readers. The image begins where the stream stands when the adapter is made. The stream
-// is not owned.
+// is not owned, is not to be used by others meanwhile, and keeps its length. What is read piece by piece is read ahead:
+// a call of the system for each header and each debug entry would be most of the time that an image takes.
 class core_stream_adapter {
 public:
-    explicit core_stream_adapter(IReadSeekCoreStream& stream) : stream_(stream), base_(stream.GetPosition()) {}
+    explicit core_stream_adapter(IReadSeekCoreStream& stream);
 
-    void read(void* destination, std::uint64_t size) {
-        stream_.Read(destination, size);
-        count_work(size);
-    }
+    // Both throw what the stream throws.
+    void read(void* destination, std::uint64_t size);
     void seek(std::int64_t position);
-    std::uint64_t remaining();
+    std::uint64_t remaining() const noexcept { return end_ - position_; }
 
 private:
+    bool is_read_ahead(std::uint64_t size) const noexcept;
+    void read_ahead();
+
     IReadSeekCoreStream& stream_;
     std::uint64_t base_;
+    std::uint64_t end_;
+    std::uint64_t position_;
+    std::vector<unsigned char> ahead_;
+    std::uint64_t ahead_begin_ = 0;
 };
 
 // DOS or VxD header. Throws "Invalid DOS header signature".
