@@ -97,5 +97,22 @@ TEST(SlaveKeyAtomMap, KeepsValuesAliveUnderConcurrentErasure) {
     EXPECT_EQ(map.find_key("shared"), nullptr);
 }
 
+TEST(SlaveKeyAtomMap, ThreadsAgreeOnTheAtomOfAKey) {
+    item_map map;
+    std::vector<std::uint32_t> atoms[3];
+    std::vector<std::thread> threads;
+    for (auto& own : atoms)
+        threads.emplace_back([&map, &own] {
+            for (char key = 1; key < 100; ++key) {
+                const char text[] = {key, 0};
+                auto value = make(text);
+                map.insert_or_get(text, value, own.emplace_back());
+            }
+        });
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(atoms[0], atoms[1]);
+    EXPECT_EQ(atoms[0], atoms[2]);
+}
+
 }  // namespace
 }  // namespace qv::profiler
