@@ -213,6 +213,7 @@ TEST_F(SymbolLibrary, DocumentsTellWhatIsRecordedAndLeadToMethods) {
     EXPECT_EQ(found->GetOffset(second.get(), 9, 5, &value), S_OK);
     EXPECT_EQ(value, 2u);
     EXPECT_EQ(found->GetOffset(second.get(), 9, 7, &value), E_FAIL);
+    EXPECT_EQ(found->GetOffset(second.get(), 8, 0, &value), E_FAIL);
     EXPECT_EQ(second->FindClosestLine(8, &value), S_OK);
     EXPECT_EQ(value, 9u);
     EXPECT_EQ(open(other_module)->GetMethodFromDocumentPosition(second.get(), 9, 0, found.put()), E_INVALIDARG);
@@ -222,6 +223,7 @@ TEST_F(SymbolLibrary, SourceServerDataIsTheCallers) {
     const std::pair<decltype(test::pdb_description::named), std::string> cases[] = {
         {{}, ""},
         {{{"srcsrv", {'S', 'R', 'C'}}, {"sourcelink", {'{', '}'}}}, "SRC"},
+        {{{"sourcelink", {'{', '}'}}}, "{}"},
         {{{"sourcelink", {'{', '}'}}}, "{}"},
     };
     for (const auto& [streams, expected] : cases) {

@@ -198,8 +198,9 @@ BOOL CALLBACK record_trace(UINT_PTR action, ULONG64 data, ULONG64 context) {
 
 TEST_F(SymSrv, CallbackIsToldUntilTheLibraryIsClosed) {
     std::vector<std::wstring> lines;
-    set(SSRVOPT_CALLBACK, 1);  // never called: one callback at a time
+    set(SSRVOPT_CALLBACK, 1);  // gives way to the next
     set_text(option::wide_callback, reinterpret_cast<const void*>(&record_trace));
+    EXPECT_EQ(QV_EXPORTED(SymbolServerGetOptions)() & SSRVOPT_CALLBACK, 0u);
     set_text(SSRVOPT_SETCONTEXT, &lines);
     set(SSRVOPT_TRACE, TRUE);
     find(at("gone"));
