@@ -4,11 +4,9 @@
 // expects of the reader's width rules stands in the test, not here.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <initializer_list>
 #include <map>
-#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -38,7 +36,6 @@ public:
     metadata_builder& add_row(unsigned table, row values);
     // Further rows of zeros.
     metadata_builder& add_rows(unsigned table, std::uint32_t count);
-    std::uint32_t row_count(unsigned table) const;
 
     // Makes these index kinds 4 bytes wide (numbers 0 to 26, in the order in which the format lists them: nine simple
     // kinds, thirteen coded kinds, then Document, ImportScope, LocalVariable, LocalConstant and
@@ -48,7 +45,8 @@ public:
     metadata_builder& heap_sizes(unsigned char bits);
 
     // Adds the "#Pdb" stream: the PDB's id, and the rows of the image's tables by table number.
-    metadata_builder& pdb(const GUID& guid, std::uint32_t stamp, std::map<unsigned, std::uint32_t> referenced = {});
+    metadata_builder& pdb(const GUID& guid, std::uint32_t stamp,
+                          const std::map<unsigned, std::uint32_t>& referenced = {});
 
     // Rather than the usual ones; the length field counts the terminator and any padding.
     metadata_builder& version(std::string text);
@@ -63,13 +61,6 @@ public:
 private:
     void write_rows(byte_writer& out, unsigned table, const std::vector<row>& rows) const;
     unsigned column_width(char column) const;
-    bytes pdb_stream() const;
-
-    struct pdb_info {
-        GUID guid;
-        std::uint32_t stamp;
-        std::map<unsigned, std::uint32_t> referenced;
-    };
 
     bytes strings_;
     bytes blobs_;
@@ -77,7 +68,7 @@ private:
     std::map<unsigned, std::vector<row>> tables_;
     std::set<unsigned> wide_;
     unsigned char heap_sizes_ = 0;
-    std::optional<pdb_info> pdb_;
+    bytes pdb_stream_;
     std::string version_{"PDB v1.0\0\0\0\0", 12};
     std::string table_stream_name_ = "#~";
     std::vector<std::pair<std::string, bytes>> streams_;
