@@ -1,11 +1,11 @@
 #include "pdb_client/program/missing_symbols.h"
 
 #include <algorithm>
+#include <boost/algorithm/string/predicate.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <optional>
 
 #include "pdb_client/program/display_text.h"
-#include "pdb_client/program/search_path.h"
 #include "qv/diagnostics/error_text.h"
 #include "qv/text/path.h"
 #include "qv/text/utf.h"
@@ -21,21 +21,29 @@ struct pdb_file {
     std::string error;  // why there is no identity
 };
 
+// The file name that the image asks for; empty when it names none. Both kinds of slash separate: the module may have
+// been built on another system.
+path wanted_name(const module_info& module) {
+    const std::string& recorded = module.recorded_pdb;
+    return is_utf8(recorded) ? text::to_path(text::to_utf16(recorded.substr(recorded.find_last_of("\\/") + 1)))
+                             : path();
+}
+
 std::vector<path> places_of(const module_info& module, const std::vector<std::wstring>& search_paths) {
-    if (!is_utf8(module.recorded_pdb)) return {};
-    const path recorded = text::to_path(text::to_utf16(module.recorded_pdb));
-    // Both kinds of slash separate: the module may have been built on another system.
-    const std::string name = module.recorded_pdb.substr(module.recorded_pdb.find_last_of("\\/") + 1);
+    const path name = wanted_name(module);
     if (name.empty()) return {};
-    const path file = text::to_path(text::to_utf16(name));
     std::vector<path> places;
     const auto add = [&places](const path& place) {
         if (std::find(places.begin(), places.end(), place) == places.end()) places.push_back(place);
     };
+    const path recorded = text::to_path(text::to_utf16(module.recorded_pdb));
     if (recorded.is_absolute()) add(recorded);
-    add(text::to_path(module.path).parent_path() / file);
-    for (const std::wstring& element : search_paths)
-        if (!is_symbol_server(element)) add(text::to_path(element) / file);
+    const path image = text::to_path(module.path);
+    add(image.parent_path() / name);
+    // Module and PDB are at times renamed together, and then not found.
+    const path renamed = path(image).replace_extension(".pdb");
+    if (!boost::algorithm::iequals(renamed.filename().native(), name.native())) add(renamed);
+    for (const std::wstring& element : search_paths) add(text::to_path(element) / name);
     return places;
 }
 
@@ -76,9 +84,11 @@ struct finding {
 
 finding judge(const module_info& module, const std::vector<pdb_file>& files) {
     const auto any = [&](auto test) { return std::any_of(files.begin(), files.end(), test); };
-    if (any([&](const pdb_file& file) { return file.identity == module.pdb; }))
+    const auto is_wanted = [&](const pdb_file& file) { return file.identity == module.pdb; };
+    if (any([&](const pdb_file& file) { return is_wanted(file) && file.place.filename() == wanted_name(module); }))
         return {" was not accepted by the server",
                 "The server may not be allowed to read it, or --policy leaves its place out.\n"};
+    if (any(is_wanted)) return {" has another name", "Give it the name that the image asks for.\n"};
     if (any([](const pdb_file& file) { return file.identity.has_value(); }))
         return {" is of another build", put_it_there};
     if (!files.empty()) return {" cannot be read", put_it_there};

@@ -10,7 +10,8 @@
 namespace qv::profiler::pdb_client {
 
 // The reason, then indented lines with the PDB that the image names and those found in its place, then advice; each
-// line ended. Looked at are the recorded path, the module's directory, and the directories among the search paths.
+// line ended. Looked at are the recorded path, the module's directory, there also a PDB that is named like the module,
+// and the directories among the search paths.
 std::string missing_symbols_text(const module_info& module, const std::vector<std::wstring>& search_paths);
 
 }  // namespace qv::profiler::pdb_client

@@ -1,31 +1,20 @@
 // What is said of modules without symbols, on modules that a compiler wrote.
 #include "pdb_client/program/missing_symbols.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "pdb_client/program/display_text.h"
 #include "pdb_client/program/module_file.h"
 #include "qv/text/path.h"
 #include "tests/support/files/test_files.h"
-#include "tests/support/pdb_writer/pdb_writer.h"
+#include "tests/support/pdb_writer/sample_module.h"
 
 namespace qv::profiler::pdb_client {
 namespace {
 
 using qv::testing::fixture;
-
-TEST(ModuleFile, ToldWhatItsSymbolsAre) {
-    const std::tuple<const char*, symbol_kind, std::uint32_t, const char*> cases[] = {
-        {"Standalone.dll", symbol_kind::portable, 8, "C:\\src\\Standalone.pdb"},
-        {"Embedded.dll", symbol_kind::embedded, 2, ""},
-        {"NoSymbols.dll", symbol_kind::none, 1, ""}};
-    for (const auto& [name, kind, methods, recorded] : cases) {
-        const module_info module = read_module_file(fixture(name));
-        EXPECT_EQ(module.symbols, kind) << name;
-        EXPECT_EQ(module.method_rows, methods) << name;
-        EXPECT_EQ(module.recorded_pdb, recorded) << name;
-    }
-}
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 constexpr const char* advice =
     "Put the PDB of this build beside the module, or name its directory with --search_path.\n";
@@ -34,12 +23,16 @@ std::string shown(const boost::filesystem::path& place) {
     return printable(text::to_wide(place));
 }
 
-TEST(MissingSymbols, PortablePdbOfAnotherBuild) {
-    EXPECT_EQ(missing_symbols_text(read_module_file(fixture("Mismatch.dll")), {}),
-              "its portable PDB is of another build\n"
-              "    wanted  a653c251-9e85-4496-8c6f-8134ccc4a1aa stamp bec0e361  C:\\src\\Mismatch.pdb\n"
-              "    found   d357adac-f094-4053-8140-c7fa068bbbb7 stamp b611b533  " +
-                  shown(fixture("Mismatch.pdb")) + "\n" + advice);
+TEST(MissingSymbols, ByTheKindThatTheImageNames) {
+    const std::pair<const char*, std::string> cases[] = {
+        {"NoSymbols.dll", "the image names no symbols: it was built without a PDB\n"},
+        {"Embedded.dll", "the portable PDB in the image was not accepted\n"},
+        {"Mismatch.dll",
+         "its portable PDB is of another build\n"
+         "    wanted  a653c251-9e85-4496-8c6f-8134ccc4a1aa stamp bec0e361  C:\\src\\Mismatch.pdb\n"
+         "    found   d357adac-f094-4053-8140-c7fa068bbbb7 stamp b611b533  " +
+             shown(fixture("Mismatch.pdb")) + "\n" + advice}};
+    for (const auto& [name, text] : cases) EXPECT_EQ(missing_symbols_text(read_module_file(fixture(name)), {}), text);
 }
 
 // Nothing, then a file that is no PDB, then besides it the right one, which the server did not take all the same.
@@ -66,19 +59,31 @@ TEST(MissingSymbols, WhatLiesAlongTheSearchPath) {
 }
 
 TEST(MissingSymbols, ClassicPdbOfAnotherLink) {
-    const qv::testing::temporary_directory directory;
-    qv::test::pdb_description description = qv::test::sample_pdb_description();
+    auto description = qv::test::sample_pdb_description();
     description.guid = {1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}};
+    description.age = 3;
+    const qv::testing::sample_module sample(description);
     description.age = 2;
-    const auto pdb = qv::test::write_pdb(description);
-    const auto place = directory.write("a.pdb", {pdb.begin(), pdb.end()});
-    const module_info module{
-        text::to_wide(directory.path() / "a.dll"), {}, 1, symbol_kind::classic, {description.guid, 3}, "/b\x1b/a.pdb"};
-    EXPECT_EQ(missing_symbols_text(module, {}),
+    qv::testing::sample_module::write_pdb(sample.directory, description);
+    EXPECT_EQ(missing_symbols_text(read_module_file(sample.image), {}),
               "its classic PDB is of another build\n"
-              "    wanted  00000001-0002-0003-0405-060708090a0b age 3  /b\\x1b/a.pdb\n"
+              "    wanted  00000001-0002-0003-0405-060708090a0b age 3  C:\\obj\\module.pdb\n"
               "    found   00000001-0002-0003-0405-060708090a0b age 2  " +
-                  shown(place) + "\n" + advice);
+                  shown(sample.pdb) + "\n" + advice);
+}
+
+TEST(MissingSymbols, RecordedPathsAndModulesWithAnotherName) {
+    module_info module = read_module_file(fixture("Standalone.dll"));
+    const auto text = [&] { return missing_symbols_text(module, {}); };
+    module.path = L"/nowhere/m.dll";
+    module.recorded_pdb = shown(fixture("Standalone.pdb"));
+    EXPECT_THAT(text(), StartsWith("its portable PDB was not accepted by the server\n"));
+    module.path = text::to_wide(fixture("Standalone.dll"));
+    module.recorded_pdb = "/obj/Other.pdb";
+    EXPECT_THAT(text(), StartsWith("its portable PDB has another name\n"));
+    module.recorded_pdb = "b\x1b\xff.pdb";
+    EXPECT_THAT(text(), HasSubstr("was not found\n    wanted  13f42c9c-9d6f-466e-b84f-5a724a488af0 stamp e227c2a9  "
+                                  "b\\x1b\\xff.pdb\n"));
 }
 
 }  // namespace

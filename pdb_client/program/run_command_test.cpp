@@ -7,10 +7,12 @@
 namespace qv::profiler::pdb_client {
 namespace {
 
+constexpr exit_code done = exit_code::done;
+constexpr exit_code error = exit_code::error_answer;
 const module_info sample_module{L"C:\\m.dll", {}, 3, symbol_kind::none, {}, {}};
 
 // What the program says and returns when the server answers so; request 1 is the load.
-outcome run(command what, std::string_view answers, bool json = false) {
+outcome run(command what, const std::string& answers, bool json = false) {
     scripted_stream server;
     server.answer(handshake_answers);
     server.answer(answers);
@@ -22,90 +24,79 @@ outcome run(command what, std::string_view answers, bool json = false) {
     return run_command(symbols, wanted, sample_module);
 }
 
+const std::string loaded = "30 03 01 00 01";
+
 // Three methods: one point, an error, no points; then the document of the point.
-#define THREE_METHODS                                                            \
-    "30 03 01 00 01  42 07 02 00 01 00 00 00 00"                                 \
-    "43 17 03 00 01 05 00 00 00 01 00 00 00 01 00 00 00 01 00 00 00 02 00 00 00" \
-    "42 03 04 01 'e'  42 03 05 00 00  45 06 06 00 02 'a.' 00"
+const std::string three_methods = loaded +
+                                  "42 07 02 00 01 00 00 00 00"
+                                  "43 17 03 00 01 05 00 00 00 01 00 00 00 01 00 00 00 01 00 00 00 02 00 00 00"
+                                  "42 03 04 01 'e'  42 03 05 00 00  45 06 06 00 02 'a.' 00";
 
 TEST(RunCommand, DumpGoesOnAfterAnErrorAndReportsIt) {
-    const outcome got = run(command::dump, THREE_METHODS "44 03 07 00 00  ff 02 08 00");
-    EXPECT_EQ(got.code, exit_code::error_answer);
+    const outcome got = run(command::dump, three_methods + "44 03 07 00 00  ff 02 08 00");
+    EXPECT_EQ(got.code, error);
     EXPECT_EQ(got.output,
               "m.dll  MVID 00000000-0000-0000-0000-000000000000\n"
-              "3 methods, 1 with sequence points; 1 point in 1 document\n"
-              "\n"
-              "[5] a.\n"
-              "    no checksum\n"
-              "\n"
-              "0x06000001  [5] a.\n"
-              "    IL_0000  1:1 - 1:2\n");
+              "3 methods, 1 with sequence points; 1 point in 1 document\n\n"
+              "[5] a.\n    no checksum\n\n"
+              "0x06000001  [5] a.\n    IL_0000  1:1 - 1:2\n");
     EXPECT_EQ(got.messages, "method 0x06000002: e\n");
-}
-
-TEST(RunCommand, DocumentsHaveNoMethods) {
-    EXPECT_EQ(run(command::documents, THREE_METHODS "ff 02 07 00", true).output,
+    EXPECT_EQ(run(command::documents, three_methods + "ff 02 07 00", true).output,
               "{\n  \"module\": \"C:\\\\m.dll\",\n  \"mvid\": \"00000000-0000-0000-0000-000000000000\",\n"
               "  \"methodDefs\": 3,\n  \"documents\": [\n"
               "    {\"id\":5,\"name\":\"a.\",\"hashAlgorithm\":null,\"hash\":null}\n  ]\n}\n");
 }
 
 TEST(RunCommand, OutputMessagesAndExitCode) {
+    constexpr const char* not_registered =
+        "C:\\m.dll: No (error 80040154)\nNo reader of classic PDBs is registered: as an administrator, run regsvr32 on "
+        "the qv_symbols.dll in the server's folder.\n";
+    constexpr const char* no_symbols =
+        "C:\\m.dll: no symbols; the image names no symbols: it was built without a PDB\n";
     const struct {
         command what;
-        const char* answers;
-        outcome expected;
+        std::string answers;
+        exit_code code;
+        const char* output;
+        std::string messages;
     } cases[] = {
-        {command::method,
-         "30 03 01 00 01  42 03 02 00 00  ff 02 03 00",
-         {exit_code::done, "0x06000002  no sequence points\n", "", false}},
-        {command::method,
-         "30 03 01 00 01  42 03 02 01 'e'  ff 02 03 00",
-         {exit_code::error_answer, "", "method 0x06000002: e\n", false}},
-        // The bytes are the module's own, whatever they are.
-        {command::sourcelink,
-         "30 03 01 00 01  44 06 02 00 03 'a' 1b 'z'  ff 02 03 00",
-         {exit_code::done, "a\x1bz", "", true}},
-        {command::sourcelink,
-         "30 03 01 00 01  44 03 02 00 00  ff 02 03 00",
-         {exit_code::done, "", "The module has no source server data.\n", true}},
-        {command::dump,
-         "30 06 01 04 'bad' 1b  ff 02 02 00",
-         {exit_code::error_answer, "", "C:\\m.dll: bad\\x1b\n", false}},
-        {command::dump,
-         "30 15 01 13 'No (error 80040154)'  ff 02 02 00",
-         {exit_code::error_answer, "",
-          "C:\\m.dll: No (error 80040154)\n"
-          "No reader of classic PDBs is registered: as an administrator, run regsvr32 on the qv_symbols.dll in the "
-          "server's folder.\n",
-          false}},
-        {command::dump,
-         "30 03 01 00 00  ff 03 02 01 'q'",
-         {exit_code::error_answer, "",
-          "C:\\m.dll: no symbols; the image names no symbols: it was built without a PDB\nquit: q\n", false}},
+        {command::method, loaded + "42 03 02 00 00  ff 03 03 01 'q'", error, "0x06000002  no sequence points\n",
+         "quit: q\n"},
+        {command::method, loaded + "42 03 02 01 'e'  ff 02 03 00", error, "", "method 0x06000002: e\n"},
+        {command::sourcelink, loaded + "44 06 02 00 03 'a' 1b 'z'  ff 02 03 00", done, "a\x1bz", ""},
+        {command::sourcelink, loaded + "44 03 02 00 00  ff 02 03 00", done, "",
+         "The module has no source server data.\n"},
+        {command::dump, "30 06 01 04 'bad' 1b  ff 02 02 00", error, "", "C:\\m.dll: bad\\x1b\n"},
+        {command::dump, "30 15 01 13 'No (error 80040154)'  ff 02 02 00", error, "", not_registered},
+        {command::dump, "30 03 01 00 00  ff 02 02 00", error, "", no_symbols},
     };
     for (const auto& tested : cases) {
         const outcome got = run(tested.what, tested.answers);
-        EXPECT_EQ(got.code, tested.expected.code) << tested.answers;
-        EXPECT_EQ(got.output, tested.expected.output);
-        EXPECT_EQ(got.messages, tested.expected.messages);
-        EXPECT_EQ(got.verbatim, tested.expected.verbatim) << tested.answers;
+        EXPECT_EQ(got.code, tested.code) << tested.answers;
+        EXPECT_EQ(got.output, tested.output);
+        EXPECT_EQ(got.messages, tested.messages);
+        EXPECT_EQ(got.verbatim, tested.what == command::sourcelink) << tested.answers;
     }
 }
 
+TEST(RunCommand, JsonIsText) {
+    EXPECT_FALSE(run(command::sourcelink, loaded + "44 03 02 00 00  ff 02 03 00", true).verbatim);
+}
+
 TEST(RunCommand, OffsetsAndRangesThatDoNotBelongTogetherThrow) {
-    EXPECT_THROW(run(command::dump, "30 03 01 00 01  42 07 02 00 01 00 00 00 00  43 03 03 00 00"), std::exception);
+    EXPECT_THROW(run(command::dump, loaded + "42 07 02 00 01 00 00 00 00  43 03 03 00 00"), std::exception);
 }
 
 TEST(RunCommand, MethodsThatTheModuleDoesNotHaveAreNotAskedFor) {
     options wanted;
-    wanted.what = command::method;
-    wanted.token = 0x06000003;
-    EXPECT_EQ(misfit(wanted, sample_module), "");
-    wanted.token = 0x06000004;
-    EXPECT_EQ(misfit(wanted, sample_module), "no method 0x06000004; the last one is 0x06000003\n");
-    wanted.what = command::dump;
-    EXPECT_EQ(misfit(wanted, sample_module), "");
+    const auto misfit_of = [&](command what, std::uint32_t token) {
+        wanted.what = what;
+        wanted.token = token;
+        return misfit(wanted, sample_module);
+    };
+    EXPECT_EQ(misfit_of(command::method, 0x06000003), "");
+    EXPECT_EQ(misfit_of(command::method, 0x06000004), "no method 0x06000004; the last one is 0x06000003\n");
+    EXPECT_EQ(misfit_of(command::dump, 0x06000004), "");
 }
 
 }  // namespace

@@ -9,12 +9,15 @@
 #include "qv/text/utf.h"
 
 namespace qv::profiler::pdb_client {
+namespace {
 
-bool is_symbol_server(std::wstring_view element) {
+bool is_symbol_server(const std::wstring& element) {
     constexpr std::array<const wchar_t*, 3> prefixes = {L"srv*", L"symsrv*", L"cache*"};
     return std::any_of(prefixes.begin(), prefixes.end(),
                        [&](const wchar_t* prefix) { return boost::istarts_with(element, prefix); });
 }
+
+}  // namespace
 
 bool append_search_paths(const std::wstring& list, std::vector<std::wstring>& elements) {
     text::to_utf8(list);  // throws for what could not be sent
