@@ -29,12 +29,14 @@ class Conversation : public ::testing::Test {
 protected:
     Conversation() {
         ended_ = std::async(std::launch::async, [this] {
-            const platform_services services = {[](const wchar_t*, wchar_t*, std::uint32_t, std::uint32_t& error) {
-                                                    error = 203;
-                                                    return 0u;
-                                                },
-                                                [](const std::wstring&, const std::wstring&, const GUID&,
-                                                   std::uint32_t) { return boost::filesystem::path(); }};
+            const platform_services services = {
+                [](const wchar_t*, wchar_t*, std::uint32_t, std::uint32_t& error) {
+                    error = 203;
+                    return 0u;
+                },
+                [](const std::wstring&, const std::wstring&, const GUID&, std::uint32_t) -> boost::filesystem::path {
+                    throw std::bad_alloc();
+                }};
             packet_reader reader(*pipe_.server);
             packet_writer writer(*pipe_.server);
             std::string how;
@@ -186,6 +188,13 @@ TEST(ProcessCommands, NeedsBothCallbacks) {
     };
     EXPECT_THROW(run({}, [](int) { return false; }), std::bad_function_call);
     EXPECT_THROW(run([] { return false; }, {}), std::bad_function_call);
+}
+
+TEST_F(Conversation, AQueryMayRunOutOfMemory) {
+    exchange(handshake(2, {"srv*store"}), handshake_answer());
+    for (const unsigned char id : bytes{1, 2})
+        exchange(load_request(id, fixture("Mismatch.dll"), mvid_of(fixture("Mismatch.dll"))),
+                 error_answer(0x30, id, "Out of memory"));
 }
 
 TEST(MethodRanges, OfDifferentSizesAreNotWritten) {
