@@ -1,8 +1,11 @@
 // The symbol-server elements of a search path, and what a symbol-server library is asked for each of them.
 //
-//     srv*TIERS, symsrv*symsrv.dll*TIERS     places of symbol files, joined by "*": each keeps what those to its right
-//     have symsrv*LIBRARY*TIERS                   the same for another library cache*TIERS the same, and its first tier
-//     keeps what all elements to its right have
+//   srv*TIERS, symsrv*symsrv.dll*TIERS
+//     places of symbol files, joined by "*": each keeps what those to its right have
+//   symsrv*LIBRARY*TIERS
+//     the same for another library
+//   cache*TIERS
+//     the same, and its first tier keeps what all elements to its right have
 #pragma once
 
 #include <optional>
