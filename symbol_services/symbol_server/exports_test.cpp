@@ -143,17 +143,19 @@ TEST_F(SymSrv, FailuresHaveTheirCodesAndAnEmptyPath) {
 TEST_F(SymSrv, LongPathsAreForCallersWhoHaveRoom) {
     const std::wstring deep(120, L'd');
     const auto store = fs::path(deep) / deep / deep;
-    const auto path = put(store).native();
+    const auto path = (root_.path() / store / "app.pdb" / id_index / "app.pdb").native();
+    put("store");
+    std::wstring buffer(path.size() + 2, canary);
+    const auto find_sized = [&](std::size_t size) {
+        return QV_EXPORTED(QvSymbolServerW)((at(store) + L"*" + at("store")).c_str(), L"app.pdb", &id, age, 0,
+                                            buffer.data(), size);
+    };
+    EXPECT_TRUE(find_sized(path.size() + 1));
+    EXPECT_EQ(buffer, path + L'\0' + canary) << "copied there";
+    EXPECT_FALSE(find_sized(path.size()));
     EXPECT_EQ(find(at(store)), L"");
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
     EXPECT_EQ(find(at("cache") + L"*" + at(store)), put("cache"));
-    std::wstring buffer(path.size() + 2, canary);
-    const auto find_sized = [&](std::size_t size) {
-        return QV_EXPORTED(QvSymbolServerW)(at(store).c_str(), L"app.pdb", &id, age, 0, buffer.data(), size);
-    };
-    EXPECT_TRUE(find_sized(path.size() + 1));
-    EXPECT_EQ(buffer, path + L'\0' + canary);
-    EXPECT_FALSE(find_sized(path.size()));
 }
 
 TEST_F(SymSrv, NarrowFormRefusesAPathThatItsCodePageLacks) {

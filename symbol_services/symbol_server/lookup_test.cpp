@@ -128,14 +128,6 @@ TEST_F(Lookup, ReasonsForNoAnswer) {
     EXPECT_EQ(find(at("s") + L"*" + at("store"), length - 1).path, file_in("s"));
 }
 
-TEST_F(Lookup, StoresUnderLongPathsServeAndAreFilled) {
-    const std::wstring deep(120, L'd');
-    const auto store = fs::path(deep) / deep / deep;
-    put("store");
-    EXPECT_EQ(find(at(store) + L"*" + at("store")).path, file_in(store));
-    EXPECT_EQ(find(at("cache") + L"*" + at(store)).path, file_in("cache"));
-}
-
 TEST_F(Lookup, RelativeStoreIsAnsweredAsAnAbsolutePath) {
     put("store");
     const auto before = fs::current_path();
