@@ -65,8 +65,9 @@ TEST(SecurityAttributes, PipeReportsTheDescriptorItWasCreatedWith) {
     {
         security_attributes attributes;
         EXPECT_FALSE(attributes.get()->bInheritHandle);
-        pipe.reset(valid_handle_or_null(CreateNamedPipeW(L"\\\\.\\pipe\\qv_security_test", PIPE_ACCESS_DUPLEX, 0, 1,
-                                                         256, 256, 1000, attributes.get())));
+        const auto name = L"\\\\.\\pipe\\qv_security_test_" + std::to_wstring(GetCurrentProcessId());
+        pipe.reset(valid_handle_or_null(
+            CreateNamedPipeW(name.c_str(), PIPE_ACCESS_DUPLEX, 0, 1, 256, 256, 1000, attributes.get())));
     }
     PACL dacl = nullptr, sacl = nullptr;
     PSID owner = nullptr;
