@@ -127,6 +127,7 @@ std::vector<expected_module> load_expected(const fs::path& folder) {
     for (const auto& entry : fs::recursive_directory_iterator(folder))
         if (text::to_wide(entry.path().filename()).ends_with(L"expected.json")) files.insert(entry.path());
     std::vector<expected_module> modules;
+    modules.reserve(files.size());
     for (const auto& file : files) modules.push_back(parse(json::parse(read_file(file)), file.parent_path()));
     return modules;
 }
