@@ -51,7 +51,7 @@ std::vector<pdb_file> find_files(const module_info& module, const std::vector<st
     std::vector<pdb_file> files;
     for (const path& place : places_of(module, search_paths)) {
         boost::system::error_code ignored;
-        if (!boost::filesystem::is_regular_file(place, ignored)) continue;
+        if (!boost::filesystem::is_regular_file(text::to_system_path(place), ignored)) continue;
         pdb_file& file = files.emplace_back(pdb_file{place, {}, {}});
         try {
             file.identity = read_pdb_identity(place, module.symbols);

@@ -10,6 +10,7 @@
 
 #include "common/symbol_server/library.h"
 #include "qv/diagnostics/exception.h"
+#include "qv/text/path.h"
 
 namespace qv::profiler::pdb_server::symsrv_imports {
 namespace {
@@ -62,12 +63,13 @@ void init(boost::filesystem::path directory) {
         throw_error("Symbol server path isn't absolute", init_function, source, __LINE__,
                     errtag_directory_name_w{directory.native()});
     boost::system::error_code ignored;
-    if (!boost::filesystem::is_directory(directory, ignored))
+    if (!boost::filesystem::is_directory(text::to_system_path(directory), ignored))
         throw_error("Symbol server path doesn't exist", init_function, source, __LINE__,
                     errtag_directory_name_w{directory.native()});
 
     const auto path = (directory / L"SymSrv.dll").make_preferred();
-    library_hld loaded(LoadLibraryW(path.c_str()));
+    const auto name = text::to_system_path(path);
+    library_hld loaded(LoadLibraryW(name.c_str()));
     const DWORD error = GetLastError();
     const auto library = loaded ? std::make_shared<const symbol_server::library>(std::move(loaded)) : nullptr;
     current().replace(library);
