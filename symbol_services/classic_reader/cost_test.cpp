@@ -47,10 +47,13 @@ TEST(Cost, GrowsWithTheFileAndNoFaster) {
     }
 }
 
-// Where nothing is wrong everything is answered.
-TEST(Cost, LegalFilesAreAnsweredInFull) {
+// Where nothing is wrong.
+TEST(Cost, WhatIsLegalIsAnsweredInFull) {
     for (const auto& shape : test::classic_costly_shapes()) {
         const auto file = pdb::open(shape.make_files(1000).pdb);
+        if (shape.name == "OverlappingFiles") {
+            EXPECT_EQ(failure_of([&] { file->get_document(0); }), "") << "other entries of its table are broken";
+        }
         if (shape.name == "ManyBlocks" || shape.name == "AlternatingDocuments") {
             EXPECT_EQ(file->points(0x06000001).size(), 1000u);
         }

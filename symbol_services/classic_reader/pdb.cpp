@@ -149,7 +149,7 @@ source_names pdb::implementation::read_names_of_modules() const {
         seen.resize(strings().size());
         for (const auto place : module.files()) {
             const auto name = module.file(place).name;
-            if (name < seen.size() && seen[name]) continue;
+            if (!strings().has_name(name) || seen[name]) continue;
             const auto text = strings().text(name);
             seen[name] = true;
             places.emplace_back(sources.buffer.size(), text.size(), index);
@@ -209,8 +209,11 @@ std::vector<sequence_point> pdb::implementation::points(const found_procedure& p
 pdb::implementation::file_list pdb::implementation::make_file_list(std::uint32_t module) const {
     const auto& own = lines(module);
     file_list files;
-    for (const auto place : own.files())
-        if (const auto document = document_of(own.file(place).name)) files.emplace_back(*document, place);
+    for (const auto place : own.files()) {
+        const auto name = own.file(place).name;
+        if (!strings().has_name(name)) continue;  // the others are all there
+        if (const auto document = document_of(name)) files.emplace_back(*document, place);
+    }
     std::sort(files.begin(), files.end());
     return files;
 }

@@ -29,14 +29,18 @@ string_table::string_table(const msf_stream& stream) : stream_(stream) {
     size_ = header.size;
 }
 
+bool string_table::has_name(std::uint32_t offset) const {
+    return offset < size_ &&
+           (offset == 0 || stream_.read_value<char>(sizeof(table_header) + std::uint64_t{offset} - 1) == '\0');
+}
+
 std::string string_table::text(std::uint32_t offset) const {
-    const std::uint64_t at = sizeof(table_header) + std::uint64_t{offset};
-    if (offset >= size_ || (offset != 0 && stream_.read_value<char>(at - 1) != '\0'))
+    if (!has_name(offset))
         throw_corrupt("Invalid name offset",
                       "class std::basic_string<char,struct std::char_traits<char>,class std::allocator<char> > __cdecl "
                       "qv::classic_reader::string_table::text(unsigned int) const",
                       source_name, __LINE__);
-    return stream_.text(at, std::min(size_ - offset, longest_name));
+    return stream_.text(sizeof(table_header) + std::uint64_t{offset}, std::min(size_ - offset, longest_name));
 }
 
 }  // namespace qv::classic_reader

@@ -24,6 +24,9 @@ public:
     // into the middle of a name is none. Throws "Invalid name offset" and what the stream throws.
     std::string text(std::uint32_t offset) const;
 
+    // Whether there is a name at the offset.
+    bool has_name(std::uint32_t offset) const;
+
     std::uint32_t size() const noexcept { return size_; }
 
 private:
