@@ -48,7 +48,7 @@ cost cost_of(const test::costly_shape& shape, std::size_t size) {
 
     test::largest_allocation = 0;
     [[maybe_unused]] const std::uint64_t before = work_done;
-    std::string outcome = "";
+    std::string outcome;
     const std::string failure = test::failure_of([&] { outcome = load(image); });
     return {outcome.empty() ? failure : outcome, work_done - before, test::largest_allocation,
             files.image.size() + files.pdb.size()};
