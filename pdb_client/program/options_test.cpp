@@ -74,7 +74,7 @@ TEST(Options, LinesThatAreRefused) {
         {{L"--spawn", L"method", L"m", L"0x06000000"}, bad_token},
         {{L"--spawn", L"method", L"m", L"0x07000001"}, bad_token},
         {{L"--spawn", L"method", L"m", L"0x1000000006000001"}, bad_token},
-        {{L"--spawn", L"method", L"m", L"0600000a"}, bad_token},
+        {{L"--spawn", L"method", L"m", L"0x0600000g"}, bad_token},
         {{L"--spawn", L"method", L"m", L"0x"}, bad_token},
         {{L"--spawn", L"--policy", L"256"}, "The policy is not a number from 0 to 255"},
         {{L"--spawn", L"--timeout", L"0"}, "The time-out is not a number of seconds from 1 to 86400"},
