@@ -231,7 +231,7 @@ TEST_F(NamedPipe, InstanceTakesTheNextClientAfterDisconnect) {
     reconnect();
     auto client = start([&] {
         client_.Write("ne", 2);
-        let_it_block();
+        client_.Flush();  // until the server has it
         client_.Write("xt", 2);
     });
     char received[5] = {};
@@ -267,11 +267,15 @@ TEST_F(NamedPipe, ClientThatHasGoneIsAFailureEverywhere) {
     EXPECT_THAT(failure_of([&] { server_.Write(&byte, 1); }), testing::StartsWith("Can't write data ("));
 }
 
-// A clock that jumps at every look.
-template <DWORD Step>
-DWORD WINAPI jumping_tick() {
+// A clock with which nearly all of a connection's time passes after the first look, and one that runs on.
+DWORD WINAPI late_tick() {
+    static int looks = 0;
+    return looks++ == 0 ? 0 : stop_grace::total_milliseconds - 100;
+}
+
+DWORD WINAPI running_tick() {
     static DWORD now = 0;
-    return now += Step;
+    return now += 200;
 }
 
 TEST_F(NamedPipe, AfterTheStopAnAnswerStillReachesWhoReadsIt) {
@@ -293,10 +297,9 @@ TEST_F(NamedPipe, AfterTheStopAnAnswerStillReachesWhoReadsIt) {
 }
 
 TEST_F(NamedPipe, AfterTheStopWhoNeverReadsIsCutOff) {
-    // Nearly all of the connection's time passes with the first look at the clock.
-    const test::replaced_import clock("GetTickCount",
-                                      reinterpret_cast<void*>(&jumping_tick<stop_grace::total_milliseconds - 100>));
+    const test::replaced_import clock("GetTickCount", reinterpret_cast<void*>(&late_tick));
     const bytes sent = pattern(100000);
+    server_.Write("abc", 3);
     auto writer = start([&] { server_.Write(sent.data(), sent.size()); });
     let_it_block();
     SetEvent(stop_.get());
@@ -310,14 +313,18 @@ TEST_F(NamedPipe, AfterTheStopWhoNeverReadsIsCutOff) {
 }
 
 TEST_F(NamedPipe, AfterTheStopWhoNeverEndsIsCutOff) {
-    const test::replaced_import clock("GetTickCount", reinterpret_cast<void*>(&jumping_tick<200>));
+    const test::replaced_import clock("GetTickCount", reinterpret_cast<void*>(&running_tick));
     const bytes flood = pattern(16384);
     SetEvent(stop_.get());
     auto client = start([&] {
         for (;;) client_.Write(flood.data(), flood.size());
     });
-    bytes received(64 * flood.size());
-    EXPECT_EQ(failure_of([&] { server_.Read(received.data(), received.size()); }), aborted);
+    // Its time is that of all transfers together.
+    bytes received(2 * flood.size());
+    EXPECT_EQ(failure_of([&] {
+                  for (int i = 0; i < 64; ++i) server_.Read(received.data(), received.size());
+              }),
+              aborted);
     server_.Disconnect();
     EXPECT_NE(client.get(), "");
 }
