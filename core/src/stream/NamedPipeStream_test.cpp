@@ -218,6 +218,7 @@ BOOL WINAPI note_write(HANDLE file, const void* data, DWORD size, DWORD* written
 TEST_F(NamedPipe, LongWriteGoesOutInPartsOf16384) {
     const test::replaced_import note("WriteFile", reinterpret_cast<void*>(&note_write));
     write_file = note.original();
+    asked.clear();
     const bytes sent = pattern(40000);
     auto writer = start([&] { server_.Write(sent.data(), sent.size()); });
     bytes received(sent.size());
@@ -268,8 +269,9 @@ TEST_F(NamedPipe, ClientThatHasGoneIsAFailureEverywhere) {
 }
 
 // A clock with which nearly all of a connection's time passes after the first look, and one that runs on.
+int looks = 0;
+
 DWORD WINAPI late_tick() {
-    static int looks = 0;
     return looks++ == 0 ? 0 : stop_grace::total_milliseconds - 100;
 }
 
@@ -298,6 +300,7 @@ TEST_F(NamedPipe, AfterTheStopAnAnswerStillReachesWhoReadsIt) {
 
 TEST_F(NamedPipe, AfterTheStopWhoNeverReadsIsCutOff) {
     const test::replaced_import clock("GetTickCount", reinterpret_cast<void*>(&late_tick));
+    looks = 0;
     const bytes sent = pattern(100000);
     server_.Write("abc", 3);
     auto writer = start([&] { server_.Write(sent.data(), sent.size()); });
