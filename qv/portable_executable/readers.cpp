@@ -92,7 +92,6 @@ core_stream_adapter::core_stream_adapter(IReadSeekCoreStream& stream) : stream_(
 }
 
 void core_stream_adapter::read(void* destination, std::uint64_t size) {
-    count_work(size);
     if (!is_read_ahead(size) && size <= std::min(end_ - position_, longest_ahead)) read_ahead();
     if (is_read_ahead(size)) {
         std::copy_n(ahead_.begin() + static_cast<std::ptrdiff_t>(position_ - ahead_begin_), size,
@@ -102,6 +101,7 @@ void core_stream_adapter::read(void* destination, std::uint64_t size) {
         stream_.Read(destination, size);
     }
     position_ += size;
+    count_work(size);  // of a read that fails nothing is done
 }
 
 void core_stream_adapter::seek(std::int64_t position) {
