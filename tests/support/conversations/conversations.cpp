@@ -79,9 +79,10 @@ GUID mvid_of(const boost::filesystem::path& image) {
 }
 
 bytes handshake(unsigned char policy, const std::vector<std::string>& search_paths) {
-    bytes options = bytes{policy} + written([&](MemoryStream& s) { s.WritePacked(search_paths.size()); });
-    for (const auto& path : search_paths) options = options + text(path);
-    return version + packet(0xE0, options);
+    return version + packet(0xE0, bytes{policy} + written([&](MemoryStream& s) {
+                                      s.WritePacked(search_paths.size());
+                                      for (const auto& path : search_paths) s.WriteText(path);
+                                  }));
 }
 
 bytes handshake_answer() {
