@@ -106,6 +106,8 @@ TEST(Msf, HostileContainersAreRefused) {
 TEST(Msf, BrokenStreamFailsAlone) {
     auto file = write_msf({bytes(), numbered(1500), bytes{1, 2, 3}});
     const auto first_page_number = file.size() - 2 * 512 + 4 + 3 * 4;
+    poke(file, first_page_number + 4, 5, 4);  // pages 3, 5 and 5
+    EXPECT_EQ(msf_file(source(file)).stream(1).read_value<unsigned char>(512), numbered(1025).back());
     poke(file, first_page_number + 4, 0x00FFFFFF, 4);
     const msf_file msf(source(file));
     EXPECT_EQ(failure_of([&] { msf.stream(1).bytes(); }), "PDB page outside the file, 806d000e");
