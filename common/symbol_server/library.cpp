@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <vector>
 
+#include "qv/text/path.h"
+
 namespace qv::symbol_server {
 namespace {
 
@@ -11,9 +13,6 @@ using set_options_function = BOOL(WINAPI*)(UINT_PTR options, ULONG64 data);
 
 constexpr UINT_PTR ssrvopt_guidptr = 0x8;  // the id is given as a pointer to a GUID
 constexpr ULONG64 option_on = 1;
-
-// Win32 knows no longer path.
-constexpr std::size_t longest_path = 32767;
 
 template <class Function>
 Function entry_point(HMODULE library, const char* name) noexcept {
@@ -66,7 +65,7 @@ boost::filesystem::path library::find(const std::wstring& parameters, const std:
                                       std::uint32_t age) const {
     GUID key = id;
     if (sized_find_ != nullptr) {
-        std::vector<wchar_t> found(longest_path + 1);
+        std::vector<wchar_t> found(text::longest_path + 1);
         if (!sized_find_(parameters.c_str(), file_name.c_str(), &key, age, 0, found.data(), found.size())) return {};
         return boost::filesystem::path(found.data());
     }

@@ -23,9 +23,6 @@ using portable_executable::image_debug_entry;
 constexpr std::uint32_t rsds_signature = 0x53445352;  // "RSDS"
 constexpr std::size_t codeview_header_size = 24;
 
-// No system opens a file by a longer path (Windows has the longest ones), so that it names no file.
-constexpr std::size_t longest_path = 32'767;
-
 // An image names one portable PDB, and perhaps those of what it was made from; for each of them all places are
 // searched.
 constexpr unsigned most_records = 16;
@@ -105,7 +102,7 @@ std::shared_ptr<module_data> try_load_module(const GUID& mvid, const portable_ex
     for (const auto& entry : image.debug_entries) {
         const auto record = read_codeview(entry);
         // A portable PDB always has the age 1; no file can satisfy a record with another one.
-        if (!record || record->age != 1 || record->path.size() > longest_path) continue;
+        if (!record || record->age != 1 || record->path.size() > text::longest_path) continue;
         if (++records > most_records)
             throw_error("Too many portable PDB records",
                         "class std::shared_ptr<struct qv::profiler::pdb_server::module_data> __cdecl "

@@ -42,7 +42,8 @@ public:
         : search_(search), record_(record), name_(record.file_name()), refusal_(refusal) {}
 
     std::optional<located_pdb> run() {
-        if (name_.empty() || !(try_original_path() || try_reference_path() || try_search_path())) return std::nullopt;
+        if (name_.empty() || record_.path.size() > text::longest_path) return std::nullopt;
+        if (!(try_original_path() || try_reference_path() || try_search_path())) return std::nullopt;
         return std::move(found_);
     }
 

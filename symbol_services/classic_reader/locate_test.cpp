@@ -110,6 +110,8 @@ TEST_F(Locate, RecordedPathsAreNotTrusted) {
     search.records[0].path = L"..\\..\\obj/../module.pdb";  // only its last part counts
     const auto beside = write("bin/module.pdb");
     EXPECT_EQ(locate_pdb(search).path, beside);
+    search.records[0].path.insert(0, text::longest_path, L'a');  // not even that part, where no file has such a path
+    EXPECT_EQ(failure(), "PDB file not found, 806d0005");
 }
 
 TEST(CodeView, OtherDataIsNone) {

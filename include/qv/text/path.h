@@ -4,9 +4,14 @@
 #pragma once
 
 #include <boost/filesystem/path.hpp>
+#include <cstddef>
 #include <string>
 
 namespace qv::text {
+
+// In UTF-16 code units. Windows knows no longer paths, and other systems only shorter ones: a longer text names no
+// file.
+constexpr std::size_t longest_path = 32'767;
 
 // Throws std::runtime_error where the text is malformed UTF-16 and the file system speaks UTF-8.
 boost::filesystem::path to_path(const std::wstring& utf16);
@@ -18,10 +23,9 @@ std::wstring to_wide(const boost::filesystem::path& path);
 // everywhere only with a prefix. Everywhere else it is the path as given.
 boost::filesystem::path to_system_path(const boost::filesystem::path& path);
 
-// The rule behind it, for a path written as Windows does: an absolute path that is too long for MAX_PATH gets the
-// prefix
-// "\\?\" or "\\?\UNC\" and is normalised, because behind the prefix the system takes every character literally. Any
-// other path (short, relative, or with a prefix already) comes back as it is.
+// The rule behind it, for a path written as Windows does: an absolute path that is too long for MAX_PATH is normalised
+// and gets a prefix, "\\?\" or "\\?\UNC\", behind which the system takes every character literally. Any other path
+// (short, relative, or with a prefix already) comes back as it is.
 std::wstring to_long_path(const std::wstring& path);
 
 }  // namespace qv::text
