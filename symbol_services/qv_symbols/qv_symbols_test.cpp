@@ -4,6 +4,7 @@
 // after <windows.h>
 #include <objbase.h>
 #include <olectl.h>
+#include <shlwapi.h>
 
 #include <boost/filesystem/operations.hpp>
 #include <thread>
@@ -20,14 +21,13 @@
 namespace qv::symbols {
 namespace {
 
+using ::testing::Each;
 using ::testing::ElementsAre;
 using testing::sample_module;
 
 constexpr HRESULT pdb_not_found = static_cast<HRESULT>(0x806D0005);
 constexpr HRESULT pdb_of_another_age = static_cast<HRESULT>(0x806D0007);
 constexpr HRESULT pdb_not_there = static_cast<HRESULT>(0x806D0014);
-constexpr ULONG32 policy = com::allow_original_path_access | com::allow_reference_path_access;
-constexpr com::token first_method = 0x06000001;
 constexpr ULONG32 hidden = 0xFEEFEE;
 
 // The test programs lie beside the folder of the product's programs.
@@ -73,7 +73,7 @@ protected:
     }
 
     HRESULT open(const boost::filesystem::path& image, com_hld<com::ISymUnmanagedReader>& reader,
-                 const std::wstring& search_path = L"", ULONG32 with_policy = policy) {
+                 const std::wstring& search_path = L"", ULONG32 with_policy = com::allow_reference_path_access) {
         return binder->GetReaderForFile2(open_scope(image).get(), image.c_str(), search_path.c_str(), with_policy,
                                          reader.put());
     }
@@ -82,19 +82,6 @@ protected:
         com_hld<com::ISymUnmanagedReader> reader;
         EXPECT_EQ(open(module.image, reader), S_OK);
         return reader;
-    }
-
-    static com_hld<com::ISymUnmanagedMethod> method(const com_hld<com::ISymUnmanagedReader>& reader, com::token token) {
-        com_hld<com::ISymUnmanagedMethod> found;
-        EXPECT_EQ(reader->GetMethod(token, found.put()), S_OK);
-        return found;
-    }
-
-    static com_hld<com::ISymUnmanagedDocument> document(const com_hld<com::ISymUnmanagedReader>& reader,
-                                                        std::wstring url) {
-        com_hld<com::ISymUnmanagedDocument> found;
-        EXPECT_EQ(reader->GetDocument(url.data(), GUID{}, GUID{}, GUID{}, found.put()), S_OK);
-        return found;
     }
 
     com_hld<com::IMetaDataDispenser> dispenser = create<com::IMetaDataDispenser>(com::clsid_metadata_dispenser);
@@ -108,7 +95,6 @@ TEST_F(SymbolLibrary, FactoriesAnswerByTheRulesOfCom) {
     com_hld<IClassFactory> factory;
     ASSERT_EQ(get_class_object(com::clsid_symbol_binder, com::iid_of<IClassFactory>, factory.put_void()), S_OK);
     EXPECT_EQ(factory->CreateInstance(binder.get(), com::iid_of<IUnknown>, &object), CLASS_E_NOAGGREGATION);
-    object = this;
     EXPECT_EQ(factory->CreateInstance(nullptr, com::iid_of<com::IMetaDataDispenser>, &object), E_NOINTERFACE);
     EXPECT_EQ(object, nullptr);
     EXPECT_EQ(binder.query<IUnknown>().get(), binder.query<com::ISymUnmanagedBinder>().query<IUnknown>().get());
@@ -152,112 +138,111 @@ TEST_F(SymbolLibrary, ScopesTellNameAndMvidOfManagedImages) {
     EXPECT_EQ(failure(module.image.native(), 1), E_NOTIMPL) << "for writing";
 }
 
-TEST_F(SymbolLibrary, MethodsGiveTheirPoints) {
+TEST_F(SymbolLibrary, MethodsAndDocumentsGiveWhatIsRecordedUntilTheEnd) {
     const sample_module module, other_module;
-    const auto reader = open(module);
-    const auto found = method(reader, first_method);
-    ULONG32 count = 0;
-    EXPECT_EQ(found->GetSequencePointCount(&count), S_OK);
+    const auto reader = open(module), other_reader = open(other_module);
+    com_hld<com::ISymUnmanagedMethod> method, found;
+    com_hld<com::ISymUnmanagedDocument> document;
+    ULONG32 count = 0, value = 0;
+    ASSERT_EQ(reader->GetMethod(0x06000001, method.put()), S_OK);
+    EXPECT_EQ(reader->GetMethod(0x06000003, found.put()), E_FAIL);
+    EXPECT_EQ(method->GetSequencePointCount(&count), S_OK);
     ASSERT_EQ(count, 4u);
     std::vector<ULONG32> offsets(4), lines(4), columns(4), end_lines(4), end_columns(4);
     std::vector<com::ISymUnmanagedDocument*> documents(4);
-    EXPECT_EQ(found->GetSequencePoints(4, &count, offsets.data(), documents.data(), lines.data(), columns.data(),
-                                       end_lines.data(), end_columns.data()),
+    EXPECT_EQ(method->GetSequencePoints(4, &count, offsets.data(), documents.data(), lines.data(), columns.data(),
+                                        end_lines.data(), end_columns.data()),
               S_OK);
-    EXPECT_EQ(count, 4u);
     EXPECT_THAT(offsets, ElementsAre(0, 1, 7, 9));
     EXPECT_THAT(lines, ElementsAre(10, 11, hidden, 13));
     EXPECT_THAT(columns, ElementsAre(5, 9, 0, 5));
     EXPECT_THAT(end_lines, ElementsAre(10, 12, hidden, 13));
     EXPECT_THAT(end_columns, ElementsAre(6, 20, 0, 6));
-    for (auto* given : documents) com_hld<com::ISymUnmanagedDocument> {
-            given
-            } -> GetURL(0, &count, nullptr);
-    EXPECT_EQ(found->GetSequencePoints(2, &count, offsets.data(), nullptr, nullptr, nullptr, nullptr, nullptr), S_OK);
+    for (auto* const given : documents) given->Release();
+    EXPECT_EQ(method->GetSequencePoints(2, &count, offsets.data(), nullptr, nullptr, nullptr, nullptr, nullptr), S_OK);
     EXPECT_EQ(count, 2u);
     BOOL has_source = FALSE;
-    EXPECT_EQ(found->GetSourceStartEnd(nullptr, lines.data(), nullptr, &has_source), S_OK);
+    EXPECT_EQ(method->GetSourceStartEnd(nullptr, lines.data(), nullptr, &has_source), S_OK);
     EXPECT_THAT(lines, ElementsAre(10, 13, hidden, 13));
-    com_hld<com::ISymUnmanagedMethod> none;
-    EXPECT_EQ(reader->GetMethod(0x06000003, none.put()), E_FAIL);
     int version = 0;
-    EXPECT_EQ(reader->GetMethodVersion(found.get(), &version), S_OK);
+    EXPECT_EQ(reader->GetMethodVersion(method.get(), &version), S_OK);
     EXPECT_EQ(version, 1);
-    EXPECT_EQ(open(other_module)->GetMethodVersion(found.get(), &version), E_INVALIDARG);
-    EXPECT_EQ(version, 0);
+    EXPECT_EQ(other_reader->GetMethodVersion(method.get(), &version), E_INVALIDARG);
+
+    wchar_t url[] = L"c:/code/SECOND.cs";
+    ASSERT_EQ(reader->GetDocument(url, GUID{}, GUID{}, GUID{}, document.put()), S_OK);
+    EXPECT_EQ(document->GetURL(18, &count, url), S_OK);
+    EXPECT_STREQ(url, L"C:\\Code\\Second.cs");
+    EXPECT_EQ(document->GetURL(18, &count, nullptr), E_INVALIDARG);
+    EXPECT_EQ(other_reader->GetMethodFromDocumentPosition(document.get(), 9, 0, found.put()), E_INVALIDARG);
+    ASSERT_EQ(reader->GetMethodFromDocumentPosition(document.get(), 9, 0, found.put()), S_OK);
+    EXPECT_EQ(found->GetToken(&value), S_OK);
+    EXPECT_EQ(value, 0x06000004u);
+    EXPECT_EQ(found->GetOffset(document.get(), 9, 5, &value), S_OK);
+    EXPECT_EQ(value, 2u);
+    EXPECT_EQ(found->GetOffset(document.get(), 9, 7, &value), E_FAIL);
+    EXPECT_EQ(found->GetOffset(document.get(), 8, 0, &value), E_FAIL);
+    EXPECT_EQ(document->FindClosestLine(8, &value), S_OK);
+    EXPECT_EQ(value, 9u);
+    EXPECT_EQ(reader.query<com::ISymUnmanagedDispose>()->Destroy(), S_OK);
+    EXPECT_TRUE(boost::filesystem::remove(module.pdb));
+
+    // Nothing answers any more, and no output keeps what stood in it before: a caller may release what he finds.
+    void* objects[] = {this, this, this, this};
+    ULONG32 counts[] = {7, 7, 7, 7};
+    const HRESULT answers[] = {
+        reader->GetMethod(0x06000001, reinterpret_cast<com::ISymUnmanagedMethod**>(&objects[0])),
+        reader->GetDocuments(1, &counts[0], reinterpret_cast<com::ISymUnmanagedDocument**>(&objects[1])),
+        method->GetSequencePoints(1, &counts[1], nullptr, reinterpret_cast<com::ISymUnmanagedDocument**>(&objects[2]),
+                                  nullptr, nullptr, nullptr, nullptr),
+        method->GetRootScope(reinterpret_cast<IUnknown**>(&objects[3])),
+        method->GetToken(&counts[2]),
+        document->GetURL(18, &counts[3], url),
+        reader.query<com::ISymUnmanagedDispose>()->Destroy(),
+    };
+    EXPECT_THAT(answers, Each(com::e_sym_destroyed));
+    EXPECT_THAT(objects, Each(nullptr));
+    EXPECT_THAT(counts, Each(0u));
+    EXPECT_STREQ(url, L"");
 }
 
-TEST_F(SymbolLibrary, DocumentsTellWhatIsRecordedAndLeadToMethods) {
-    const sample_module module, other_module;
-    const auto reader = open(module);
-    const auto first = document(reader, L"c:/code/FIRST.cs"), second = document(reader, L"C:\\Code\\Second.cs");
-    ULONG32 count = 0;
-    WCHAR url[17];
-    EXPECT_EQ(first->GetURL(17, &count, url), S_OK);
-    EXPECT_STREQ(url, L"C:\\Code\\First.cs");
-    EXPECT_EQ(first->GetURL(17, &count, nullptr), E_INVALIDARG);
+TEST_F(SymbolLibrary, SourceServerDataAndChecksumsAreTheCallers) {
+    auto description = test::sample_pdb_description();
+    description.named = {{"srcsrv", {'S', 'R', 'C'}}};
+    const sample_module module(description), without;
+    ULONG size = 0;
+    BYTE* data = nullptr;
+    EXPECT_EQ(open(module).query<com::ISymUnmanagedSourceServerModule>()->GetSourceServerData(&size, &data), S_OK);
+    EXPECT_EQ(std::string(data, data + size), "SRC");
+    CoTaskMemFree(data);
+    EXPECT_EQ(open(without).query<com::ISymUnmanagedSourceServerModule>()->GetSourceServerData(&size, &data), S_OK);
+    EXPECT_EQ(data, nullptr);
+
+    com_hld<com::ISymUnmanagedDocument> document;
+    wchar_t url[] = L"C:\\Code\\First.cs";
+    ASSERT_EQ(open(module)->GetDocument(url, GUID{}, GUID{}, GUID{}, document.put()), S_OK);
     GUID algorithm{};
-    EXPECT_EQ(first->GetCheckSumAlgorithmId(&algorithm), S_OK);
+    EXPECT_EQ(document->GetCheckSumAlgorithmId(&algorithm), S_OK);
     EXPECT_EQ(algorithm.Data1, 0xFF1816ECu);
     BYTE checksum[64] = {};
-    EXPECT_EQ(first->GetCheckSum(64, &count, checksum), S_OK);
+    ULONG32 count = 0;
+    EXPECT_EQ(document->GetCheckSum(64, &count, checksum), S_OK);
     EXPECT_EQ(count, 20u);
     EXPECT_EQ(checksum[19], 0xA1);
-
-    com_hld<com::ISymUnmanagedMethod> found;
-    ASSERT_EQ(reader->GetMethodFromDocumentPosition(second.get(), 9, 0, found.put()), S_OK);
-    com::token token = 0;
-    EXPECT_EQ(found->GetToken(&token), S_OK);
-    EXPECT_EQ(token, 0x06000004u);
-    ULONG32 value = 0;
-    EXPECT_EQ(found->GetOffset(second.get(), 9, 5, &value), S_OK);
-    EXPECT_EQ(value, 2u);
-    EXPECT_EQ(found->GetOffset(second.get(), 9, 7, &value), E_FAIL);
-    EXPECT_EQ(found->GetOffset(second.get(), 8, 0, &value), E_FAIL);
-    EXPECT_EQ(second->FindClosestLine(8, &value), S_OK);
-    EXPECT_EQ(value, 9u);
-    EXPECT_EQ(open(other_module)->GetMethodFromDocumentPosition(second.get(), 9, 0, found.put()), E_INVALIDARG);
 }
 
-TEST_F(SymbolLibrary, SourceServerDataIsTheCallers) {
-    const std::pair<decltype(test::pdb_description::named), std::string> cases[] = {
-        {{}, ""},
-        {{{"srcsrv", {'S', 'R', 'C'}}, {"sourcelink", {'{', '}'}}}, "SRC"},
-        {{{"sourcelink", {'{', '}'}}}, "{}"},
-        {{{"sourcelink", {'{', '}'}}}, "{}"},
-    };
-    for (const auto& [streams, expected] : cases) {
-        auto description = test::sample_pdb_description();
-        description.named = streams;
-        const sample_module module(description);
-        ULONG size = 9;
-        BYTE* data = nullptr;
-        EXPECT_EQ(open(module).query<com::ISymUnmanagedSourceServerModule>()->GetSourceServerData(&size, &data), S_OK);
-        EXPECT_EQ(std::string(data, data + size), expected);
-        CoTaskMemFree(data);
-    }
-}
-
-TEST_F(SymbolLibrary, FilesAreFoundByPolicyAndPath) {
+TEST_F(SymbolLibrary, PolicySearchPathAndStreamsAreHandedOn) {
     const sample_module module;
-    const auto elsewhere = module.directory.copy(module.pdb, "elsewhere/module.pdb").parent_path();
-    module.directory.copy(module.pdb, L"store/module.pdb/7D3BE11C9BD24CA7A6261C82B93935A93/module.pdb");
-    const auto cached = L"cache*" + (module.directory.path() / "cache").native() + L";srv*";
-    const auto store = cached + (module.directory.path() / "store").native();
+    const auto elsewhere = module.directory.copy(module.pdb, "elsewhere/module.pdb");
     com_hld<com::ISymUnmanagedReader> reader;
     EXPECT_EQ(open(module.image, reader, L"", com::allow_original_path_access), pdb_not_found);
-    EXPECT_EQ(open(module.image, reader, store, com::allow_original_path_access), pdb_not_found);
-    EXPECT_EQ(open(module.image, reader, cached + L"C:\\nowhere", com::allow_symbol_server_access), pdb_not_found);
-    EXPECT_EQ(open(module.image, reader, elsewhere.native(), 0), S_OK);
-    // Through the SymSrv.dll beside the library.
-    EXPECT_EQ(open(module.image, reader, store, com::allow_symbol_server_access), S_OK);
+    EXPECT_EQ(open(module.image, reader, elsewhere.parent_path().native(), 0), S_OK);
     ULONG32 count = 0;
     std::vector<WCHAR> name(MAX_PATH);
     EXPECT_EQ(reader->GetSymbolStoreFileName(MAX_PATH, &count, name.data()), S_OK);
-    EXPECT_TRUE(std::wstring(name.data()).starts_with((module.directory.path() / "cache").native()));
+    EXPECT_EQ(name.data(), elsewhere);
     EXPECT_EQ(binder->GetReaderForFile(open_scope(module.image).get(), module.image.c_str(), nullptr, reader.put()),
               S_OK);
-
     reader.reset();
     auto description = test::sample_pdb_description();
     ++description.age;
@@ -266,66 +251,12 @@ TEST_F(SymbolLibrary, FilesAreFoundByPolicyAndPath) {
     const auto bytes = test::pe_builder().metadata(test::image_metadata(sample_module::mvid).build()).build().data;
     const auto bare = module.directory.write("bare.dll", std::string(bytes.begin(), bytes.end()));
     EXPECT_EQ(open(bare, reader), pdb_not_there);
-}
 
-TEST_F(SymbolLibrary, StreamsAreReadWhole) {
-    const auto bytes = test::write_pdb(test::sample_pdb_description());
     com_hld<IStream> stream;
-    ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, stream.put()), S_OK);
-    ASSERT_EQ(stream->Write(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr), S_OK);
-    ASSERT_EQ(stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, nullptr), S_OK);
-    com_hld<com::ISymUnmanagedReader> reader;
+    ASSERT_EQ(SHCreateStreamOnFileW(elsewhere.c_str(), STGM_READ, stream.put()), S_OK);
     EXPECT_EQ(binder->GetReaderFromStream(dispenser.get(), stream.get(), reader.put()), S_OK);
-    method(reader, first_method);
     // The stream stands at its end now, where there is no file.
     EXPECT_TRUE(FAILED(binder->GetReaderFromStream(dispenser.get(), stream.get(), reader.put())));
-}
-
-// Nothing answers any more, and no output keeps what stood in it before: a caller may release what he finds.
-TEST_F(SymbolLibrary, AfterDestroyTheFileIsFreeAndOutputsAreEmpty) {
-    const sample_module module;
-    const auto reader = open(module);
-    const auto found = method(reader, first_method);
-    const auto first = document(reader, L"C:\\Code\\First.cs");
-    EXPECT_EQ(reader.query<com::ISymUnmanagedDispose>()->Destroy(), S_OK);
-    EXPECT_TRUE(boost::filesystem::remove(module.pdb));
-
-    std::vector<ULONG32> numbers(11, 7);
-    std::vector<void*> objects(9, this);
-    const auto number = numbers.begin();
-    const auto method_at = [&](std::size_t index) {
-        return reinterpret_cast<com::ISymUnmanagedMethod**>(&objects[index]);
-    };
-    const auto document_at = [&](std::size_t index) {
-        return reinterpret_cast<com::ISymUnmanagedDocument**>(&objects[index]);
-    };
-    wchar_t url[] = L"C:\\Code\\First.cs";
-    GUID guid{7, 0, 0, {}};
-    const HRESULT answers[] = {
-        reader->GetMethod(first_method, method_at(0)),
-        reader->GetMethodByVersion(first_method, 7, method_at(1)),
-        reader->GetMethodFromDocumentPosition(first.get(), 10, 0, method_at(2)),
-        reader->GetDocument(url, GUID{}, GUID{}, GUID{}, document_at(3)),
-        reader->GetDocuments(1, &number[0], document_at(4)),
-        reader->GetNamespaces(1, &number[1], reinterpret_cast<IUnknown**>(&objects[5])),
-        reader->GetSymbolStoreFileName(2, &number[2], url),
-        reader.query<com::ISymUnmanagedSourceServerModule>()->GetSourceServerData(
-            reinterpret_cast<ULONG*>(&number[3]), reinterpret_cast<BYTE**>(&objects[6])),
-        reader.query<com::ISymUnmanagedDispose>()->Destroy(),
-        found->GetToken(&number[4]),
-        found->GetSequencePointCount(&number[5]),
-        found->GetSequencePoints(1, &number[6], nullptr, document_at(7), nullptr, nullptr, nullptr, nullptr),
-        found->GetRootScope(reinterpret_cast<IUnknown**>(&objects[8])),
-        first->GetURL(0, &number[7], nullptr),
-        first->GetCheckSum(0, &number[8], nullptr),
-        first->GetCheckSumAlgorithmId(&guid),
-        first->GetSourceLength(&number[9]),
-        first->FindClosestLine(1, &number[10]),
-    };
-    EXPECT_THAT(answers, ::testing::Each(com::e_sym_destroyed));
-    EXPECT_THAT(objects, ::testing::Each(nullptr));
-    EXPECT_THAT(numbers, ::testing::Each(0u));
-    EXPECT_EQ(guid.Data1 + url[0], 0u);
 }
 
 const std::wstring binder_key = L"CLSID\\{0A29FF9E-7F9C-4437-8B11-F424491E3931}";

@@ -82,8 +82,6 @@ TEST_F(SymSrv, EveryFormFinds) {
     EXPECT_EQ(narrow_, path.string());
     EXPECT_TRUE(QV_EXPORTED(SymbolServerByIndex)(store.c_str(), "app.pdb", index_of(&id, age).c_str(), narrow_));
     EXPECT_EQ(narrow_, path.string());
-    EXPECT_FALSE(QV_EXPORTED(SymbolServerByIndex)(store.c_str(), "app.pdb", "..", narrow_));
-    EXPECT_STREQ(narrow_, "");
 }
 
 TEST_F(SymSrv, IndexLeavesOutWhatIsZero) {
@@ -142,20 +140,16 @@ TEST_F(SymSrv, FailuresHaveTheirCodesAndAnEmptyPath) {
 
 TEST_F(SymSrv, LongPathsAreForCallersWhoHaveRoom) {
     const std::wstring deep(120, L'd');
-    const auto store = fs::path(deep) / deep / deep;
-    const auto path = (root_.path() / store / "app.pdb" / id_index / "app.pdb").native();
-    put("store");
+    const std::wstring path = put(fs::path(deep) / deep / deep).native(), store = at(fs::path(deep) / deep / deep);
     std::wstring buffer(path.size() + 2, canary);
     const auto find_sized = [&](std::size_t size) {
-        return QV_EXPORTED(QvSymbolServerW)((at(store) + L"*" + at("store")).c_str(), L"app.pdb", &id, age, 0,
-                                            buffer.data(), size);
+        return QV_EXPORTED(QvSymbolServerW)(store.c_str(), L"app.pdb", &id, age, 0, buffer.data(), size);
     };
     EXPECT_TRUE(find_sized(path.size() + 1));
-    EXPECT_EQ(buffer, path + L'\0' + canary) << "copied there";
+    EXPECT_EQ(buffer, path + L'\0' + canary);
     EXPECT_FALSE(find_sized(path.size()));
-    EXPECT_EQ(find(at(store)), L"");
+    EXPECT_EQ(find(store), L"");
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
-    EXPECT_EQ(find(at("cache") + L"*" + at(store)), put("cache"));
 }
 
 TEST_F(SymSrv, NarrowFormRefusesAPathThatItsCodePageLacks) {

@@ -82,13 +82,25 @@ TEST_F(Lookup, LeftmostElementAnswers) {
     put("b");
     put("c");
     fs::create_directories(at("a"));
-    EXPECT_EQ(find(at("a") + L";srv*https://host/x*" + at("b") + L";" + at("c")).path, file_in("b"));
-    put("default");
-    EXPECT_EQ(find(L"srv*").path, file_in("default"));
     const auto before = fs::current_path();
     fs::current_path(root_.path());
     EXPECT_EQ(find(L"b").path, fs::current_path() / inside("b")) << "answered as an absolute path";
+    EXPECT_EQ(find(at("a") + L";srv*https://host/x*" + at("b") + L";" + at("c")).path, file_in("b"));
+    EXPECT_FALSE(fs::exists("https:")) << "no cache";
     fs::current_path(before);
+}
+
+TEST_F(Lookup, PrefixesAreOptionalAndOfAnyCase) {
+    put("store");
+    put("default");
+    for (const std::wstring prefix :
+         {L"", L"srv*", L"SRV*", L"Cache*", L"symsrv*symsrv.dll*", L"SymSrv*C:\\x\\SYMSRV.DLL*", L"symsrv*symsrv*",
+          L"symsrv*other.dll*default;", L";symsrv*;symsrv*xsymsrv.dll*;"})
+        EXPECT_EQ(find(prefix + at("store")).path, file_in("store")) << ::testing::PrintToString(prefix);
+    for (const std::wstring text : {L"", L"srv*", L"cache*", L"symsrv*symsrv.dll", L"gone;srv**x"})
+        EXPECT_EQ(find(text).path, file_in("default")) << ::testing::PrintToString(text);
+    for (const auto& text : {L"symsrv*other.dll*" + at("store"), at("store") + L'\0' + L"x", std::wstring(L";")})
+        EXPECT_EQ(find(text).status, status::unreachable) << ::testing::PrintToString(text);
 }
 
 TEST_F(Lookup, HitIsCopiedIntoEveryWritableCacheOnItsLeft) {
@@ -119,7 +131,7 @@ TEST_F(Lookup, FailedCopyLeavesNothingAndAnswersTheOriginal) {
 TEST_F(Lookup, ReasonsForNoAnswer) {
     fs::create_directories(at("empty"));
     EXPECT_EQ(find(at("empty") + L";" + at("gone")).status, status::absent);
-    for (const auto& nowhere : {at("gone"), std::wstring(L";"), L"srv*\xD800" + at("")})
+    for (const auto& nowhere : {at("gone"), L"srv*\xD800" + at("")})
         EXPECT_EQ(find(nowhere).status, status::unreachable);
 
     put("store");

@@ -37,19 +37,5 @@ TEST(DevicePath, KnowsDevicesFromShares) {
         EXPECT_FALSE(is_device_path(path)) << testing::PrintToString(path);
 }
 
-TEST(PlainAbsolutePath, TakesSharesAndRefusesTheRest) {
-    EXPECT_TRUE(is_plain_absolute_path(L"\\\\host\\share\\a\\b.pdb"));
-    EXPECT_TRUE(is_plain_absolute_path(L"//host/share/b.pdb"));
-    for (const std::wstring path :
-         {L"", L"a\\b.pdb", L"\\\\host\\share", L"\\\\host\\share\\", L"\\\\host\\share\\..\\b",
-          L"\\\\host\\share\\NUL", L"\\\\host\\pipe\\a", L"\\\\host\\s\\a\\\\b"})
-        EXPECT_FALSE(is_plain_absolute_path(path)) << testing::PrintToString(path);
-#ifdef _WIN32
-    EXPECT_TRUE(is_plain_absolute_path(L"Z:/a/b.pdb"));
-    for (const std::wstring path : {L"\\a.pdb", L"c:a.pdb", L"c:\\", L"1:\\a.pdb", L"c:\\a\\..\\b.pdb", L"c:\\a.pdb:s"})
-        EXPECT_FALSE(is_plain_absolute_path(path)) << testing::PrintToString(path);
-#endif
-}
-
 }  // namespace
 }  // namespace qv::symbol_store

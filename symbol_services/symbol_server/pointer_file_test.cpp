@@ -15,11 +15,14 @@ TEST(PointerText, FirstLineNamesTheFile) {
 }
 
 TEST(PointerText, LeadsNowhere) {
-    for (const std::string text :
-         {"", "MSG: moved to tape", "MSG:\\\\host\\share\\a.pdb", "PATH:", "PATH:a.pdb", "a.pdb",
-          "\nPATH:\\\\host\\share\\a.pdb", "PATH:\\\\host\\share\\..\\a", "PATH:\\\\.\\pipe\\a",
-          "PATH:\\\\host\\share\\FILE.PTR", "PATH:\\\\h\\s\\a\xFF.pdb", "xPATH:\\\\host\\share\\a.pdb"})
+    for (const std::string text : {"", "MSG: moved to tape", "MSG:\\\\host\\share\\a.pdb", "PATH:", "a.pdb",
+                                   "\nPATH:\\\\host\\share\\a.pdb", "xPATH:\\\\host\\share\\a.pdb"})
         EXPECT_TRUE(parse_pointer(text).empty()) << text;
+    for (const std::string path :
+         {"a.pdb", "\\a.pdb", "c:a.pdb", "c:\\", "1:\\a.pdb", "c:\\a\\..\\b.pdb", "c:\\a.pdb:s", "\\\\host\\share",
+          "\\\\host\\share\\", "\\\\host\\share\\NUL", "\\\\host\\share\\a\\\\b", "\\\\host\\share\\..\\a",
+          "\\\\.\\pipe\\a", "\\\\host\\share\\FILE.PTR", "\\\\host\\share\\\xFF"})
+        EXPECT_TRUE(parse_pointer("PATH:" + path).empty()) << path;
 }
 
 }  // namespace
