@@ -16,12 +16,6 @@ std::vector<std::wstring> pieces_of(const search_path_list& elements) {
     return pieces;
 }
 
-TEST(SearchPaths, OfUsualLengthAreOnePiece) {
-    EXPECT_THAT(pieces_of({}), ElementsAre(L""));
-    EXPECT_THAT(pieces_of({L"C:\\a", L"", L"srv*C:\\c*\\\\host\\store", L"b", L""}),
-                ElementsAre(L"C:\\a;;srv*C:\\c*\\\\host\\store;b;"));
-}
-
 TEST(SearchPaths, LongListsComeInPiecesThatKnowTheCachesBeforeThem) {
     search_path_list many(2 * search_path_pieces::most_elements + 1, L"x");
     many[1] = L"CACHE*c";

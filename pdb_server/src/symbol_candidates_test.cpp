@@ -6,13 +6,11 @@
 #include "core/src/bridges/bridge_protocol.h"
 #include "diagnostics/exception_test_support.h"
 #include "qv/text/path.h"
-#include "tests/support/files/log_of.h"
 
 namespace qv::profiler::pdb_server {
 namespace {
 
 using namespace ::testing;
-using namespace qv::testing;
 using boost::filesystem::path;
 
 constexpr GUID pdb_guid = {0x01234567, 0x89ab, 0xcdef, {0x01, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef}};
@@ -36,7 +34,7 @@ protected:
                                                 EXPECT_TRUE(id == pdb_guid);
                                                 EXPECT_EQ(age, 0xFFFFFFFFu);
                                                 asked.push_back(parameters);
-                                                return answer;
+                                                return path();
                                             }};
         std::vector<path> places;
         symbol_candidates{image, elements, policy, services, stop}.offer(recorded, pdb_guid, [&](const path& place) {
@@ -50,7 +48,6 @@ protected:
     std::uint8_t policy = 0;
     stop_check stop;
     std::vector<std::wstring> asked;
-    path answer;
 };
 
 TEST_F(SymbolCandidates, ComeInOrder) {
@@ -75,20 +72,6 @@ TEST_F(SymbolCandidates, ComeOnceAndOnlyUntilAnswered) {
     EXPECT_EQ(places.size(), 5u);
     EXPECT_THAT(asked, ElementsAre(L"x"));
     EXPECT_EQ(offered(L"App.pdb", 2).size(), 2u);
-}
-
-TEST_F(SymbolCandidates, ComeFromSymbolServersThatMayBeAsked) {
-    elements = {"Cache*c", "symsrv*other.dll*x", "SRV*x"};
-    answer = rooted("cache/App.pdb");
-    const auto search = [&] { EXPECT_EQ(offered(L"_\\App.pdb", 4).size(), policy == 0 ? 2u : 4u); };
-    EXPECT_THAT(testing::log_of(16, search),
-                HasSubstr(" PP::LoadModule res=forbidden_by_policy path='symsrv*other.dll*x'\r\n"));
-    EXPECT_THAT(asked, IsEmpty());
-    policy = policy_symbol_server;
-    EXPECT_THAT(
-        testing::log_of(16, search),
-        AllOf(HasSubstr(" PP::LoadModule res=other_library path='symsrv*other.dll*x'\r\n"), Not(HasSubstr("SRV*x"))));
-    EXPECT_THAT(asked, ElementsAre(L"c", L"c*x")) << "caches serve what stands to their right";
 }
 
 TEST_F(SymbolCandidates, AreNotSoughtOnceTheServerStops) {

@@ -1,28 +1,17 @@
-// For tests: the platform's symbol reader written by hand. Windows only.
+// For tests: a symbol reader that fails and lies. Windows only.
 //
 // Every call fills its outputs and then answers what the script says, so that a failing call may have given something.
-// Counts may be made to lie, and a success other than S_OK gives no object: what a reader says is its own affair.
 #pragma once
-
-#include <algorithm>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "common/sdk_helpers.h"
 #include "qv/com/metadata_import.h"
-#include "qv/com/runtime_interfaces.h"
 #include "qv/com/unimplemented.h"
-#include "tests/support/com/fake_object.h"
+#include "tests/support/com/fake_runtimes.h"
 
 namespace qv::testing {
 
-struct fake_point {
-    ULONG32 offset, line;
-    std::optional<std::size_t> document;  // none: a null pointer is given
-};
-
-struct fake_module : com_script {
+// Has one method. A success other than S_OK gives no object.
+struct fake_module : fake_machine {
     struct document {
         std::wstring url;
         GUID algorithm{};
@@ -30,15 +19,11 @@ struct fake_module : com_script {
     };
 
     std::vector<document> documents;
-    std::map<com::token, std::vector<fake_point>> methods;
+    std::vector<std::size_t> points;  // the document of each; a null pointer for one that is not there
     std::vector<BYTE> source_server_data;
     std::map<std::string, ULONG32> claims;  // the counts that calls answer instead of the true ones
 
-    // What the classes over the reader were asked with.
-    std::wstring opened_image, searched_image;
-    std::vector<std::wstring> search_paths;
-    ULONG32 policy = 0;
-    bool importer_was_given = false;
+    std::vector<std::wstring> search_paths;  // that a reader was asked for
     int read_urls = 0, destroyed = 0, freed = 0;
 
     ULONG32 claim(const std::string& call, std::size_t size) const {
@@ -77,41 +62,37 @@ struct fake_document : fake_object<fake_module, com::unimplemented_document, com
 };
 
 struct fake_method : fake_object<fake_module, com::unimplemented_method, com::ISymUnmanagedMethod> {
-    fake_method(fake_module& module, const std::vector<fake_point>& points) : fake_object(module), points_(points) {}
+    using fake_object::fake_object;
 
     HRESULT STDMETHODCALLTYPE GetSequencePointCount(ULONG32* count) override {
-        *count = script_.claim("GetSequencePointCount", points_.size());
+        *count = script_.claim("GetSequencePointCount", script_.points.size());
         return script_.result_of("GetSequencePointCount");
     }
-    // One object for each document; of the positions only the first lines.
+    // One object for each document; the offsets count from 0, and there are no positions.
     HRESULT STDMETHODCALLTYPE GetSequencePoints(ULONG32 capacity, ULONG32* count, ULONG32* offsets,
-                                                com::ISymUnmanagedDocument** documents, ULONG32* lines, ULONG32*,
-                                                ULONG32*, ULONG32*) override {
+                                                com::ISymUnmanagedDocument** documents, ULONG32*, ULONG32*, ULONG32*,
+                                                ULONG32*) override {
         std::map<std::size_t, com_hld<fake_document>> objects;
-        for (std::size_t i = 0; i < std::min<std::size_t>(capacity, points_.size()); ++i) {
-            offsets[i] = points_[i].offset;
-            if (lines != nullptr) lines[i] = points_[i].line;
-            if (documents == nullptr || !points_[i].document) continue;
-            auto& object = objects[*points_[i].document];
-            if (!object) object = com_hld<fake_document>(new fake_document(script_, *points_[i].document));
+        for (ULONG32 i = 0; i < std::min<std::size_t>(capacity, script_.points.size()); ++i) {
+            offsets[i] = i;
+            const std::size_t document = script_.points[i];
+            if (documents == nullptr || document >= script_.documents.size()) continue;
+            auto& object = objects[document];
+            if (!object) object = com_hld<fake_document>(new fake_document(script_, document));
             documents[i] = com_hld<fake_document>(object).release();
         }
-        *count = script_.claim("GetSequencePoints", points_.size());
+        *count = script_.claim("GetSequencePoints", script_.points.size());
         return script_.result_of("GetSequencePoints");
     }
-
-    const std::vector<fake_point>& points_;
 };
 
 struct fake_reader : fake_object<fake_module, com::unimplemented_reader, com::ISymUnmanagedReader,
                                  com::ISymUnmanagedSourceServerModule, com::ISymUnmanagedDispose> {
     using fake_object::fake_object;
 
-    HRESULT STDMETHODCALLTYPE GetMethod(com::token method, com::ISymUnmanagedMethod** result) override {
-        const auto found = script_.methods.find(method);
-        if (found == script_.methods.end()) return E_FAIL;
+    HRESULT STDMETHODCALLTYPE GetMethod(com::token, com::ISymUnmanagedMethod** result) override {
         const HRESULT answer = script_.result_of("GetMethod");
-        if (answer == S_OK) *result = new fake_method(script_, found->second);
+        if (answer == S_OK) *result = new fake_method(script_);
         return answer;
     }
     HRESULT STDMETHODCALLTYPE GetSourceServerData(ULONG* size, BYTE** data) override {
@@ -128,10 +109,9 @@ struct fake_reader : fake_object<fake_module, com::unimplemented_reader, com::IS
 struct fake_dispenser : fake_object<fake_module, com::IMetaDataDispenser> {
     using fake_object::fake_object;
 
-    HRESULT STDMETHODCALLTYPE OpenScope(const WCHAR* file, DWORD flags, REFIID id, IUnknown** scope) override {
+    HRESULT STDMETHODCALLTYPE OpenScope(const WCHAR*, DWORD flags, REFIID id, IUnknown** scope) override {
         if (flags != 0 || !IsEqualGUID(id, com::iid_of<com::IMetaDataImport>)) return E_INVALIDARG;
-        script_.opened_image = file;
-        *scope = new testing::fake_object<fake_module, IUnknown>(script_);
+        *scope = new fake_object<fake_module, IUnknown>(script_);
         return script_.result_of("OpenScope");
     }
 };
@@ -139,12 +119,10 @@ struct fake_dispenser : fake_object<fake_module, com::IMetaDataDispenser> {
 struct fake_binder : fake_object<fake_module, com::ISymUnmanagedBinder2> {
     using fake_object::fake_object;
 
-    HRESULT STDMETHODCALLTYPE GetReaderForFile2(IUnknown* importer, const WCHAR* file, const WCHAR* search_path,
-                                                ULONG32 policy, com::ISymUnmanagedReader** reader) override {
-        script_.importer_was_given = importer != nullptr;
-        script_.searched_image = file;
+    HRESULT STDMETHODCALLTYPE GetReaderForFile2(IUnknown* importer, const WCHAR*, const WCHAR* search_path, ULONG32,
+                                                com::ISymUnmanagedReader** reader) override {
+        if (importer == nullptr) return E_POINTER;
         script_.search_paths.emplace_back(search_path);
-        script_.policy = policy;
         const HRESULT result = script_.result_of("GetReaderForFile2");
         if (result == S_OK) *reader = new fake_reader(script_);
         return result;
