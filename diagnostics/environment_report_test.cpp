@@ -56,9 +56,7 @@ TEST(EnvironmentReport, LocalTimeWestOfUtcAndBeforeThePreviousMidnight) {
 TEST(EnvironmentReport, SystemAnswersWhatItMust) {
     const environment values = query_environment();
     EXPECT_TRUE(values.system.major != 0 && values.processor.count != 0 && values.processor.page_size != 0);
-    EXPECT_GT(values.session.seconds_since_1970, 1'700'000'000);
     EXPECT_LE(std::abs(values.session.minutes_east_of_utc), 14 * 60);
-    EXPECT_NE(values.session.computer, L"");
     EXPECT_NE(values.process.executable.find(L"qv_diagnostics_test"), std::wstring::npos);
     EXPECT_NE(values.process.command_line.find(L"qv_diagnostics_test"), std::wstring::npos);
 #ifdef _WIN32
