@@ -5,7 +5,6 @@
 #include <boost/filesystem.hpp>
 #include <fstream>
 #include <functional>
-#include <limits>
 #include <vector>
 
 #include "diagnostics/exception_test_support.h"
@@ -46,7 +45,6 @@ TEST_F(FileNativeStreamTest, WritesGoOutAtOnceAndTruncateEndsTheFile) {
 }
 
 TEST_F(FileNativeStreamTest, ReadsAndSeeksExactlyOrKeepsThePosition) {
-    constexpr auto far = std::numeric_limits<std::int64_t>::max();
     FileNativeStream in;
     in.Open(folder.write("f", "abcd"));
     char buffer[8] = {};
@@ -54,8 +52,6 @@ TEST_F(FileNativeStreamTest, ReadsAndSeeksExactlyOrKeepsThePosition) {
     EXPECT_STREQ(buffer, "abc");
     EXPECT_EQ(message_of([&] { in.Read(buffer, 2); }), "No enought data to read");
     EXPECT_EQ(message_of([&] { in.Seek(SeekOrigin::End, 1); }), "Too large offset");
-    EXPECT_EQ(message_of([&] { in.Seek(SeekOrigin::Begin, far); }), "Too large offset");
-    EXPECT_EQ(message_of([&] { in.Seek(SeekOrigin::Current, -4); }), "Negative offset");
     EXPECT_EQ(in.GetPosition(), 3u);
     in.Read(buffer, 1);
     in.Read(nullptr, 0);
