@@ -9,7 +9,6 @@
 #include "qv/portable_executable/image_file.h"
 #include "tests/support/pdb_writer/sample_module.h"
 #include "tests/support/server/server_process.h"
-#include "tests/support/server/symbol_binder.h"
 
 namespace {
 
@@ -70,8 +69,6 @@ const placing portable_placings[] = {
 
 class Stores : public ::testing::Test {
 protected:
-    void SetUp() override { ASSERT_TRUE(server.wait_until_ready()); }
-
     void check(const module_files& module, const GUID& mvid, const placing& place) {
         SCOPED_TRACE(place.name);
         const temporary_directory directory;

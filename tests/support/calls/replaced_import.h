@@ -5,6 +5,9 @@
 #include <windows.h>
 
 #include <atomic>
+#include <cstring>
+#include <stdexcept>
+#include <string>
 
 namespace qv::test {
 
@@ -12,14 +15,43 @@ namespace qv::test {
 // std::runtime_error for a function that the program does not import.
 class replaced_import {
 public:
-    replaced_import(const char* function, void* replacement);
-    ~replaced_import();
+    replaced_import(const char* function, void* replacement) : slot_(find_slot(function)), original_(*slot_) {
+        write_slot(replacement);
+    }
+    ~replaced_import() { write_slot(original_); }
     replaced_import(const replaced_import&) = delete;
     replaced_import& operator=(const replaced_import&) = delete;
 
     void* original() const noexcept { return original_; }
 
 private:
+    // The slot of the running program's import table through which it calls the function.
+    static void** find_slot(const char* function) {
+        auto* const base = reinterpret_cast<unsigned char*>(GetModuleHandleW(nullptr));
+        const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+        const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
+        const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+        const auto* library = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + directory.VirtualAddress);
+        for (; library->Name != 0; ++library) {
+            const auto* name = reinterpret_cast<const IMAGE_THUNK_DATA*>(base + library->OriginalFirstThunk);
+            auto* slot = reinterpret_cast<IMAGE_THUNK_DATA*>(base + library->FirstThunk);
+            for (; name->u1.AddressOfData != 0; ++name, ++slot) {
+                if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)) continue;
+                const auto* import = reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(base + name->u1.AddressOfData);
+                if (std::strcmp(reinterpret_cast<const char*>(import->Name), function) == 0)
+                    return reinterpret_cast<void**>(&slot->u1.Function);
+            }
+        }
+        throw std::runtime_error(std::string(function) + " is not imported");
+    }
+
+    void write_slot(void* value) {
+        DWORD protection = 0;
+        VirtualProtect(slot_, sizeof *slot_, PAGE_READWRITE, &protection);
+        *slot_ = value;
+        VirtualProtect(slot_, sizeof *slot_, protection, &protection);
+    }
+
     void** slot_;
     void* original_;
 };
@@ -34,32 +66,24 @@ class failing_call<Result(Arguments...)> {
 public:
     explicit failing_call(const char* function, int turn = 1, Result result = {}, DWORD error = ERROR_NOT_ENOUGH_MEMORY)
         : import_(function, reinterpret_cast<void*>(&call)) {
-        state() = {import_.original(), result, error};
+        original_ = import_.original();
+        result_ = result;
+        error_ = error;
         left_ = turn;
     }
-    ~failing_call() { left_ = 0; }
 
 private:
-    struct failure {
-        void* original;
-        Result result;
-        DWORD error;
-    };
-
-    static failure& state() {
-        static failure the_one;
-        return the_one;
-    }
-
     static Result WINAPI call(Arguments... arguments) {
-        const failure& how = state();
         if (left_ > 0 && --left_ == 0) {
-            SetLastError(how.error);
-            return how.result;
+            SetLastError(error_);
+            return result_;
         }
-        return reinterpret_cast<Result(WINAPI*)(Arguments...)>(how.original)(arguments...);
+        return reinterpret_cast<Result(WINAPI*)(Arguments...)>(original_)(arguments...);
     }
 
+    static inline void* original_;
+    static inline Result result_;
+    static inline DWORD error_;
     static inline std::atomic<int> left_{0};
     replaced_import import_;
 };

@@ -1,6 +1,6 @@
 #include "tests/support/expected/expected.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
@@ -87,15 +87,6 @@ expected_module parse(const json::value& root, const fs::path& folder) {
     return module;
 }
 
-void expect_same(const std::map<std::string, std::string>& expected,
-                 const std::map<std::string, std::string>& answered) {
-    for (const auto& [name, value] : expected) {
-        const auto found = answered.find(name);
-        EXPECT_EQ(found == answered.end() ? "no answer" : found->second, value) << name;
-    }
-    for (const auto& [name, value] : answered) EXPECT_TRUE(expected.contains(name)) << name << " is not expected";
-}
-
 }  // namespace
 
 void answers::add_point(std::uint32_t token, std::uint32_t offset, const std::wstring& document,
@@ -118,8 +109,8 @@ void answers::add_document(std::uint32_t row, const std::wstring& name, const GU
 }
 
 void expect_same(const answers& expected, const answers& answered) {
-    expect_same(expected.methods, answered.methods);
-    expect_same(expected.facts, answered.facts);
+    EXPECT_THAT(answered.methods, ::testing::ContainerEq(expected.methods));
+    EXPECT_THAT(answered.facts, ::testing::ContainerEq(expected.facts));
 }
 
 std::vector<expected_module> load_expected(const fs::path& folder) {

@@ -1,13 +1,4 @@
 // The answers that a correct reader gives about a module, kept as JSON beside it, and the comparison with others.
-//
-// image             file name of the module, in the folder of the JSON file
-// mvid, methodDefs  what identifies it: module version id, rows of the MethodDef table
-// format            "portable", "windows", or null when the module has no symbols
-// embedded, match   whether the PDB lies in the image; whether it belongs to the image
-// sourceServerData  Source Link document or source-server stream, or null
-// documents         row, name, hashAlgorithm (MD5, SHA1, SHA256 or a GUID) and hash in hex; both null without a hash
-// methods           token and points of the methods that have any; a point is
-//                   [IL offset, document row, start line, start column, end line, end column]
 #pragma once
 
 #include <boost/filesystem/path.hpp>

@@ -10,12 +10,7 @@
 namespace qv::testing {
 
 boost::filesystem::path source_root() {
-#ifdef QV_CROSS_BUILT
-    // Wine shows the root of the machine that built this as drive Z.
-    return boost::filesystem::path("Z:" QV_SOURCE_ROOT).make_preferred();
-#else
     return boost::filesystem::path(QV_SOURCE_ROOT).make_preferred();
-#endif
 }
 
 boost::filesystem::path fixture(const std::string& file_name) {

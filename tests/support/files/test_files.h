@@ -3,7 +3,6 @@
 
 #include <boost/filesystem/path.hpp>
 #include <string>
-#include <vector>
 
 namespace qv::testing {
 

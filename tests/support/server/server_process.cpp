@@ -3,21 +3,20 @@
 // It needs <windows.h> before it.
 #include <psapi.h>
 
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <stdexcept>
-
-#include "qv/text/path.h"
 
 namespace qv::testing {
 namespace {
 
+// Long enough for a loaded machine; a server that hangs never ends at all.
+constexpr DWORD patience_milliseconds = 60000;
+
 std::wstring unique_name() {
     static std::atomic<unsigned> counter{0};
     return L"qv-test-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++counter);
-}
-
-boost::filesystem::path server_executable() {
-    return boost::filesystem::path(L"" QV_SERVER_EXECUTABLE).make_preferred();
 }
 
 std::wstring quoted(const std::wstring& word) {
@@ -41,10 +40,9 @@ server_process::server_process(const settings& s) : pipe_id_(unique_name()) {
     const std::wstring stop_name = pipe_id_ + L"_stop";
     ready_.reset(CreateEventW(nullptr, TRUE, FALSE, (pipe_id_ + L"_ready").c_str()));
     stop_.reset(CreateEventW(nullptr, TRUE, FALSE, stop_name.c_str()));
-    std::wstring command = quoted(server_executable().native()) + L" --pipe " +
-                           quoted(s.pipe_argument.value_or(pipe_id_)) + L" --log_file " +
-                           quoted(s.log_file.value_or((directory_.path() / "log.txt").native())) + L" --log_mask " +
-                           std::to_wstring(s.log_mask) + L" --stop_request_event " + stop_name;
+    std::wstring command = quoted(L"" QV_SERVER_EXECUTABLE) + L" --pipe " + quoted(s.pipe_argument.value_or(pipe_id_)) +
+                           L" --log_file " + quoted(s.log_file.value_or((directory_.path() / "log.txt").native())) +
+                           L" --log_mask " + std::to_wstring(s.log_mask) + L" --stop_request_event " + stop_name;
     for (const std::wstring& argument : s.further_arguments) command += L" " + quoted(argument);
 
     // Pressing Ctrl-C for an earlier server made this process ignore it, which a child would inherit.
@@ -63,16 +61,13 @@ server_process::server_process(const settings& s) : pipe_id_(unique_name()) {
     process_.reset(process.hProcess);
     process_id_ = process.dwProcessId;
     CloseHandle(process.hThread);
+    const HANDLE handles[] = {ready_.get(), process_.get()};
+    EXPECT_NE(WaitForMultipleObjects(2, handles, FALSE, patience_milliseconds), DWORD{WAIT_TIMEOUT});
 }
 
 server_process::~server_process() {
     request_stop();
-    if (!wait_for_exit(patience_milliseconds)) TerminateProcess(process_.get(), 99);
-}
-
-bool server_process::wait_until_ready() {
-    const HANDLE handles[] = {ready_.get(), process_.get()};
-    return WaitForMultipleObjects(2, handles, FALSE, patience_milliseconds) == WAIT_OBJECT_0;
+    if (exit_code() == STILL_ACTIVE) TerminateProcess(process_.get(), 99);
 }
 
 void server_process::request_stop() {
@@ -88,23 +83,11 @@ void server_process::press_control_c() {
     FreeConsole();
 }
 
-std::optional<std::uint32_t> server_process::wait_for_exit(std::uint32_t milliseconds) {
-    if (WaitForSingleObject(process_.get(), milliseconds) != WAIT_OBJECT_0) return std::nullopt;
-    DWORD code = 0;
-    check(GetExitCodeProcess(process_.get(), &code) != FALSE, "GetExitCodeProcess");
+DWORD server_process::exit_code() {
+    WaitForSingleObject(process_.get(), patience_milliseconds);
+    DWORD code = STILL_ACTIVE;
+    GetExitCodeProcess(process_.get(), &code);
     return code;
-}
-
-std::string server_process::standard_output() const {
-    return read_file(directory_.path() / "stdout.txt");
-}
-
-std::string server_process::standard_error() const {
-    return read_file(directory_.path() / "stderr.txt");
-}
-
-std::string server_process::log() const {
-    return read_file(directory_.path() / "log.txt");
 }
 
 server_process::resources server_process::holdings() const {
@@ -118,16 +101,12 @@ server_process::resources server_process::holdings() const {
 
 raw_client::raw_client(const std::wstring& pipe_id) {
     const std::wstring name = L"\\\\.\\pipe\\" + pipe_id;
-    const ULONGLONG start = GetTickCount64();
-    while (!pipe_) {
+    for (DWORD tries = 0; !pipe_; ++tries) {
         pipe_.reset(valid_handle_or_null(
             CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr)));
-        if (pipe_) break;
         const DWORD error = GetLastError();
-        check((error == ERROR_PIPE_BUSY || error == ERROR_FILE_NOT_FOUND) &&
-                  GetTickCount64() - start < patience_milliseconds,
-              "connecting");
-        if (error == ERROR_FILE_NOT_FOUND || !WaitNamedPipeW(name.c_str(), 1000)) Sleep(10);
+        check(pipe_ || ((error == ERROR_PIPE_BUSY || error == ERROR_FILE_NOT_FOUND) && tries < 6000), "connecting");
+        if (!pipe_) Sleep(10);
     }
 }
 
@@ -141,23 +120,11 @@ void raw_client::send(const bytes& request) {
 bytes raw_client::receive(std::size_t size) {
     bytes answer(size);
     std::size_t done = 0;
-    while (done < size) {
-        DWORD part = 0;
+    for (DWORD part = 0; done < size; done += part)
         if (!ReadFile(pipe_.get(), answer.data() + done, static_cast<DWORD>(size - done), &part, nullptr) || part == 0)
             break;
-        done += part;
-    }
     answer.resize(done);
     return answer;
-}
-
-bytes raw_client::receive_rest() {
-    bytes all;
-    for (;;) {
-        const bytes part = receive(1);
-        if (part.empty()) return all;
-        all = all + part;
-    }
 }
 
 bytes raw_client::exchange_for(const bytes& request, std::size_t answer_size) {
@@ -165,10 +132,25 @@ bytes raw_client::exchange_for(const bytes& request, std::size_t answer_size) {
     return receive(answer_size);
 }
 
+std::size_t raw_client::wrong_answers(const std::vector<exchange>& steps) {
+    std::size_t wrong = 0;
+    for (const exchange& step : steps) wrong += exchange_for(step.request, step.answer.size()) != step.answer;
+    return wrong;
+}
+
 std::uint32_t raw_client::instances() const {
     DWORD count = 0;
     check(GetNamedPipeHandleStateW(pipe_.get(), nullptr, &count, nullptr, nullptr, nullptr, 0) != FALSE, "counting");
     return count;
+}
+
+served_client::served_client(const server_process& server) : raw_client(server.pipe_id()) {
+    EXPECT_EQ(exchange_for(handshake(), handshake_answer().size()), handshake_answer());
+}
+
+bool has_symbol_binder() {
+    constexpr auto key = L"CLSID\\{0A29FF9E-7F9C-4437-8B11-F424491E3931}\\InprocServer32";
+    return RegGetValueW(HKEY_CLASSES_ROOT, key, nullptr, RRF_RT_ANY, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
 }
 
 }  // namespace qv::testing

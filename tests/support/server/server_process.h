@@ -3,7 +3,6 @@
 
 #include <windows.h>
 
-#include <boost/filesystem/path.hpp>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -14,9 +13,6 @@
 #include "tests/support/files/test_files.h"
 
 namespace qv::testing {
-
-// Long enough for a loaded machine; a server that hangs never ends at all.
-constexpr std::uint32_t patience_milliseconds = 60000;
 
 // Starts the server on a pipe name of its own, with a log file and a stop event. The server is ended with the object.
 class server_process {
@@ -29,27 +25,25 @@ public:
         std::vector<std::wstring> further_arguments = {};  // as further words of the command line
     };
 
+    // Blocks until the server is ready or has ended.
     server_process() : server_process(settings{}) {}
     explicit server_process(const settings& s);
     ~server_process();
     server_process(const server_process&) = delete;
     server_process& operator=(const server_process&) = delete;
 
-    // Blocks until the server has set its ready event; false if it ended instead or took too long.
-    bool wait_until_ready();
-
     void request_stop();
 
     // Presses Ctrl-C in the server's own console.
     void press_control_c();
 
-    // The exit code, or no value when the server is still running after this time.
-    std::optional<std::uint32_t> wait_for_exit(std::uint32_t milliseconds);
+    // Waits for the end; STILL_ACTIVE when it does not come.
+    DWORD exit_code();
 
     // What the server has written so far.
-    std::string standard_output() const;
-    std::string standard_error() const;
-    std::string log() const;
+    std::string standard_output() const { return read_file(directory_.path() / "stdout.txt"); }
+    std::string standard_error() const { return read_file(directory_.path() / "stderr.txt"); }
+    std::string log() const { return read_file(directory_.path() / "log.txt"); }
 
     struct resources {
         DWORD handles;
@@ -80,10 +74,13 @@ public:
     bytes receive(std::size_t size);
 
     // Everything until the server closes the connection.
-    bytes receive_rest();
+    bytes receive_rest() { return receive(0x10000); }
 
     // Sends and receives as many bytes as the answer has.
     bytes exchange_for(const bytes& request, std::size_t answer_size);
+
+    // How many of the answers are not as expected.
+    std::size_t wrong_answers(const std::vector<exchange>& steps);
 
     // Pipe instances that the server has now, this client's own among them.
     std::uint32_t instances() const;
@@ -91,5 +88,13 @@ public:
 private:
     handle_hld pipe_;
 };
+
+// A client that has shaken hands.
+struct served_client : raw_client {
+    explicit served_client(const server_process& server);
+};
+
+// Whether classic PDBs can be read here: tests that rest on it are skipped where no symbol binder is registered.
+bool has_symbol_binder();
 
 }  // namespace qv::testing
