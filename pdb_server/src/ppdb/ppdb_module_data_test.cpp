@@ -2,9 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
-#include <thread>
-
 #include "pdb_server/src/ppdb/document_name.h"
 #include "qv/text/utf.h"
 #include "tests/support/builders/failure.h"
@@ -23,44 +20,29 @@ using testing::IsEmpty;
 
 using numbers = std::vector<std::uint32_t>;
 
-constexpr std::uint32_t method = 0x06000000;
-
-std::unique_ptr<ppdb_module_data> load(const bytes& block) {
-    return std::make_unique<ppdb_module_data>(GUID{}, std::make_unique<metadata_container>(bytes(block)));
-}
-
 std::unique_ptr<ppdb_module_data> load(const portable_pdb_builder& builder) {
-    return load(builder.build());
+    return std::make_unique<ppdb_module_data>(GUID{}, std::make_unique<metadata_container>(builder.build()));
 }
 
 portable_pdb_builder pdb() {
     return {GUID{}, 0};
 }
 
-numbers offsets_of(module_data& module, std::uint32_t token) {
-    numbers offsets = {99};
-    module.get_method_offsets(token, offsets);
-    return offsets;
-}
-
-// The points of a method as rows of IL offset, document, start line, start column, end line, end column.
-std::vector<numbers> points_of(module_data& module, std::uint32_t token) {
-    const numbers offsets = offsets_of(module, token);
-    numbers columns[5] = {{9}, {9}, {9}, {9}, {9}};
-    module.get_method_ranges(token, columns[0], columns[1], columns[2], columns[3], columns[4]);
-    std::vector<numbers> points;
-    for (std::size_t i = 0; i < offsets.size(); ++i) {
-        points.push_back({offsets[i]});
-        for (const numbers& column : columns) points.back().push_back(column.at(i));
-    }
-    for (const numbers& column : columns) EXPECT_EQ(column.size(), offsets.size());
-    return points;
-}
-
+// The points of a method with this blob, as rows of IL offset, document, start line, start column, end line, end
+// column.
 std::vector<numbers> points_of_blob(std::uint32_t document, const bytes& blob) {
     portable_pdb_builder builder = pdb();
     builder.method(document, blob);
-    return points_of(*load(builder), method | 1);
+    const auto module = load(builder);
+    numbers columns[6] = {{9}, {9}, {9}, {9}, {9}, {9}};
+    module->get_method_offsets(0x06000001, columns[0]);
+    module->get_method_ranges(0x06000001, columns[1], columns[2], columns[3], columns[4], columns[5]);
+    std::vector<numbers> points(columns[0].size());
+    for (const numbers& column : columns) {
+        EXPECT_EQ(column.size(), points.size());
+        for (std::size_t i = 0; i < points.size(); ++i) points[i].push_back(column.at(i));
+    }
+    return points;
 }
 
 TEST(SequencePoints, AreGivenInBlobOrder) {
@@ -88,18 +70,6 @@ TEST(SequencePoints, AreGivenInBlobOrder) {
     }
 }
 
-TEST(SequencePoints, MethodIsFoundByTheLowBitsOfItsToken) {
-    EXPECT_THAT(points_of(*load(pdb()), method | 1), IsEmpty());
-    portable_pdb_builder builder = pdb();
-    builder.method(1, {});
-    builder.method(1, {0, 7, 0, 0});
-    const auto module = load(builder);
-    EXPECT_THAT(points_of(*module, method | 1), IsEmpty());
-    EXPECT_THAT(offsets_of(*module, 0xFF000002), ElementsAre(7));
-    EXPECT_EQ(failure_of([&] { offsets_of(*module, method); }), "Zero table index");
-    EXPECT_EQ(failure_of([&] { offsets_of(*module, method | 3); }), "Too large table index");
-}
-
 TEST(SequencePoints, DocumentRecordsChangeTheDocumentOfWhatFollows) {
     byte_writer blob;
     blob.packed(0).packed(8);                                 // local signature, initial document
@@ -110,42 +80,22 @@ TEST(SequencePoints, DocumentRecordsChangeTheDocumentOfWhatFollows) {
                 ElementsAre(numbers{0, 8, hidden, 0, hidden, 0}, numbers{2, 9, 20, 3, 20, 4}));
 }
 
-struct document {
-    std::string name;
+std::string document_name(module_data& module, std::uint32_t id) {
+    std::wstring name = L"before";
     GUID algorithm;
     bytes hash;
-};
-
-document document_of(module_data& module, std::uint32_t id) {
-    std::wstring name = L"before";
-    GUID algorithm = test::sha1;
-    bytes hash = {9};
     module.get_document(id, name, algorithm, hash);
-    return {text::to_utf8(name), algorithm, hash};
-}
-
-TEST(Documents, HaveNameAlgorithmAndHash) {
-    portable_pdb_builder builder = pdb();
-    builder.document("/src/a.cs", test::sha256, bytes(32, 7));
-    builder.document("C:/x/\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80.cs");
-    const auto module = load(builder);
-    const document first = document_of(*module, 1);
-    EXPECT_EQ(first.name, "/src/a.cs");
-    EXPECT_EQ(first.algorithm, test::sha256);
-    EXPECT_EQ(first.hash, bytes(32, 7));
-    const document second = document_of(*module, 2);
-    EXPECT_EQ(second.name, "C:/x/\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80.cs");
-    EXPECT_EQ(second.algorithm, GUID{});
-    EXPECT_THAT(second.hash, IsEmpty());
-    EXPECT_EQ(failure_of([&] { document_of(*module, 0); }), "Zero table index");
-    EXPECT_EQ(failure_of([&] { document_of(*module, 3); }), "Too large table index");
+    return text::to_utf8(name);
 }
 
 TEST(Documents, WithoutTheTableOnlyTheAlgorithmIsLeftAsItWas) {
-    const document none = document_of(*load(pdb()), 1);
-    EXPECT_EQ(none.name, "");
-    EXPECT_EQ(none.algorithm, test::sha1);
-    EXPECT_THAT(none.hash, IsEmpty());
+    std::wstring name = L"before";
+    GUID algorithm = test::sha1;
+    bytes hash = {9};
+    load(pdb())->get_document(1, name, algorithm, hash);
+    EXPECT_EQ(name, L"");
+    EXPECT_EQ(algorithm, test::sha1);
+    EXPECT_THAT(hash, IsEmpty());
 }
 
 // A PDB whose blob heap holds the parts "src" at 5 and "a.cs" at 9, and one document with this name blob.
@@ -161,7 +111,7 @@ std::string name_of(const bytes& name_blob) {
     builder.metadata().blob("\xED\xA0\x80");              // at 23: an encoded surrogate
     builder.metadata().blob("\xED\x9F\xBF\xEE\x80\x80");  // at 27: the characters beside them
     builder.document_with_name(name_blob);
-    return document_of(*load(builder), 1).name;
+    return document_name(*load(builder), 1);
 }
 
 TEST(DocumentNames, PartsAreJoinedByTheSeparator) {
@@ -206,66 +156,31 @@ TEST(DocumentNames, CannotGrowWithoutEnd) {
     builder.document_with_name(byte_writer().u8(0).packed(half).packed(half).data());
     builder.document_with_name(byte_writer().u8('/').packed(half).packed(half).data());
     const auto module = load(builder);
-    EXPECT_EQ(document_of(*module, 1).name.size(), max_document_name);
-    EXPECT_EQ(failure_of([&] { document_of(*module, 2); }), "Too long document name");
+    EXPECT_EQ(document_name(*module, 1).size(), max_document_name);
+    EXPECT_EQ(failure_of([&] { document_name(*module, 2); }), "Too long document name");
+    EXPECT_EQ(failure_of([&] { document_name(*module, 3); }), "Too large table index");
 }
 
-std::string source_server_data(const portable_pdb_builder& builder) {
-    bytes data = {1};
-    load(builder)->get_source_server_data(data);
-    return {data.begin(), data.end()};
-}
-
-TEST(SourceLink, IsTheValueOfTheModulesFirstRecord) {
-    portable_pdb_builder builder = pdb();
-    EXPECT_EQ(source_server_data(builder), "");
-    builder.custom(test::module_parent, test::sha1, {1, 2, 3});
-    EXPECT_EQ(source_server_data(builder), "");
-    builder.source_link("first");
-    builder.source_link("second");
-    EXPECT_EQ(source_server_data(builder), "first");
-    builder.metadata().add_rows(0x30, 2048).wide_indexes({26});
-    EXPECT_EQ(source_server_data(builder), "first");
-}
-
-TEST(SourceLink, RecordsBeforeTheModulesOneFail) {
+TEST(SourceLink, IsTheValueOfTheFirstRecordOfItsKindWhichIsTheModules) {
     const struct {
         std::uint32_t parent;
         GUID kind;
-        const char* message;
-    } cases[] = {{1 << 5 | 0, test::source_link_kind, "Invalid parent index type"},
+        const char* outcome;
+    } cases[] = {{test::module_parent, test::sha1, "second"},
+                 {test::module_parent, test::source_link_kind, "first"},
+                 {1 << 5 | 0, test::source_link_kind, "Invalid parent index type"},
                  {1 << 5 | 31, test::source_link_kind, "Invalid parent index type"},
                  {2 << 5 | 7, test::source_link_kind, "Invalid parent index rid"},
                  {0 << 5 | 7, test::source_link_kind, "Invalid parent index rid"},
                  {1 << 5 | 7, {}, "Zero #GUID stream index"}};
     for (const auto& item : cases) {
         portable_pdb_builder builder = pdb();
-        builder.custom(item.parent, item.kind, {1});
-        builder.source_link("{}");
-        EXPECT_EQ(failure_of([&] { source_server_data(builder); }), item.message);
+        builder.custom(item.parent, item.kind, {'f', 'i', 'r', 's', 't'});
+        builder.source_link("second");
+        bytes data = {1};
+        const std::string failure = failure_of([&] { load(builder)->get_source_server_data(data); });
+        EXPECT_EQ(data.empty() ? failure : std::string(data.begin(), data.end()), item.outcome);
     }
-}
-
-TEST(PpdbModuleData, ThreadsShareAModuleWithoutLocks) {
-    portable_pdb_builder builder = pdb();
-    builder.document("/src/a.cs", test::sha256, bytes(32, 7));
-    builder.method(1, {0, 0, 0, 1, 10, 5, 7, 0, 0});
-    builder.source_link("{}");
-    const auto module = load(builder);
-    std::atomic<int> right = 0;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([&] {
-            for (int round = 0; round < 100; ++round) {
-                bytes source_link;
-                module->get_source_server_data(source_link);
-                if (points_of(*module, method | 1).size() == 2 && document_of(*module, 1).name == "/src/a.cs" &&
-                    source_link.size() == 2)
-                    ++right;
-            }
-        });
-    for (auto& thread : threads) thread.join();
-    EXPECT_EQ(right, 400);
 }
 
 }  // namespace
