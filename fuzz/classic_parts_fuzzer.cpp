@@ -69,6 +69,8 @@ outcome run_lines(const msf_stream& stream) {
     return result;
 }
 
+}  // namespace
+
 outcome run(const unsigned char* data, std::size_t size) {
     if (size == 0) return outcome::rejected;
     const bytes content(data + 1, data + size);
@@ -104,7 +106,4 @@ std::vector<bytes> seeds() {
     return result;
 }
 
-}  // namespace
 }  // namespace qv::fuzz
-
-QV_FUZZ_TARGET("classic_parts", qv::fuzz::run, qv::fuzz::seeds)

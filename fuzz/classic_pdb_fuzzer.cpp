@@ -34,6 +34,8 @@ void ask_methods(const pdb& file, std::size_t size) {
     ask(size, [&] { file.points(0x06FFFFFF); });
 }
 
+}  // namespace
+
 outcome run(const unsigned char* data, std::size_t size) {
     std::shared_ptr<const pdb> file;
     ask(size, [&] { file = pdb::open(bytes(data, data + size)); });
@@ -56,17 +58,10 @@ std::vector<bytes> seeds() {
     odd.files[0].record = false;
     odd.files[1].source = bytes(10, 'x');
     odd.named = {{"srcsrv", bytes(5, 'y')}, {"sourcelink", bytes(5, 'z')}};
-    return {test::write_pdb(test::sample_pdb_description()), test::write_pdb(odd)};
-}
-
-std::vector<bytes> costly() {
-    std::vector<bytes> result;
+    std::vector<bytes> result = {test::write_pdb(test::sample_pdb_description()), test::write_pdb(odd)};
     for (const auto& shape : test::classic_costly_shapes())
         if (auto pdb = shape.make_files(50).pdb; pdb.size() < 30'000) result.push_back(std::move(pdb));
     return result;
 }
 
-}  // namespace
 }  // namespace qv::fuzz
-
-QV_FUZZ_TARGET("classic_pdb", qv::fuzz::run, qv::fuzz::seeds, qv::fuzz::costly)

@@ -26,23 +26,9 @@ using bytes = std::vector<unsigned char>;
 // target, which is a finding, and so does a broken promise.
 enum class outcome { rejected, accepted };
 
-struct target {
-    const char* name;
-    outcome (*run)(const unsigned char* data, std::size_t size);
-    std::vector<bytes> (*seeds)();             // inputs that are accepted
-    std::vector<bytes> (*costly)() = nullptr;  // inputs made to cost much, accepted or not
-};
-
-// All inputs to begin with.
-inline std::vector<bytes> all_seeds(const target& of) {
-    std::vector<bytes> result = of.seeds();
-    if (of.costly != nullptr)
-        for (bytes& seed : of.costly()) result.push_back(std::move(seed));
-    return result;
-}
-
-// The target of this program; each target's source defines it.
-extern const target the_target;
+// What each target's source defines: the target itself, and inputs to begin with.
+outcome run(const unsigned char* data, std::size_t size);
+std::vector<bytes> seeds();
 
 // Ends the program when the code under test breaks a promise.
 inline void require(bool promise, const char* text) {
@@ -80,10 +66,3 @@ void require_cost_within(std::uint64_t steps, std::size_t size, Action&& action)
 }
 
 }  // namespace qv::fuzz
-
-#define QV_FUZZ_TARGET(name, run, ...)                                                  \
-    const qv::fuzz::target qv::fuzz::the_target = {name, run, __VA_ARGS__};             \
-    extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) { \
-        run(data, size);                                                                \
-        return 0;                                                                       \
-    }

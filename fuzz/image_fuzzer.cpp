@@ -26,6 +26,8 @@ void check(const portable_executable::image_data& image, std::size_t size) {
     require(debug_data <= size, "debug data is no larger than the file");
 }
 
+}  // namespace
+
 outcome run(const unsigned char* data, std::size_t size) {
     portable_executable::image_data image;
     auto result = outcome::rejected;
@@ -43,18 +45,12 @@ outcome run(const unsigned char* data, std::size_t size) {
 }
 
 std::vector<bytes> seeds() {
-    return {sample_image(test::pe_kind::pe32).build().data, sample_image(test::pe_kind::pe32_plus).build().data,
-            test::pe_builder().metadata(test::image_metadata(sample_mvid).build()).further_directories(2).build().data};
-}
-
-std::vector<bytes> costly() {
     std::vector<bytes> result;
+    for (const auto kind : {test::pe_kind::pe32, test::pe_kind::pe32_plus})
+        result.push_back(sample_image(kind).build().data);
     for (const auto& shape : test::portable_costly_shapes())
         if (shape.name != "EmbeddedVoid") result.push_back(shape.make_files(100).image);
     return result;
 }
 
-}  // namespace
 }  // namespace qv::fuzz
-
-QV_FUZZ_TARGET("image", qv::fuzz::run, qv::fuzz::seeds, qv::fuzz::costly)

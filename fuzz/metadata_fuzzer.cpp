@@ -53,6 +53,8 @@ void ask_all(std::unique_ptr<const metadata_container> container, std::size_t si
     require(source_link.size() <= size, "Source Link is part of the file");
 }
 
+}  // namespace
+
 outcome run(const unsigned char* data, std::size_t size) {
     const bytes block(data, data + size);
     std::unique_ptr<const metadata_container> container;
@@ -71,22 +73,18 @@ outcome run(const unsigned char* data, std::size_t size) {
 
 std::vector<bytes> seeds() {
     test::metadata_builder wide = test::image_metadata(sample_mvid, 3);
-    wide.heap_sizes(0x47).add_rows(0x02, 2).add_rows(0x0C, 2).add_rows(0x27, 1);
+    wide.heap_sizes(0x47);
+    wide.add_rows(0x02, 2).add_rows(0x0C, 2).add_rows(0x27, 1);
     test::metadata_builder scopes;
-    scopes.pdb({}, 0, {{0x06, 70'000}}).wide_indexes({7, 26}).add_rows(0x32, 3).add_rows(0x36, 2).add_rows(0x37, 2);
+    scopes.wide_indexes({7, 26});
+    scopes.pdb({}, 0, {{0x06, 70'000}}).add_rows(0x32, 3).add_rows(0x36, 2).add_rows(0x37, 2);
     test::portable_pdb_builder wide_pdb = sample_pdb();
     wide_pdb.metadata().heap_sizes(7);
-    return {test::image_metadata(sample_mvid, 3).build(), wide.build(), scopes.build(), sample_pdb().build(),
-            wide_pdb.build()};
-}
-
-std::vector<bytes> costly() {
+    std::vector<bytes> result = {test::image_metadata(sample_mvid, 3).build(), wide.build(), scopes.build(),
+                                 sample_pdb().build(), wide_pdb.build()};
     for (const auto& shape : test::portable_costly_shapes())
-        if (shape.name == "HiddenStreamNames") return {shape.make_files(200).pdb};
-    return {};
+        if (shape.name == "HiddenStreamNames") result.push_back(shape.make_files(200).pdb);
+    return result;
 }
 
-}  // namespace
 }  // namespace qv::fuzz
-
-QV_FUZZ_TARGET("metadata", qv::fuzz::run, qv::fuzz::seeds, qv::fuzz::costly)

@@ -13,8 +13,6 @@ constexpr int mutations_per_seed = 3000;
 // Only the raw output of the generator is used: distributions differ between libraries.
 class mutator {
 public:
-    explicit mutator(std::uint64_t seed) : random_(seed) {}
-
     bytes mutate(bytes data) {
         for (std::size_t i = 1 + below(4); i != 0; --i) step(data);
         return data;
@@ -40,22 +38,18 @@ private:
         }
     }
 
-    std::mt19937_64 random_;
+    std::mt19937_64 random_{20240229};
 };
-
-TEST(Replay, SeedsAreAccepted) {
-    for (const bytes& seed : the_target.seeds()) EXPECT_EQ(the_target.run(seed.data(), seed.size()), outcome::accepted);
-}
 
 // Some mutations do no harm, others do: a run in which either kind is missing has tested nothing.
 TEST(Replay, MutationsKeepEveryPromise) {
-    mutator source(20240229);
+    mutator source;
     int accepted = 0;
     int rejected = 0;
-    for (const bytes& seed : all_seeds(the_target))
+    for (const bytes& seed : seeds())
         for (int i = 0; i < mutations_per_seed; ++i) {
             const bytes input = source.mutate(seed);
-            ++(the_target.run(input.data(), input.size()) == outcome::accepted ? accepted : rejected);
+            ++(run(input.data(), input.size()) == outcome::accepted ? accepted : rejected);
         }
     EXPECT_GT(accepted, 0);
     EXPECT_GT(rejected, 0);

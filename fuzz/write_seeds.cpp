@@ -10,9 +10,8 @@ int main(int count, char** arguments) {
     const boost::filesystem::path folder = arguments[1];
     boost::filesystem::create_directories(folder);
     int number = 0;
-    for (const auto& seed : qv::fuzz::all_seeds(qv::fuzz::the_target)) {
-        const std::string name = std::string(qv::fuzz::the_target.name) + "_" + std::to_string(++number);
-        boost::filesystem::ofstream file(folder / name, std::ios::binary);
+    for (const auto& seed : qv::fuzz::seeds()) {
+        boost::filesystem::ofstream file(folder / std::to_string(++number), std::ios::binary);
         file.write(reinterpret_cast<const char*>(seed.data()), static_cast<std::streamsize>(seed.size()));
         if (!file) return 1;
     }

@@ -84,6 +84,8 @@ TEST(MetadataRoot, KnownStreamsMustLieInside) {
             EXPECT_EQ(parse_failure(root({header(name, offset, size)})), outside) << name;
     for (const char* name : {"#US", "#JTD", "", "#Blobs", "#blob"})
         EXPECT_EQ(parse_failure(root({header(name, 0, 1000)})), no_tables) << name;
+    // Nothing, at the very end.
+    EXPECT_EQ(parse_failure(root({header("#GUID", 20 + 4 + 16 + 64, 0)})), no_tables);
     EXPECT_EQ(parse_failure(root({header("#\x80", 0, 0)})), "Unexpected UTF8 slave symbol at master position");
     EXPECT_EQ(parse_failure(root({header("#~", 0, 23)})), "End of region");
     EXPECT_EQ(parse_failure(metadata_builder().table_stream_name("").pdb(some_guid, 1).build()), no_tables);
@@ -115,7 +117,9 @@ TEST(MetadataTables, RowsMustBeThere) {
 }
 
 TEST(MetadataTables, WithoutASchemaTakeNoRoom) {
-    bytes stream = metadata_builder().heap_sizes(0x40).add_row(0x04, {0x11, 0x22, 0x33}).table_stream();
+    metadata_builder fields;
+    fields.heap_sizes(0x40);
+    bytes stream = fields.add_row(0x04, {0x11, 0x22, 0x33}).table_stream();
     // FieldPtr, and a table that no format defines.
     poke(stream, 8, 1u << 0x03 | 1u << 0x04, 4);
     poke(stream, 12, 1u << (0x3F - 32), 4);
@@ -149,7 +153,9 @@ TEST(MetadataHeaps, GuidsMustBeThere) {
 
 TEST(ModuleIdentity, IsRowOneOfTheModuleTable) {
     for (const unsigned char heap_sizes : bytes{0, 7}) {
-        const auto identity = read_module_identity(test::image_metadata(some_guid, 5).heap_sizes(heap_sizes).build());
+        metadata_builder builder = test::image_metadata(some_guid, 5);
+        builder.heap_sizes(heap_sizes);
+        const auto identity = read_module_identity(builder.build());
         EXPECT_EQ(identity.mvid, some_guid);
         EXPECT_EQ(identity.method_rows, 5u);
     }

@@ -80,7 +80,8 @@ TEST(TablePlaces, EveryTableIsAsWideAsItsColumns) {
 // The widths follow the image's counts, the rows those that are there.
 TEST(TablePlaces, IndexesFollowTheImageOfAPortablePdb) {
     metadata_builder builder;
-    builder.pdb({}, 0, {{0x06, 70'000}, {0x2A, 70'000}, {0x30, 70'000}}).wide_indexes({4, 7, 26});
+    builder.pdb({}, 0, {{0x06, 70'000}, {0x2A, 70'000}, {0x30, 70'000}});
+    builder.wide_indexes({4, 7, 26});
     builder.add_rows(0x02, 70'000).add_rows(0x0F, 1).add_rows(0x2C, 1).add_rows(0x31, 1);
     builder.add_row(0x32, {70'000, 1, 2, 3}).add_row(0x36, {69'999, 70'000}).add_row(0x37, {0x12345678});
     const bytes block = builder.build();

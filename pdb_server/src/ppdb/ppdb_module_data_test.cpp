@@ -47,14 +47,15 @@ std::vector<numbers> points_of_blob(std::uint32_t document, const bytes& blob) {
 
 TEST(SequencePoints, AreGivenInBlobOrder) {
     // IL offset, lines, columns, then where the point begins or how far behind the visible point before it; a point
-    // without lines and columns is hidden. Positions wrap at 32 bits.
+    // without lines and columns is hidden. Positions wrap at 32 bits; of the lead byte of four only the low five bits
+    // count.
     const std::pair<bytes, numbers> records[] = {
         {{0, 0, 0}, {0, 4, hidden, 0, hidden, 0}},
         {{2, 0, 1, 10, 5}, {2, 4, 10, 5, 10, 6}},
         {{1, 3, 0x73, 2, 8}, {3, 4, 11, 9, 14, 2}},
         {{0x81, 0x29, 0, 0}, {300, 4, hidden, 0, hidden, 0}},
         {{1, 0, 79, 0x7D, 0x71}, {301, 4, 9, 1, 9, 80}},
-        {{0xC0, 1, 0x10, 0x43, 1, 0xBD, 0xAB, 0x83, 0xD6, 0x82, 0x56}, {70'000, 4, 500, 300, 501, 1}},
+        {{0xE0, 1, 0x10, 0x43, 1, 0xBD, 0xAB, 0x83, 0xD6, 0x82, 0x56}, {70'000, 4, 500, 300, 501, 1}},
         {{1, 0, 1, 0x80, 0x01, 0xBD, 0x53}, {70'001, 4, 0xFFFFE1F4, 0xFFFFFFD5, 0xFFFFE1F4, 0xFFFFFFD6}}};
     bytes blob = {0};  // the signature of the local variables
     std::vector<numbers> points;

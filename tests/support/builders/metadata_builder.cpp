@@ -21,8 +21,6 @@ const std::map<unsigned, std::string_view>& schemas() {
 
 }  // namespace
 
-metadata_builder::metadata_builder() : strings_(1), blobs_(1) {}
-
 std::uint32_t metadata_builder::string(std::string_view text) {
     const auto index = static_cast<std::uint32_t>(strings_.size());
     strings_.insert(strings_.end(), text.begin(), text.end());
@@ -53,16 +51,6 @@ metadata_builder& metadata_builder::add_row(unsigned table, row values) {
 metadata_builder& metadata_builder::add_rows(unsigned table, std::uint32_t count) {
     auto& rows = tables_[table];
     rows.resize(rows.size() + count);
-    return *this;
-}
-
-metadata_builder& metadata_builder::wide_indexes(std::initializer_list<unsigned> kinds) {
-    wide_.insert(kinds.begin(), kinds.end());
-    return *this;
-}
-
-metadata_builder& metadata_builder::heap_sizes(unsigned char bits) {
-    heap_sizes_ = bits;
     return *this;
 }
 

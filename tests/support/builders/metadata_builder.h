@@ -5,7 +5,6 @@
 #pragma once
 
 #include <cstdint>
-#include <initializer_list>
 #include <map>
 #include <set>
 #include <string>
@@ -21,8 +20,6 @@ class metadata_builder {
 public:
     // Rows of one table: each row is its column values in order. A row may be short; the rest is zero.
     using row = std::vector<std::uint32_t>;
-
-    metadata_builder();
 
     // Heap items; each returns its index. Blob 0 and the empty string 0 are there from the start.
     std::uint32_t string(std::string_view text);
@@ -40,9 +37,9 @@ public:
     // Makes these index kinds 4 bytes wide (numbers 0 to 26, in the order in which the format lists them: nine simple
     // kinds, thirteen coded kinds, then Document, ImportScope, LocalVariable, LocalConstant and
     // HasCustomDebugInformation).
-    metadata_builder& wide_indexes(std::initializer_list<unsigned> kinds);
+    void wide_indexes(const std::set<unsigned>& kinds) { wide_ = kinds; }
     // The heap-sizes byte: 1 strings, 2 GUIDs, 4 blobs are 4 bytes wide; 0x40 four extra bytes after the row counts.
-    metadata_builder& heap_sizes(unsigned char bits);
+    void heap_sizes(unsigned char bits) { heap_sizes_ = bits; }
 
     // Adds the "#Pdb" stream: the PDB's id, and the rows of the image's tables by table number.
     metadata_builder& pdb(const GUID& guid, std::uint32_t stamp,
@@ -62,8 +59,8 @@ private:
     void write_rows(byte_writer& out, unsigned table, const std::vector<row>& rows) const;
     unsigned column_width(char column) const;
 
-    bytes strings_;
-    bytes blobs_;
+    bytes strings_ = bytes(1);
+    bytes blobs_ = bytes(1);
     bytes guids_;
     std::map<unsigned, std::vector<row>> tables_;
     std::set<unsigned> wide_;

@@ -1,6 +1,5 @@
 #include "tests/support/builders/pe_builder.h"
 
-#include <algorithm>
 #include <boost/iostreams/device/back_inserter.hpp>
 #include <boost/iostreams/filter/zlib.hpp>
 #include <utility>
@@ -8,7 +7,6 @@
 namespace qv::test {
 namespace {
 
-constexpr std::size_t nt_offset = 0x80;
 constexpr std::size_t cor_header_size = 72;
 constexpr std::size_t debug_entry_size = 28;
 
@@ -16,9 +14,8 @@ std::uint32_t rva(std::size_t offset) {
     return static_cast<std::uint32_t>(offset) + pe_rva_bias;
 }
 
-void write_directory(bytes& data, std::size_t at, std::size_t offset, std::size_t size) {
-    poke(data, at, rva(offset), 4);
-    poke(data, at + 4, size, 4);
+std::size_t align(std::size_t value, std::size_t alignment) {
+    return (value + alignment - 1) / alignment * alignment;
 }
 
 }  // namespace
@@ -28,76 +25,52 @@ pe_builder& pe_builder::metadata(bytes block) {
     return *this;
 }
 
-pe_builder& pe_builder::further_directories(unsigned count) {
-    further_directories_ = count;
-    return *this;
-}
-
-pe_builder& pe_builder::further_sections(unsigned count) {
-    further_sections_ = count;
-    return *this;
-}
-
 pe_builder& pe_builder::debug_entry(std::uint32_t type, std::uint16_t minor_version, std::uint32_t stamp, bytes data) {
     entries_.push_back({type, minor_version, stamp, std::move(data)});
     return *this;
 }
 
 pe_image pe_builder::build() const {
-    pe_image image{};
     const bool plus = kind_ == pe_kind::pe32_plus;
-    const std::size_t optional_size = (plus ? 240u : 224u) + 8u * further_directories_;
-
-    byte_writer headers;
-    headers.text("MZ").zeros(0x3A).u32(nt_offset).zeros(nt_offset - 0x40);
-    image.nt_headers = headers.size();
-    headers.u32(0x4550).u16(plus ? 0x8664 : 0x14C).u16(1 + further_sections_).zeros(12).u16(optional_size).u16(0x2022);
-    image.optional_header = headers.size();
-    headers.u16(plus ? 0x20B : 0x10B).zeros(plus ? 106 : 90);
-    image.directory_count = headers.size();
-    headers.u32(16 + further_directories_).zeros(8 * std::size_t{16 + further_directories_});
-    image.section_table = headers.size();
-    headers.zeros(std::size_t{40} * (1 + further_sections_)).align(0x400);
-    const std::size_t section_offset = headers.size();
-
-    byte_writer file = std::move(headers);
-    image.cor_header = file.size();
-    file.zeros(cor_header_size);
-    image.debug_directory = file.size();
-    file.zeros(debug_entry_size * entries_.size());
-    image.metadata = file.size();
-    file.append(metadata_).align(4);
+    const std::size_t directories = 16 + further_directories_;
+    const std::size_t sections = 1 + further_sections_;
+    pe_image image{};
+    image.nt_headers = 0x80;
+    image.optional_header = image.nt_headers + 24;
+    image.directory_count = image.optional_header + (plus ? 108 : 92);
+    image.section_table = image.directory_count + 4 + 8 * directories;
+    image.cor_header = align(image.section_table + 40 * sections, 0x400);
+    image.debug_directory = image.cor_header + cor_header_size;
+    image.metadata = image.debug_directory + debug_entry_size * entries_.size();
+    std::size_t end = align(image.metadata + metadata_.size(), 4);
     for (const entry& item : entries_) {
-        image.debug_data.push_back(file.size());
-        file.append(item.data).align(4);
+        image.debug_data.push_back(end);
+        end = align(end + item.data.size(), 4);
     }
-    image.data = file.data();
 
-    bytes& data = image.data;
-    const std::size_t section_size = data.size() - section_offset;
-    poke(data, image.section_table + 8, section_size, 4);
-    poke(data, image.section_table + 12, rva(section_offset), 4);
-    poke(data, image.section_table + 16, section_size, 4);
-    poke(data, image.section_table + 20, section_offset, 4);
-
-    write_directory(data, image.directory(14), image.cor_header, cor_header_size);
-    poke(data, image.cor_header, cor_header_size, 4);
-    poke(data, image.cor_header + 4, 2, 2);
-    write_directory(data, image.cor_header + 8, image.metadata, metadata_.size());
-
-    if (!entries_.empty())
-        write_directory(data, image.directory(6), image.debug_directory, debug_entry_size * entries_.size());
+    byte_writer out;
+    out.text("MZ").zeros(0x3A).u32(image.nt_headers).zeros(0x40);
+    out.u32(0x4550).u16(plus ? 0x8664 : 0x14C).u16(sections).zeros(12);
+    out.u16(image.section_table - image.optional_header).u16(0x2022);
+    out.u16(plus ? 0x20B : 0x10B).zeros(plus ? 106 : 90).u32(directories).zeros(8 * directories);
+    out.zeros(8).u32(end - image.cor_header).u32(rva(image.cor_header)).u32(end - image.cor_header);
+    out.u32(image.cor_header).zeros(16 + 40 * std::size_t{further_sections_}).align(0x400);
+    out.u32(cor_header_size).u16(2).u16(0).u32(rva(image.metadata)).u32(metadata_.size()).zeros(cor_header_size - 16);
     for (std::size_t i = 0; i < entries_.size(); ++i) {
-        byte_writer record;
-        record.u32(0).u32(entries_[i].stamp).u16(0).u16(entries_[i].minor_version).u32(entries_[i].type);
-        record.u32(entries_[i].data.size());
-        if (entries_[i].data.empty())
-            record.u64(0);
-        else
-            record.u32(rva(image.debug_data[i])).u32(image.debug_data[i]);
-        std::copy(record.data().begin(), record.data().end(),
-                  data.begin() + static_cast<std::ptrdiff_t>(image.debug_directory + debug_entry_size * i));
+        const auto& [type, minor_version, stamp, data] = entries_[i];
+        const std::size_t place = data.empty() ? 0 : image.debug_data[i];
+        out.u32(0).u32(stamp).u16(0).u16(minor_version).u32(type).u32(data.size());
+        out.u32(place == 0 ? 0 : rva(place)).u32(place);
     }
+    out.append(metadata_).align(4);
+    for (const entry& item : entries_) out.append(item.data).align(4);
+
+    image.data = out.data();
+    poke(image.data, image.directory(14), rva(image.cor_header), 4);
+    poke(image.data, image.directory(14) + 4, cor_header_size, 4);
+    if (entries_.empty()) return image;
+    poke(image.data, image.directory(6), rva(image.debug_directory), 4);
+    poke(image.data, image.directory(6) + 4, debug_entry_size * entries_.size(), 4);
     return image;
 }
 

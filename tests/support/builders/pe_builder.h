@@ -50,10 +50,10 @@ public:
     pe_builder& metadata(bytes block);
 
     // Data directories beyond the 16 standard ones.
-    pe_builder& further_directories(unsigned count);
+    void further_directories(unsigned count) { further_directories_ = count; }
 
     // Sections without content, after the one that has it all.
-    pe_builder& further_sections(unsigned count);
+    void further_sections(unsigned count) { further_sections_ = count; }
 
     // Debug directory entries in this order; without any the directory is absent.
     pe_builder& debug_entry(std::uint32_t type, std::uint16_t minor_version, std::uint32_t stamp, bytes data);
