@@ -110,6 +110,7 @@ TEST_F(SymSrv, FailuresHaveTheirCodesAndAnEmptyPath) {
         {search(at("store"), std::wstring(256, L'a')), ERROR_FILENAME_EXCED_RANGE},
         {search(at("store"), L"app.pdb", nullptr), ERROR_INVALID_PARAMETER},
         {search(std::wstring(32768, L'a'), L"app.pdb"), ERROR_INVALID_PARAMETER},
+        {[&] { return QV_EXPORTED(SymbolServerW)(nullptr, L"a", &id, 0, 0, wide_); }, ERROR_INVALID_PARAMETER},
         {[&] { return QV_EXPORTED(SymbolServer)("a", "a", &id, 0, 0, nullptr); }, ERROR_INVALID_PARAMETER},
         {[&] { return QV_EXPORTED(QvSymbolServerW)(L"a", L"a", &id, 0, 0, wide_, 0); }, ERROR_INVALID_PARAMETER},
         {[&] { return QV_EXPORTED(SymbolServerGetIndexStringW)(&id, age, 0, wide_, 40); }, ERROR_INSUFFICIENT_BUFFER},
