@@ -77,11 +77,16 @@ TEST(SlaveKeyAtomMap, ThreadsAgreeOnTheAtomOfAKey) {
     for (auto& thread : threads) thread.join();
     EXPECT_EQ(atoms[0], atoms[1]);
     EXPECT_EQ(atoms[0], atoms[2]);
+    EXPECT_EQ(atoms[0].back(), 99u);
+    auto again = make("\1");
+    EXPECT_FALSE(map.insert_or_get("\1", again, atoms[0].front()));
+    EXPECT_EQ(again, map.find_atom(1));
 }
 
-// The expected values come from a separate calculation with the published step of the hash.
-TEST(GuidHash, CombinesBothHalvesInOrder) {
+TEST(Guid, StoreKeyAndHashHoldEveryPart) {
     const GUID sample = {0x7d3be11c, 0x9bd2, 0x4ca7, {0xa6, 0x26, 0x0c, 0x82, 0xb9, 0x39, 0x35, 0xa9}};
+    EXPECT_EQ(quorvex::common::to_store_key(sample), L"7D3BE11C9BD24CA7A6260C82B93935A9");
+    // From a separate calculation with the published step of the hash.
     EXPECT_EQ(quorvex::common::guid_hash()(GUID{}), 0xcb34c5ae03d8f098u);
     EXPECT_EQ(quorvex::common::guid_hash()(sample), 0xc0a0d65e0d8e24deu);
 }

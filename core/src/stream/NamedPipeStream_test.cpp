@@ -168,15 +168,20 @@ TEST_F(NamedPipe, IdleConnectionIsPeekedAtSeldomUntilItsNextPacket) {
     EXPECT_EQ(client.peeks_of_a_wait(server_, 100), first_wait);
 }
 
-TEST_F(NamedPipe, LongWriteGoesOutInPartsOf16384) {
+TEST_F(NamedPipe, LongWriteGoesOutInPartsOf16384AlsoAfterTheStop) {
     const test::failing_call<decltype(WriteFile)> third_part("WriteFile", 3);
     const bytes sent = pattern(40000);
     auto writer = start([&] { server_.Write(sent.data(), sent.size()); });
+    let_it_block();
+    SetEvent(stop_.get());
+    let_it_block();
     bytes received(2 * 16384);
     client_.Read(received.data(), received.size());
+    let_it_block();
+    EXPECT_FALSE(client_.WaitForDataToRead(0));
+    client_.Close();
     EXPECT_EQ(writer.get(), "Can't write data (8)");
     EXPECT_EQ(received, bytes(sent.begin(), sent.begin() + 2 * 16384));
-    EXPECT_FALSE(client_.WaitForDataToRead(0));
 }
 
 TEST(ListeningNamedPipe, ClientThatCameAndLeftIsAFailureThatDisconnectClears) {
