@@ -1,7 +1,7 @@
 // A whole conversation, byte for byte: the one that docs/protocol.md shows.
 #include <gmock/gmock.h>
 
-#include "pdb_client/library/scripted_stream.h"
+#include "pdb_client/library/scripted_stream_test_support.h"
 #include "pdb_client/library/session.h"
 
 namespace qv::profiler::pdb_client {
@@ -10,10 +10,8 @@ namespace {
 using testing::ElementsAre;
 
 TEST(Conversation, IsTheOneOfTheDocument) {
-    scripted_stream server;
+    scripted_stream server("d1 00  e0 00");
     const auto sent = [&] { return server.take_writes(); };
-
-    server.answer("d1 00  e0 00");
     session symbols(server, {14, {L"C:\\symbols"}});
     EXPECT_THAT(sent(), ElementsAre(hex("d0 10 1c e1 3b 7d d2 9b a7 4c a6 26 1c 82 b9 39 35 a9"),
                                     hex("e0 0d 0e 01 0a 'C:\\symbols'")));

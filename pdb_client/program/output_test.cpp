@@ -2,17 +2,33 @@
 #include <gtest/gtest.h>
 
 #include "pdb_client/program/json_output.h"
-#include "pdb_client/program/sample_symbols.h"
 #include "pdb_client/program/table_output.h"
 
 namespace qv::profiler::pdb_client {
 namespace {
 
+// Several documents, hidden points, errors, a non-ASCII name.
+module_symbols sample_symbols() {
+    constexpr GUID sha1 = {0xff1816ec, 0xaa5e, 0x4d10, {0x87, 0xf7, 0x6f, 0x49, 0x63, 0x83, 0x34, 0x60}};
+    module_symbols symbols{};
+    symbols.module = {L"C:\\app\\orders.dll", sha1, 7, symbol_kind::portable, {}, {}};
+    symbols.documents = {{1, {L"/src/\u00dcberg.cs", sha1, {0xdb, 0xeb, 0x2a}}, {}},
+                         {3, {L"C:\\b\x1b.cs", {}, {}}, {}},
+                         {12, {}, "Too large table index"}};
+    symbols.methods = {
+        {0x06000001, {{0, {1, 9, 5, 9, 6}}, {1, {1, 10, 9, 12, 102}}, {300, {1, 0xFEEFEE, 0, 0xFEEFEE, 0}}}, {}},
+        {0x06000002, {{0, {1, 7, 1, 7, 2}}, {0x12345, {3, 0xFEEFEE, 0, 0xFEEFEE, 0}}, {0x12346, {12, 8, 1, 8, 2}}}, {}},
+        {0x06000004, {}, "End of \xe9"},
+        {0x06000005, {{0, {3, 0xFEEFEE, 0, 0xFEEFEE, 0}}}, {}}};
+    symbols.source_server = source_server_symbols{{'{', '"', 0xC3, 0xA9, '"', '}'}, {}};
+    return symbols;
+}
+
 TEST(JsonOutput, Everything) {
     EXPECT_EQ(to_json(sample_symbols()),
               R"({
   "module": "C:\\app\\orders.dll",
-  "mvid": "7d3be11c-9bd2-4ca7-a626-1c82b93935a9",
+  "mvid": "ff1816ec-aa5e-4d10-87f7-6f4963833460",
   "methodDefs": 7,
   "documents": [
     {"id":1,"name":"/src/)"
@@ -52,7 +68,7 @@ TEST(JsonOutput, OnlyWhatWasAskedForAndWhatJsonCanHold) {
 
 TEST(TableOutput, Dump) {
     EXPECT_EQ(dump_table(sample_symbols()),
-              "orders.dll  MVID 7d3be11c-9bd2-4ca7-a626-1c82b93935a9\n"
+              "orders.dll  MVID ff1816ec-aa5e-4d10-87f7-6f4963833460\n"
               "7 methods, 3 with sequence points; 7 points in 3 documents; 6 bytes of source server data\n"
               "\n"
               " [1] /src/\u00dcberg.cs\n"

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "pdb_client/library/scripted_stream.h"
+#include "pdb_client/library/scripted_stream_test_support.h"
 
 namespace qv::profiler::pdb_client {
 namespace {
@@ -13,9 +13,7 @@ const module_info sample_module{L"C:\\m.dll", {}, 3, symbol_kind::none, {}, {}};
 
 // What the program says and returns when the server answers so; request 1 is the load.
 outcome run(command what, const std::string& answers, bool json = false) {
-    scripted_stream server;
-    server.answer(handshake_answers);
-    server.answer(answers);
+    scripted_stream server(handshake_answers + answers);
     options wanted;
     wanted.what = what;
     wanted.json = json;
@@ -51,8 +49,6 @@ TEST(RunCommand, OutputMessagesAndExitCode) {
     constexpr const char* not_registered =
         "C:\\m.dll: No (error 80040154)\nNo reader of classic PDBs is registered: as an administrator, run regsvr32 on "
         "the qv_symbols.dll in the server's folder.\n";
-    constexpr const char* no_symbols =
-        "C:\\m.dll: no symbols; the image names no symbols: it was built without a PDB\n";
     const struct {
         command what;
         std::string answers;
@@ -68,7 +64,8 @@ TEST(RunCommand, OutputMessagesAndExitCode) {
          "The module has no source server data.\n"},
         {command::dump, "30 06 01 04 'bad' 1b  ff 02 02 00", error, "", "C:\\m.dll: bad\\x1b\n"},
         {command::dump, "30 15 01 13 'No (error 80040154)'  ff 02 02 00", error, "", not_registered},
-        {command::dump, "30 03 01 00 00  ff 02 02 00", error, "", no_symbols},
+        {command::dump, "30 03 01 00 00  ff 02 02 00", error, "",
+         "C:\\m.dll: no symbols; the image names no symbols: it was built without a PDB\n"},
     };
     for (const auto& tested : cases) {
         const outcome got = run(tested.what, tested.answers);
@@ -77,9 +74,6 @@ TEST(RunCommand, OutputMessagesAndExitCode) {
         EXPECT_EQ(got.messages, tested.messages);
         EXPECT_EQ(got.verbatim, tested.what == command::sourcelink) << tested.answers;
     }
-}
-
-TEST(RunCommand, JsonIsText) {
     EXPECT_FALSE(run(command::sourcelink, loaded + "44 03 02 00 00  ff 02 03 00", true).verbatim);
 }
 
@@ -89,14 +83,12 @@ TEST(RunCommand, OffsetsAndRangesThatDoNotBelongTogetherThrow) {
 
 TEST(RunCommand, MethodsThatTheModuleDoesNotHaveAreNotAskedFor) {
     options wanted;
-    const auto misfit_of = [&](command what, std::uint32_t token) {
-        wanted.what = what;
-        wanted.token = token;
-        return misfit(wanted, sample_module);
-    };
-    EXPECT_EQ(misfit_of(command::method, 0x06000003), "");
-    EXPECT_EQ(misfit_of(command::method, 0x06000004), "no method 0x06000004; the last one is 0x06000003\n");
-    EXPECT_EQ(misfit_of(command::dump, 0x06000004), "");
+    wanted.token = 0x06000004;
+    EXPECT_EQ(misfit(wanted, sample_module), "");
+    wanted.what = command::method;
+    EXPECT_EQ(misfit(wanted, sample_module), "no method 0x06000004; the last one is 0x06000003\n");
+    wanted.token = 0x06000003;
+    EXPECT_EQ(misfit(wanted, sample_module), "");
 }
 
 }  // namespace

@@ -1,39 +1,33 @@
 // A server for tests: hands out prepared bytes and keeps what the client writes.
 #pragma once
 
-#include <cctype>
-#include <cstring>
+#include <algorithm>
 #include <stdexcept>
+#include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "core/src/stream/CoreStreams.h"
 
 namespace qv::profiler::pdb_client {
 
-// Bytes from hexadecimal digits; blanks are skipped, and text between quotes stands for itself.
+// Bytes from pairs of hexadecimal digits; blanks are skipped, and text between quotes stands for itself.
 inline std::vector<unsigned char> hex(std::string_view text) {
     std::vector<unsigned char> bytes;
-    int high = -1;
-    bool quoted = false;
-    for (const char c : text) {
-        if (c == '\'') {
-            quoted = !quoted;
-        } else if (quoted) {
-            bytes.push_back(static_cast<unsigned char>(c));
-        } else if (c != ' ' && c != '\n') {
-            if (std::isxdigit(static_cast<unsigned char>(c)) == 0) throw std::invalid_argument("not hexadecimal");
-            const int digit = c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10;
-            if (high >= 0) bytes.push_back(static_cast<unsigned char>(high << 4 | digit));
-            high = high >= 0 ? -1 : digit;
-        }
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\'')
+            for (++i; text.at(i) != '\''; ++i) bytes.push_back(static_cast<unsigned char>(text[i]));
+        else if (text[i] != ' ')
+            bytes.push_back(static_cast<unsigned char>(std::stoi(std::string(text.substr(i++, 2)), nullptr, 16)));
     }
-    if (high >= 0 || quoted) throw std::invalid_argument("half a byte");
     return bytes;
 }
 
 class scripted_stream : public ICoreStream {
 public:
+    explicit scripted_stream(std::string_view first_answers) { answer(first_answers); }
+
     // What the server says next.
     void answer(std::string_view text) {
         const auto bytes = hex(text);
@@ -44,9 +38,10 @@ public:
     std::vector<std::vector<unsigned char>> take_writes() { return std::exchange(writes_, {}); }
 
     void Read(void* destination, std::uint64_t size) override {
-        if (size > to_read_.size() - position_) throw std::runtime_error("The pipe is broken");
-        if (size != 0) std::memcpy(destination, to_read_.data() + position_, static_cast<std::size_t>(size));
-        position_ += static_cast<std::size_t>(size);
+        if (size > to_read_.size()) throw std::runtime_error("The pipe is broken");
+        const auto end = to_read_.begin() + static_cast<std::ptrdiff_t>(size);
+        std::copy(to_read_.begin(), end, static_cast<unsigned char*>(destination));
+        to_read_.erase(to_read_.begin(), end);
     }
 
     void Write(const void* data, std::uint64_t size) override {
@@ -56,11 +51,10 @@ public:
 
 private:
     std::vector<unsigned char> to_read_;
-    std::size_t position_ = 0;
     std::vector<std::vector<unsigned char>> writes_;
 };
 
 // The server's side of a handshake that succeeds.
-constexpr std::string_view handshake_answers = "d1 00  e0 00";
+inline const std::string handshake_answers = "d1 00  e0 00";
 
 }  // namespace qv::profiler::pdb_client
