@@ -4,7 +4,8 @@
 #
 # A line is CODE<TAB>NAME<TAB>MESSAGE: 0x and eight upper-case digits, an identifier, and a text that may be empty. Codes
 # rise; a code may stand on several lines, of which the first gives the name and the message that are shown, and the
-# others, without message, only record further names. Anything else stops the build and says where.
+# others, without message, only record further names. A message has no inserts and no label of its kind. Anything else
+# stops the build and says where.
 cmake_minimum_required(VERSION 3.25)
 
 file(READ "${INPUT}" text)
@@ -44,6 +45,9 @@ foreach(line IN LISTS lines)
   endif()
   if(NOT name MATCHES "^[A-Za-z_][A-Za-z0-9_]*$")
     message(FATAL_ERROR "${where}: '${name}' is not a name")
+  endif()
+  if(message MATCHES "%|^Error: ")
+    message(FATAL_ERROR "${where}: the message does not stand by itself: nothing is inserted, and its kind is said elsewhere")
   endif()
   if("${code}" STRLESS "${last_code}")
     message(FATAL_ERROR "${where}: ${code} stands after ${last_code}; codes must rise")

@@ -20,12 +20,14 @@ function(expect text complaint rows)
   endif()
 endfunction()
 
-expect("0x00000001|A|a; [b] \"c\" \\d\\ %1 \\\"\n0x80000000|B|\n0x80000000|C|\n0xFFFFFFFF|d_1|last\n" "$"
-  "{0x00000001u, \"A\", \"a; [b] \\\"c\\\" \\\\d\\\\ %1 \\\\\\\"\"},\n{0x80000000u, \"B\", nullptr},\n{0xFFFFFFFFu, \"d_1\", \"last\"},\n")
+expect("0x00000001|A|a; [b] \"c\" \\d\\ 1 \\\"\n0x80000000|B|\n0x80000000|C|\n0xFFFFFFFF|d_1|last\n" "$"
+  "{0x00000001u, \"A\", \"a; [b] \\\"c\\\" \\\\d\\\\ 1 \\\\\\\"\"},\n{0x80000000u, \"B\", nullptr},\n{0xFFFFFFFFu, \"d_1\", \"last\"},\n")
 expect("0x00000001|A|one\n0x00000002|B\n" "2: a line has three columns" "")
 expect("0x8000000a|A|one\n" "1: '0x8000000a' is not" "")
 expect("0x00000001||one\n" "1: '' is not a name" "")
 expect("0x00000002|A|\n0x00000001|B|\n" "2: 0x00000001 stands after 0x00000002" "")
 expect("0x00000001|A|one\n0x00000001|A|\n" "2: 0x00000001 A is there twice" "")
 expect("0x00000001|A|one\n0x00000001|B|two\n" "2: only the first line" "")
+expect("0x00000001|A|one of %1\n" "1: the message does not stand by itself" "")
+expect("0x00000001|A|Error: one\n" "1: the message does not stand by itself" "")
 expect("0x00000001|A|one" " the last line has no line end" "")
