@@ -1,7 +1,6 @@
 // Failures as tests compare them.
 #pragma once
 
-#include <iomanip>
 #include <sstream>
 #include <string>
 
