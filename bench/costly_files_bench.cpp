@@ -112,10 +112,10 @@ std::string ask_everything(session& symbols, const std::wstring& path, const GUI
 
 bool measure(const qv::test::costly_shape& shape, const std::wstring& server_path) {
     const qv::testing::temporary_directory folder;
-    const auto files = shape.make_files(shape.default_size);
+    const auto files = shape.make(shape.default_size);
     const auto text = [](const qv::test::bytes& bytes) { return std::string(bytes.begin(), bytes.end()); };
     const auto image = folder.write(shape.name + ".dll", text(files.image));
-    if (!files.pdb.empty()) folder.write(qv::test::costly_pdb_name(shape.name), text(files.pdb));
+    if (!files.pdb.empty()) folder.write(qv::test::costly_pdb_name, text(files.pdb));
 
     const spawned_server server(server_path, {});
     server.wait_until_ready(patience);
@@ -128,8 +128,7 @@ bool measure(const qv::test::costly_shape& shape, const std::wstring& server_pat
     ask_good();
     const double before = memory.peak_mebibytes();
     stop_watch watch;
-    const std::string outcome =
-        ask_everything(symbols, qv::text::to_wide(image), qv::test::costly_mvid(shape.name), watch);
+    const std::string outcome = ask_everything(symbols, qv::text::to_wide(image), qv::test::costly_mvid, watch);
     const double grown = memory.peak_mebibytes() - before;
     const auto points = symbols.get_method_offsets(ask_good(), 0x06000004);
     const bool goes_on = points.ok() && !points.value().empty();

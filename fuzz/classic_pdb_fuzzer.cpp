@@ -60,7 +60,7 @@ std::vector<bytes> seeds() {
     odd.named = {{"srcsrv", bytes(5, 'y')}, {"sourcelink", bytes(5, 'z')}};
     std::vector<bytes> result = {test::write_pdb(test::sample_pdb_description()), test::write_pdb(odd)};
     for (const auto& shape : test::classic_costly_shapes())
-        if (auto pdb = shape.make_files(50).pdb; pdb.size() < 30'000) result.push_back(std::move(pdb));
+        if (auto pdb = shape.make(50).pdb; pdb.size() < 30'000) result.push_back(std::move(pdb));
     return result;
 }
 

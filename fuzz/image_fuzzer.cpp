@@ -49,7 +49,7 @@ std::vector<bytes> seeds() {
     for (const auto kind : {test::pe_kind::pe32, test::pe_kind::pe32_plus})
         result.push_back(sample_image(kind).build().data);
     for (const auto& shape : test::portable_costly_shapes())
-        if (shape.name != "EmbeddedVoid") result.push_back(shape.make_files(100).image);
+        if (shape.name != "EmbeddedVoid") result.push_back(shape.make(100).image);
     return result;
 }
 

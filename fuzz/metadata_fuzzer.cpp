@@ -83,7 +83,7 @@ std::vector<bytes> seeds() {
     std::vector<bytes> result = {test::image_metadata(sample_mvid, 3).build(), wide.build(), scopes.build(),
                                  sample_pdb().build(), wide_pdb.build()};
     for (const auto& shape : test::portable_costly_shapes())
-        if (shape.name == "HiddenStreamNames") result.push_back(shape.make_files(200).pdb);
+        if (shape.name == "HiddenStreamNames") result.push_back(shape.make(200).pdb);
     return result;
 }
 

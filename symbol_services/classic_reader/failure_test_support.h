@@ -8,7 +8,7 @@
 
 namespace qv::classic_reader {
 
-// "Invalid PDB superblock, 806d000e"; empty when the action does not fail.
+// "Invalid PDB superblock, 806d000e"; "no memory"; empty when the action does not fail.
 template <class Action>
 std::string failure_of(Action&& action) {
     try {
@@ -18,6 +18,8 @@ std::string failure_of(Action&& action) {
         std::ostringstream text;
         text << error.what() << ", " << std::hex << static_cast<std::uint32_t>(*error.find<errtag_hresult>());
         return text.str();
+    } catch (const std::bad_alloc&) {
+        return "no memory";
     }
 }
 

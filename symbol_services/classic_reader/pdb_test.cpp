@@ -62,6 +62,7 @@ TEST(Pdb, AnswersAreThoseThatWereWritten) {
     expect_sample_points(*file);
     EXPECT_EQ(file->id().guid, sample_pdb_description().guid);
     EXPECT_EQ(file->id().age, 3u) << "of the debug information";
+    EXPECT_EQ(file->id().signature, test::pdb_signature);
     expect_sample_points(*pdb::open(test::write_pdb(sample_pdb_description(), 4096, test::page_order::descending)));
     expect_sample_points(*open([](auto& d) { d.references = false; }));
     expect_sample_points(*open([](auto& d) { d.source_list = false; }));

@@ -38,11 +38,11 @@ std::string load(const boost::filesystem::path& path) {
 }
 
 cost cost_of(const test::costly_shape& shape, std::size_t size) {
-    const auto files = shape.make_files(size);
+    const auto files = shape.make(size);
     const testing::temporary_directory folder;
     const auto text = [](const test::bytes& content) { return std::string(content.begin(), content.end()); };
-    const auto image = folder.write(shape.name + ".dll", text(files.image));
-    if (!files.pdb.empty()) folder.write(test::costly_pdb_name(shape.name), text(files.pdb));
+    const auto image = folder.write("costly.dll", text(files.image));
+    if (!files.pdb.empty()) folder.write(test::costly_pdb_name, text(files.pdb));
 
     test::largest_allocation = 0;
     [[maybe_unused]] const std::uint64_t before = work_done;

@@ -16,18 +16,14 @@ struct costly_files {
 };
 
 struct costly_shape {
-    std::string name;          // also the name of the files, without their extensions
+    std::string name;
     std::size_t default_size;  // of the parameter; what one of it is stands with the maker
-    costly_files (*make)(const std::string& name, std::size_t size);
-
-    costly_files make_files(std::size_t size) const { return make(name, size); }
+    costly_files (*make)(std::size_t size);
 };
 
-// The MVID of a shape's image. Shapes differ in it: a server knows loaded modules by it.
-GUID costly_mvid(const std::string& name);
-
-// What an image's debug directory calls the PDB of a shape.
-std::string costly_pdb_name(const std::string& name);
+// The MVID of every image here, and what its debug directory calls its PDB.
+constexpr GUID costly_mvid = {0xC0571111, 0x0057, 0x4711, {0x80, 1, 2, 3, 4, 5, 6, 7}};
+constexpr const char* costly_pdb_name = "costly.pdb";
 
 std::vector<costly_shape> portable_costly_shapes();
 std::vector<costly_shape> classic_costly_shapes();

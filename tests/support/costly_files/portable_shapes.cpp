@@ -1,6 +1,5 @@
 #include <algorithm>
-#include <boost/iostreams/device/back_inserter.hpp>
-#include <boost/iostreams/filter/zlib.hpp>
+#include <string_view>
 
 #include "tests/support/builders/pe_builder.h"
 #include "tests/support/builders/portable_pdb_builder.h"
@@ -13,21 +12,12 @@ constexpr GUID pdb_guid = {0xC0571111, 0xF11E, 0x4711, {0x80, 7, 6, 5, 4, 3, 2, 
 constexpr std::uint32_t stamp = 0xC0571111;
 constexpr std::size_t debug_entry_size = 28;
 
-pe_builder image_of(const std::string& name) {
-    pe_builder image;
-    image.metadata(image_metadata(costly_mvid(name), 1).build());
-    return image;
+pe_builder image() {
+    return pe_builder().metadata(image_metadata(costly_mvid, 1).build());
 }
 
-costly_files with_pdb(const std::string& name, bytes pdb) {
-    return {image_of(name).codeview(pdb_guid, stamp, costly_pdb_name(name)).build().data, std::move(pdb)};
-}
-
-// As compilers write it: the CodeView entry says that the PDB is a portable one, the other has it.
-costly_files with_embedded(const std::string& name, const bytes& packed) {
-    return {
-        image_of(name).codeview(pdb_guid, stamp, costly_pdb_name(name)).debug_entry(17, 0x0100, 0, packed).build().data,
-        {}};
+costly_files with_pdb(bytes pdb) {
+    return {image().codeview(pdb_guid, stamp, costly_pdb_name).build().data, std::move(pdb)};
 }
 
 // Lets a debug entry have its data anywhere in the file.
@@ -47,7 +37,7 @@ bytes noise(std::size_t size) {
 
 // Stream headers. The name of each hides its end inside a two-byte character, so that who walks the name in characters
 // walks on to the last header, while the next header is 12 bytes on.
-costly_files hidden_stream_names(const std::string& name, std::size_t headers) {
+costly_files hidden_stream_names(std::size_t headers) {
     constexpr std::size_t first_header = 32;
     portable_pdb_builder pdb(pdb_guid, stamp);
     pdb.document("/src/a.cs");
@@ -57,12 +47,12 @@ costly_files hidden_stream_names(const std::string& name, std::size_t headers) {
     for (std::size_t i = 0; i + 1 < headers; ++i)
         std::copy(hiding.begin(), hiding.end(),
                   data.begin() + static_cast<std::ptrdiff_t>(first_header + hiding.size() * i));
-    return with_pdb(name, std::move(data));
+    return with_pdb(std::move(data));
 }
 
 // Debug entries whose data no section holds, among more sections than entries.
-costly_files entries_in_no_section(const std::string& name, std::size_t entries) {
-    pe_builder builder = image_of(name);
+costly_files entries_in_no_section(std::size_t entries) {
+    pe_builder builder = image();
     builder.further_sections(static_cast<unsigned>(std::min<std::size_t>(entries + entries / 10, 65'534)));
     for (std::size_t i = 0; i < entries; ++i) builder.debug_entry(2, 0x504D, stamp, {});
     pe_image image = builder.build();
@@ -71,9 +61,9 @@ costly_files entries_in_no_section(const std::string& name, std::size_t entries)
 }
 
 // Debug entries that all have the same data, which is larger than they are.
-costly_files entries_on_one_data(const std::string& name, std::size_t entries) {
+costly_files entries_on_one_data(std::size_t entries) {
     const std::size_t shared = entries * 66;
-    pe_builder builder = image_of(name).debug_entry(2, 0x504D, stamp, noise(shared));
+    pe_builder builder = image().debug_entry(2, 0x504D, stamp, noise(shared));
     for (std::size_t i = 1; i < entries; ++i) builder.debug_entry(2, 0x504D, stamp, {});
     pe_image image = builder.build();
     for (std::size_t i = 1; i < entries; ++i) place_debug_data(image, i, shared, image.debug_data[0]);
@@ -81,43 +71,35 @@ costly_files entries_on_one_data(const std::string& name, std::size_t entries) {
 }
 
 // CodeView entries for other builds of the one PDB beside the image, each in words of its own.
-costly_files entries_on_one_pdb(const std::string& name, std::size_t entries) {
-    pe_builder builder = image_of(name);
+costly_files entries_on_one_pdb(std::size_t entries) {
+    pe_builder builder = image();
     for (std::size_t i = 0; i < entries; ++i)
-        builder.codeview({static_cast<std::uint32_t>(i), 0, 0, {}}, stamp, costly_pdb_name(name));
+        builder.codeview({static_cast<std::uint32_t>(i), 0, 0, {}}, stamp, costly_pdb_name);
     portable_pdb_builder pdb(pdb_guid, stamp);
     pdb.source_link(std::string(1'000'000, ' '));
     return {builder.build().data, pdb.build()};
 }
 
 // Bytes of a CodeView entry's path.
-costly_files long_recorded_path(const std::string& name, std::size_t length) {
-    return {image_of(name).codeview(pdb_guid, stamp, std::string(length, 'a')).build().data, {}};
+costly_files long_recorded_path(std::size_t length) {
+    return {image().codeview(pdb_guid, stamp, std::string(length, 'a')).build().data, {}};
 }
 
-// Bytes of an embedded PDB that is no deflate stream and declares 4 GB.
-costly_files embedded_garbage(const std::string& name, std::size_t size) {
+// Bytes of an embedded PDB that is no deflate stream and declares 4 GB. The entry before it says that it is portable.
+costly_files embedded_garbage(std::size_t size) {
     const bytes packed = byte_writer().text("MPDB").u32(0xFFFFFFFF).append(noise(size)).data();
-    return with_embedded(name, packed);
+    return {image().codeview(pdb_guid, stamp, costly_pdb_name).debug_entry(17, 0x0100, 0, packed).build().data, {}};
 }
 
 // MiB of an embedded PDB that begins as one and goes on with nothing.
-costly_files embedded_void(const std::string& name, std::size_t mebibytes) {
-    boost::iostreams::zlib_params params;
-    params.noheader = true;
-    std::string packed;
-    boost::iostreams::back_insert_device<std::string> sink(packed);
-    boost::iostreams::zlib_compressor filter(params);
-    std::string part = "BSJB" + std::string((1u << 20) - 4, '\0');
-    for (std::size_t i = 0; i < mebibytes; ++i, part.assign(part.size(), '\0'))
-        filter.write(sink, part.data(), static_cast<std::streamsize>(part.size()));
-    filter.close(sink, BOOST_IOS::out);
-    const bytes data = byte_writer().text("MPDB").u32(mebibytes << 20).text(packed).data();
-    return with_embedded(name, data);
+costly_files embedded_void(std::size_t mebibytes) {
+    bytes pdb(mebibytes << 20);
+    std::ranges::copy(std::string_view("BSJB"), pdb.begin());
+    return {image().codeview(pdb_guid, stamp, costly_pdb_name).embedded(pdb).build().data, {}};
 }
 
 // Parts of the name of document 1, each the same blob of 1 MB.
-costly_files document_of_long_parts(const std::string& name, std::size_t parts) {
+costly_files document_of_long_parts(std::size_t parts) {
     portable_pdb_builder pdb(pdb_guid, stamp);
     pdb.metadata().heap_sizes(4);
     const std::uint32_t part = pdb.metadata().blob(std::string(1'000'000, 'x'));
@@ -125,7 +107,7 @@ costly_files document_of_long_parts(const std::string& name, std::size_t parts) 
     blob.u8('/');
     for (std::size_t i = 0; i < parts; ++i) blob.packed(part);
     pdb.document_with_name(blob.data());
-    return with_pdb(name, pdb.build());
+    return with_pdb(pdb.build());
 }
 
 }  // namespace
@@ -137,7 +119,7 @@ std::vector<costly_shape> portable_costly_shapes() {
             {"EntriesOnOnePdb", 60'000, entries_on_one_pdb},
             {"LongRecordedPath", 4'000'000, long_recorded_path},
             {"EmbeddedGarbage", 4'000'000, embedded_garbage},
-            {"EmbeddedVoid", 1024, embedded_void},
+            {"EmbeddedVoid", 256, embedded_void},
             {"DocumentOfLongParts", 200'000, document_of_long_parts}};
 }
 

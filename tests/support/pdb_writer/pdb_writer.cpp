@@ -58,10 +58,6 @@ bytes write_symbols(const pdb_module& module, std::size_t index, std::vector<wri
     return out.data();
 }
 
-void subsection(byte_writer& out, std::uint32_t kind, const bytes& content) {
-    out.u32(kind).u32(content.size()).append(content).align(4);
-}
-
 bytes write_lines(const pdb_method& method, std::uint32_t code, bool columns,
                   const std::map<unsigned, std::uint32_t>& files) {
     byte_writer out;
@@ -80,7 +76,7 @@ std::vector<unsigned> files_of(const pdb_module& module) {
     std::vector<unsigned> files;
     for (const auto& method : module.methods)
         for (const auto& block : method.lines)
-            if (std::find(files.begin(), files.end(), block.file) == files.end()) files.push_back(block.file);
+            if (std::ranges::find(files, block.file) == files.end()) files.push_back(block.file);
     return files;
 }
 
@@ -96,10 +92,13 @@ bytes write_line_sections(const pdb_module& module, const std::vector<pdb_file>&
     byte_writer out;
     std::uint32_t code = code_base;
     for (const auto& method : module.methods) {
-        if (!method.lines.empty()) subsection(out, 0xF2, write_lines(method, code, module.columns, offsets));
+        if (!method.lines.empty()) {
+            const auto lines = write_lines(method, code, module.columns, offsets);
+            out.u32(0xF2).u32(lines.size()).append(lines);
+        }
         code += code_step;
     }
-    if (table.size() != 0) subsection(out, 0xF4, table.data());
+    if (table.size() != 0) out.u32(0xF4).u32(table.size()).append(table.data());
     return out.data();
 }
 
@@ -167,22 +166,6 @@ bytes write_dbi(const pdb_description& description, const pdb_streams& written,
     return out.data();
 }
 
-bytes write_info(const pdb_description& description, const std::vector<std::pair<std::string, unsigned>>& names) {
-    byte_writer buffer;
-    byte_writer entries;
-    for (const auto& [name, stream] : names) {
-        entries.u32(buffer.size()).u32(stream);
-        buffer.text(name).u8(0);
-    }
-    byte_writer out;
-    out.u32(20000404).u32(description.signature).u32(description.info_age).guid(description.guid);
-    out.u32(buffer.size()).append(buffer.data()).u32(names.size()).u32(names.size() + 1);
-    out.u32(names.size() / 32 + 1);
-    for (std::size_t i = 0; i <= names.size() / 32 * 32; i += 32)
-        out.u32(names.size() - i >= 32 ? 0xFFFFFFFF : (1u << (names.size() - i)) - 1);
-    return out.u32(0).append(entries.data()).u32(0).data();
-}
-
 bytes write_file_record(const pdb_file& file) {
     byte_writer out;
     out.guid({1, 1, 1, {}}).guid({2, 2, 2, {}}).guid({3, 3, 3, {}}).guid(file.algorithm);  // language, vendor, kind
@@ -190,6 +173,25 @@ bytes write_file_record(const pdb_file& file) {
 }
 
 }  // namespace
+
+void named_streams_writer::add(std::string_view name, unsigned stream, bool open) {
+    ++count_;
+    entries_.u32(names_.size()).u32(stream);
+    names_.text(name).zeros(open ? 0 : 1);
+}
+
+bytes named_streams_writer::table() const {
+    byte_writer out;
+    out.u32(names_.size()).append(names_.data()).u32(count_).u32(count_ + 1).u32(count_ / 32 + 1);
+    out.append(bytes(count_ / 32 * 4, 0xFF)).u32((1u << count_ % 32) - 1);
+    return out.u32(0).append(entries_.data()).u32(0).data();
+}
+
+bytes write_info(const pdb_description& description, const named_streams_writer& named) {
+    byte_writer out;
+    out.u32(20000404).u32(pdb_signature).u32(description.info_age).guid(description.guid);
+    return out.append(named.table()).data();
+}
 
 pdb_streams write_streams(const pdb_description& description) {
     pdb_streams out;
@@ -199,12 +201,13 @@ pdb_streams write_streams(const pdb_description& description) {
     };
     out.streams.resize(names_stream_number + 1, bytes());
 
-    std::vector<std::pair<std::string, unsigned>> names = {{"/names", names_stream_number}};
+    named_streams_writer names;
+    names.add("/names", names_stream_number);
     for (const auto& file : description.files) {
         out.files.push_back(file.record ? add(write_file_record(file)) : 0);
-        if (file.record) names.emplace_back("/src/files/" + classic_reader::fold_path(file.name), out.files.back());
+        if (file.record) names.add("/src/files/" + classic_reader::fold_path(file.name), out.files.back());
     }
-    for (const auto& [name, content] : description.named) names.emplace_back(name, add(content));
+    for (const auto& [name, content] : description.named) names.add(name, add(content));
 
     string_writer strings;
     std::vector<written_procedure> procedures;

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -25,13 +26,8 @@ struct pdb_file {
     bytes table_checksum = {};
 };
 
-// One sequence point.
 struct point {
-    std::uint32_t il_offset;
-    std::uint32_t start_line;
-    std::uint32_t start_column;
-    std::uint32_t end_line;
-    std::uint32_t end_column;
+    std::uint32_t il_offset, start_line, start_column, end_line, end_column;
 };
 
 // A point that belongs to no source line.
@@ -39,9 +35,8 @@ constexpr point hidden_point(std::uint32_t il_offset) {
     return {il_offset, hidden, 0, hidden, 0};
 }
 
-// A run of lines of one file, given by its index in the description.
 struct pdb_lines {
-    unsigned file;
+    unsigned file;  // index in the description
     std::vector<point> points;
 };
 
@@ -57,11 +52,12 @@ struct pdb_module {
     bool columns = true;
 };
 
+constexpr std::uint32_t pdb_signature = 0x4A5B6C7D;
+
 struct pdb_description {
     GUID guid = {};
     std::uint32_t age = 1;
     std::uint32_t info_age = 1;
-    std::uint32_t signature = 0x4A5B6C7D;
     std::vector<pdb_file> files;
     std::vector<pdb_module> modules;
     std::vector<std::uint32_t> token_map = {};  // empty: no stream
@@ -80,12 +76,24 @@ struct pdb_streams {
     std::vector<unsigned> modules;  // stream of each module
     std::vector<std::uint32_t> symbol_sizes;
     std::vector<unsigned> files;  // stream of each file's record; 0 without one
-    unsigned global_symbols = 0;
-    unsigned symbol_records = 0;
+    unsigned global_symbols = 0, symbol_records = 0;
     unsigned token_map = 0;  // 0 without one
 
     bytes& operator[](unsigned number) { return *streams[number]; }
 };
+
+// The table of stream names. An open name ends where the next one's end is.
+class named_streams_writer {
+public:
+    void add(std::string_view name, unsigned stream, bool open = false);
+    bytes table() const;
+
+private:
+    byte_writer names_, entries_;
+    std::uint32_t count_ = 0;
+};
+
+bytes write_info(const pdb_description& description, const named_streams_writer& named);
 
 pdb_streams write_streams(const pdb_description& description);
 
