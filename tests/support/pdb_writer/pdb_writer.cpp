@@ -13,29 +13,21 @@ namespace {
 constexpr std::uint32_t code_base = 0x10;  // the made-up address of the first method of a module
 constexpr std::uint32_t code_step = 0x100;
 
-// The string table; every name once.
-class string_writer {
-public:
-    std::uint32_t add(const std::string& name) {
-        const auto [at, is_new] = offsets_.try_emplace(name, static_cast<std::uint32_t>(names_.size()));
-        if (is_new) names_.text(name).u8(0);
-        return at->second;
+// The names of all files, for the string table and for the source list.
+struct file_names {
+    explicit file_names(const std::vector<pdb_file>& files) {
+        for (const auto& file : files) {
+            offsets.push_back(static_cast<std::uint32_t>(text.size()));
+            text.text(file.name).u8(0);
+        }
     }
 
-    bytes stream() const {
-        byte_writer out;
-        out.u32(0xEFFEEFFE).u32(1).u32(names_.size()).append(names_.data());
-        return out.u32(0).u32(0).data();  // an empty hash table and no names in it
-    }
-
-private:
-    byte_writer names_ = byte_writer().u8(0);
-    std::map<std::string, std::uint32_t> offsets_;
+    byte_writer text = byte_writer().u8(0);
+    std::vector<std::uint32_t> offsets;  // by file
 };
 
 struct written_procedure {
-    std::uint32_t token;
-    std::uint32_t offset;
+    std::uint32_t token, offset;
     std::size_t module;
 };
 
@@ -45,8 +37,8 @@ bytes write_symbols(const pdb_module& module, std::size_t index, std::vector<wri
     out.u32(4);
     std::uint32_t code = code_base;
     for (const auto& method : module.methods) {
-        procedures.push_back({method.token, static_cast<std::uint32_t>(out.size()), index});
         const auto begin = static_cast<std::uint32_t>(out.size());
+        procedures.push_back({method.token, begin, index});
         const auto end_record = begin + 48 + 20 + 28 + 4 + 8;
         out.u16(46).u16(method.local ? 0x112B : 0x112A).u32(0).u32(end_record).u32(0).u32(code_step).u32(0).u32(0);
         out.u32(method.token).u32(code).u16(1).u8(0).u16(0).text("Method").u8(0);
@@ -80,13 +72,13 @@ std::vector<unsigned> files_of(const pdb_module& module) {
     return files;
 }
 
-bytes write_line_sections(const pdb_module& module, const std::vector<pdb_file>& files, string_writer& strings) {
+bytes write_line_sections(const pdb_module& module, const std::vector<pdb_file>& files, const file_names& names) {
     byte_writer table;
     std::map<unsigned, std::uint32_t> offsets;
     for (const auto index : files_of(module)) {
         const auto& file = files[index];
         offsets[index] = static_cast<std::uint32_t>(table.size());
-        table.u32(strings.add(file.name)).u8(file.table_checksum.size()).u8(file.table_checksum_kind);
+        table.u32(names.offsets[index]).u8(file.table_checksum.size()).u8(file.table_checksum_kind);
         table.append(file.table_checksum).align(4);
     }
     byte_writer out;
@@ -113,8 +105,7 @@ std::pair<bytes, bytes> write_references(const std::vector<written_procedure>& p
             static_cast<std::uint32_t>(records.size()));
         records.u16(22).u16(0x1129).u32(0).u32(procedure.offset).u16(procedure.module + 1).text(name).u8(0).u8(0);
     }
-    byte_writer hash_records;
-    byte_writer starts;
+    byte_writer hash_records, starts;
     bytes bits(516);
     for (const auto& [bucket, offsets] : buckets) {
         bits[bucket / 8] |= static_cast<unsigned char>(1u << bucket % 8);
@@ -127,26 +118,19 @@ std::pair<bytes, bytes> write_references(const std::vector<written_procedure>& p
     return {records.data(), table.data()};
 }
 
-bytes write_source_list(const pdb_description& description) {
-    byte_writer counts, offsets, names;
-    std::size_t total = 0;
-    std::map<unsigned, std::size_t> written;
+bytes write_source_list(const pdb_description& description, const file_names& names) {
+    byte_writer counts, offsets;
     for (const auto& module : description.modules) {
         const auto files = files_of(module);
         counts.u16(files.size());
-        total += files.size();
-        for (const auto file : files) {
-            const auto [at, is_new] = written.try_emplace(file, names.size());
-            if (is_new) names.text(description.files[file].name).u8(0);
-            offsets.u32(at->second);
-        }
+        for (const auto file : files) offsets.u32(names.offsets[file]);
     }
     byte_writer out;
-    out.u16(description.modules.size()).u16(total).zeros(2 * description.modules.size());
-    return out.append(counts.data()).append(offsets.data()).append(names.data()).align(4).data();
+    out.u16(description.modules.size()).u16(offsets.size() / 4).zeros(2 * description.modules.size());
+    return out.append(counts.data()).append(offsets.data()).append(names.text.data()).align(4).data();
 }
 
-bytes write_dbi(const pdb_description& description, const pdb_streams& written,
+bytes write_dbi(const pdb_description& description, const pdb_streams& written, const file_names& names,
                 const std::vector<std::size_t>& line_sizes) {
     byte_writer modules;
     for (std::size_t i = 0; i < description.modules.size(); ++i) {
@@ -154,7 +138,7 @@ bytes write_dbi(const pdb_description& description, const pdb_streams& written,
         modules.u32(line_sizes[i]).u16(files_of(description.modules[i]).size()).zeros(14);
         modules.text(description.modules[i].name).u8(0).text("object").u8(0).align(4);
     }
-    const auto sources = description.source_list ? write_source_list(description) : bytes();
+    const auto sources = description.source_list ? write_source_list(description, names) : bytes();
     byte_writer out;
     out.u32(0xFFFFFFFF).u32(19990903).u32(description.age);
     out.u16(description.references ? written.global_symbols : 0xFFFF).u16(0).u16(0xFFFF).u16(0);
@@ -209,12 +193,12 @@ pdb_streams write_streams(const pdb_description& description) {
     }
     for (const auto& [name, content] : description.named) names.add(name, add(content));
 
-    string_writer strings;
+    const file_names all_names(description.files);
     std::vector<written_procedure> procedures;
     std::vector<std::size_t> line_sizes;
     for (std::size_t i = 0; i < description.modules.size(); ++i) {
         const auto symbols = write_symbols(description.modules[i], i, procedures);
-        const auto lines = write_line_sections(description.modules[i], description.files, strings);
+        const auto lines = write_line_sections(description.modules[i], description.files, all_names);
         out.symbol_sizes.push_back(static_cast<std::uint32_t>(symbols.size()));
         line_sizes.push_back(lines.size());
         out.modules.push_back(add(byte_writer().append(symbols).append(lines).u32(0).data()));
@@ -225,10 +209,11 @@ pdb_streams write_streams(const pdb_description& description) {
     if (!description.token_map.empty()) {
         byte_writer map;
         for (const auto row : description.token_map) map.u32(row);
-        out.token_map = add(map.data());
+        out.token_map = add(map.u8(0).data());  // only whole rows count
     }
-    out[names_stream_number] = strings.stream();
-    out[dbi_stream_number] = write_dbi(description, out, line_sizes);
+    const auto& strings = all_names.text.data();
+    out[names_stream_number] = byte_writer().u32(0xEFFEEFFE).u32(1).u32(strings.size()).append(strings).zeros(8).data();
+    out[dbi_stream_number] = write_dbi(description, out, all_names, line_sizes);
     out[info_stream_number] = write_info(description, names);
     return out;
 }
