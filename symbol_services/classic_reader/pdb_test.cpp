@@ -62,7 +62,6 @@ TEST(Pdb, AnswersAreThoseThatWereWritten) {
     EXPECT_EQ(file->id().guid, sample_pdb_description().guid);
     EXPECT_EQ(file->id().age, 3u) << "of the debug information";
     EXPECT_EQ(file->id().signature, test::pdb_signature);
-    expect_sample_points(*pdb::open(test::write_pdb(sample_pdb_description(), 4096, test::page_order::descending)));
     expect_sample_points(*open([](auto& d) { d.references = false; }));
     expect_sample_points(*open([](auto& d) { d.source_list = false; }));
     const auto bare = open(as_it_is, [](auto& s) { s[test::dbi_stream_number].clear(); });
@@ -271,14 +270,13 @@ TEST(Pdb, BrokenSymbolRecordLosesWhatFollowsItOnly) {
 }
 
 TEST(Pdb, BrokenDocumentsFailAlone) {
-    const auto file = open(as_it_is, [](auto& s) { poke(s[s.files[0]], 64, 0xFFFFFFFF, 4); });
-    EXPECT_EQ(failure_of([&] { file->get_document(0); }), "Invalid document, 806d000e");
-    EXPECT_EQ(file->document_url(0), L"C:\\Code\\First.cs");
-    EXPECT_EQ(file->get_document(1).checksum.size(), 32u);
     for (const auto* name : {"C:\\Code\\\xFF.cs", "C:\\Code\\\xC1\x81.cs"}) {
-        const auto named = open([&](auto& d) { d.files[0].name = name; });
-        EXPECT_EQ(failure_of([&] { named->document_url(0); }), "Invalid document name, 806d000e");
-        EXPECT_EQ(named->points(0x06000001).size(), 4u);
+        const auto file =
+            open([&](auto& d) { d.files[0].name = name; }, [](auto& s) { poke(s[s.files[1]], 64, 0xFFFFFFFF, 4); });
+        EXPECT_EQ(failure_of([&] { file->get_document(0); }), "Invalid document name, 806d000e");
+        EXPECT_EQ(failure_of([&] { file->get_document(1); }), "Invalid document, 806d000e");
+        EXPECT_EQ(file->document_url(1), L"C:\\Code\\Second.cs");
+        EXPECT_EQ(file->points(0x06000001).size(), 4u);
     }
 }
 
@@ -286,7 +284,6 @@ TEST(Pdb, BrokenDocumentsFailAlone) {
 TEST(Pdb, BrokenStringTable) {
     const auto file = open(as_it_is, [](auto& s) { poke(s[test::names_stream_number], 0, 0, 4); });
     EXPECT_EQ(failure_of([&] { file->points(0x06000001); }), "Invalid string table, 806d000e");
-    EXPECT_EQ(file->methods().size(), 3u);
     EXPECT_EQ(file->get_document(0).checksum, bytes(20, 0xA1));
 }
 

@@ -53,13 +53,13 @@ bytes write_symbols(const pdb_module& module, std::size_t index, std::vector<wri
 bytes write_lines(const pdb_method& method, std::uint32_t code, bool columns,
                   const std::map<unsigned, std::uint32_t>& files) {
     byte_writer out;
-    out.u32(code).u16(1).u16(columns ? 1 : 0).u32(code_step);
-    for (const auto& block : method.lines) {
-        out.u32(files.at(block.file)).u32(block.points.size()).u32(12 + block.points.size() * (columns ? 12u : 8u));
-        for (const auto& point : block.points)
+    out.u32(code).u16(1).u16(columns).u32(code_step);
+    for (const auto& [file, points] : method.lines) {
+        out.u32(files.at(file)).u32(points.size()).u32(12 + points.size() * (columns ? 12u : 8u));
+        for (const auto& point : points)
             out.u32(point.il_offset).u32(0x80000000 | (point.end_line - point.start_line) << 24 | point.start_line);
         if (!columns) continue;
-        for (const auto& point : block.points) out.u16(point.start_column).u16(point.end_column);
+        for (const auto& point : points) out.u16(point.start_column).u16(point.end_column);
     }
     return out.data();
 }
@@ -218,8 +218,8 @@ pdb_streams write_streams(const pdb_description& description) {
     return out;
 }
 
-bytes write_pdb(const pdb_description& description, std::uint32_t page_size, page_order order) {
-    return write_msf(write_streams(description).streams, page_size, order);
+bytes write_pdb(const pdb_description& description) {
+    return write_msf(write_streams(description).streams);
 }
 
 pdb_description sample_pdb_description() {

@@ -97,8 +97,7 @@ bytes write_info(const pdb_description& description, const named_streams_writer&
 
 pdb_streams write_streams(const pdb_description& description);
 
-bytes write_pdb(const pdb_description& description, std::uint32_t page_size = 512,
-                page_order order = page_order::ascending);
+bytes write_pdb(const pdb_description& description);
 
 // A file with two files, two modules and three methods, among them one with hidden points and one with two documents.
 pdb_description sample_pdb_description();
