@@ -7,6 +7,7 @@
 #include "symbol_services/classic_reader/global_references.h"
 #include "symbol_services/classic_reader/lazy.h"
 #include "symbol_services/classic_reader/path_fold.h"
+#include "symbol_services/classic_reader/pdb_errors.h"
 
 namespace qv::classic_reader {
 namespace {
@@ -29,6 +30,14 @@ TEST(GlobalReferences, HashesNamesAsWritersDo) {
     EXPECT_EQ(hash_name("0600005f"), 0x762B94AFu);
     EXPECT_EQ(hash_name("abcdefg"), 0x646FCC68u);
     EXPECT_EQ(hash_name(""), 0x20240400u);
+}
+
+TEST(Lazy, WhatLiesInTheContentIsTriedOnce) {
+    const lazy<int> value;
+    int tries = 0;
+    const auto make = [&]() -> int { throw_corrupt("Invalid", "", "", static_cast<unsigned>(++tries)); };
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(failure_of([&] { value.get(make); }), "Invalid, 806d000e");
+    EXPECT_EQ(tries, 1);
 }
 
 // Those who wait for the one that fails are woken, and one of them makes the value.
