@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <functional>
 #include <thread>
 
 #include "pdb_client/library/pipe_name.h"
@@ -12,21 +11,15 @@ namespace qv::profiler::pdb_client {
 namespace {
 
 using std::chrono::milliseconds;
+using namespace ::testing;
 
 constexpr milliseconds plenty{20000};
 constexpr milliseconds moment{50};
 
-// The message and the Win32 code of what the action throws.
-using failure = std::pair<std::string, std::uint32_t>;
-failure thrown_by(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const win32_error_exception& error) {
-        return {error.what(), *error.find<errtag_win32_error>()};
-    } catch (const std::exception& error) {
-        return {error.what(), 0};
-    }
-    return {};
+auto fails_with(const char* message, std::uint32_t code) {
+    const auto code_of = [](const win32_error_exception& error) { return *error.find<errtag_win32_error>(); };
+    return Throws<win32_error_exception>(
+        AllOf(Property(&std::exception::what, StrEq(message)), ResultOf(code_of, code)));
 }
 
 // One byte-stream pipe instance, made here and served by blocking calls.
@@ -36,29 +29,29 @@ protected:
         return handle_hld(::CreateNamedPipeW(pipe_name(id).c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE | PIPE_WAIT, 1,
                                              256, 256, 1000, nullptr));
     }
-    failure connect(const std::wstring& to, milliseconds limit) {
-        return thrown_by([&] { pipe_connection(to, {limit, limit}); });
+    auto connecting_to(const std::wstring& to) {
+        return [to] { pipe_connection(to, {moment, moment}); };
     }
 
     std::wstring id = L"qv_pipe_connection_test_" + std::to_wstring(::GetCurrentProcessId());
 };
 
 TEST_F(PipeConnection, WaitsForAnInstanceAndGivesUp) {
-    EXPECT_EQ(connect(id, moment), failure("Can't connect to the server", ERROR_FILE_NOT_FOUND));
+    EXPECT_THAT(connecting_to(id), fails_with("Can't connect to the server", ERROR_FILE_NOT_FOUND));
     handle_hld instance;
     std::thread server([&] {
         ::Sleep(100);
         instance = create_instance();
     });
-    EXPECT_EQ(connect(id, plenty), failure());
+    pipe_connection(id, {plenty, plenty});
     server.join();
-    EXPECT_EQ(connect(id, moment), failure("Can't connect to the server", ERROR_PIPE_BUSY));
+    EXPECT_THAT(connecting_to(id), fails_with("Can't connect to the server", ERROR_PIPE_BUSY));
 }
 
 TEST_F(PipeConnection, IdsThatLeadElsewhereAreRefused) {
     for (const std::wstring& bad : {std::wstring(), std::wstring(L"..\\C:\\file"), std::wstring(L"a/b"),
                                     std::wstring(L"a\0b", 3), std::wstring(241, L'a')})
-        EXPECT_EQ(connect(bad, moment), failure("Invalid pipe identifier", 0));
+        EXPECT_THAT(connecting_to(bad), ThrowsMessage<std::exception>("Invalid pipe identifier"));
 }
 
 TEST_F(PipeConnection, ReadsWhatCameInPiecesAndInOneBlock) {
@@ -89,8 +82,8 @@ TEST_F(PipeConnection, ServerThatDribblesOrIsSilentIsGivenUp) {
         while (::WriteFile(instance.get(), "x", 1, &written, nullptr)) ::Sleep(20);
     });
     std::string bytes(100000, '\0');
-    EXPECT_EQ(thrown_by([&] { connection.Read(bytes.data(), bytes.size()); }),
-              failure("Can't read from the server", ERROR_TIMEOUT));
+    EXPECT_THAT([&] { connection.Read(bytes.data(), bytes.size()); },
+                fails_with("Can't read from the server", ERROR_TIMEOUT));
     ::DisconnectNamedPipe(instance.get());
     server.join();
 }
@@ -99,11 +92,11 @@ TEST_F(PipeConnection, ServerThatDoesNotReadIsGivenUpAndOneThatHangsUpIsAnError)
     handle_hld instance = create_instance();
     pipe_connection connection(id, {plenty, moment});
     const std::string much(10'000'000, 'x');
-    EXPECT_EQ(thrown_by([&] { connection.Write(much.data(), much.size()); }),
-              failure("Can't write to the server", ERROR_TIMEOUT));
+    EXPECT_THAT([&] { connection.Write(much.data(), much.size()); },
+                fails_with("Can't write to the server", ERROR_TIMEOUT));
     instance.reset();
     char byte = 0;
-    EXPECT_EQ(thrown_by([&] { connection.Read(&byte, 1); }), failure("Can't read from the server", ERROR_BROKEN_PIPE));
+    EXPECT_THAT([&] { connection.Read(&byte, 1); }, fails_with("Can't read from the server", ERROR_BROKEN_PIPE));
 }
 
 }  // namespace

@@ -39,9 +39,9 @@ TEST(MissingSymbols, ByTheKindThatTheImageNames) {
 TEST(MissingSymbols, WhatLiesAlongTheSearchPath) {
     const qv::testing::temporary_directory directory;
     const auto image = directory.copy(fixture("Standalone.dll"), "app/Standalone.dll");
-    const std::vector<std::wstring> search_paths = {L"srv*s", text::to_wide(directory.path() / "a"),
-                                                    text::to_wide(directory.path() / "b"),
-                                                    text::to_wide(directory.path() / "b")};
+    const auto a = directory.path() / "a";
+    const auto b = directory.path() / "b";
+    const std::vector<std::wstring> search_paths = {L"srv*s", text::to_wide(a), text::to_wide(b), text::to_wide(b)};
     const std::string id = "13f42c9c-9d6f-466e-b84f-5a724a488af0 stamp e227c2a9  ";
     const std::string wanted = "    wanted  " + id + "C:\\src\\Standalone.pdb\n";
     const auto text = [&] { return missing_symbols_text(read_module_file(image), search_paths); };

@@ -1,5 +1,5 @@
 // Both forms of output, on the same symbols.
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "pdb_client/program/json_output.h"
 #include "pdb_client/program/table_output.h"
@@ -50,20 +50,14 @@ TEST(JsonOutput, Everything) {
 )");
 }
 
-TEST(JsonOutput, OnlyWhatWasAskedForAndWhatJsonCanHold) {
+TEST(JsonOutput, SourceServerDataThatIsNoText) {
     const std::pair<source_server_symbols, const char*> cases[] = {
         {{}, R"("sourceServerData": null)"},
         {{{0xE9, 0x00}, {}}, R"("sourceServerDataHex": "e900")"},
         {{{}, "a\"b"}, R"("sourceServerError": "a\"b")"}};
-    for (const auto& [data, last_line] : cases) {
-        module_symbols symbols{};
-        symbols.documents.emplace();
-        symbols.source_server = data;
-        EXPECT_EQ(to_json(symbols),
-                  std::string("{\n  \"module\": \"\",\n  \"mvid\": \"00000000-0000-0000-0000-000000000000\",\n"
-                              "  \"methodDefs\": 0,\n  \"documents\": [],\n  ") +
-                      last_line + "\n}\n");
-    }
+    for (const auto& [data, line] : cases)
+        EXPECT_THAT(to_json({{}, {}, {}, data}),
+                    testing::EndsWith(std::string("\"methodDefs\": 0,\n  ") + line + "\n}\n"));
 }
 
 TEST(TableOutput, Dump) {
