@@ -50,14 +50,14 @@ TEST(JsonOutput, Everything) {
 )");
 }
 
-TEST(JsonOutput, SourceServerDataThatIsNoText) {
+TEST(JsonOutput, NoDocumentsAndSourceServerDataThatIsNoText) {
     const std::pair<source_server_symbols, const char*> cases[] = {
         {{}, R"("sourceServerData": null)"},
         {{{0xE9, 0x00}, {}}, R"("sourceServerDataHex": "e900")"},
         {{{}, "a\"b"}, R"("sourceServerError": "a\"b")"}};
     for (const auto& [data, line] : cases)
-        EXPECT_THAT(to_json({{}, {}, {}, data}),
-                    testing::EndsWith(std::string("\"methodDefs\": 0,\n  ") + line + "\n}\n"));
+        EXPECT_THAT(to_json({{}, std::vector<document_symbols>{}, {}, data}),
+                    testing::EndsWith(std::string("\"documents\": [],\n  ") + line + "\n}\n"));
 }
 
 TEST(TableOutput, Dump) {
