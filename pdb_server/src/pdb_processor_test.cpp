@@ -111,12 +111,12 @@ TEST_F(PdbProcessor, ReportsAnUnreadableEnvironment) {
                                        },
                                        {}};
     try {
-        pdb_processor(failing).add_search_path_from_environment(L"_NT_SYMBOL_PATH");
+        pdb_processor(failing).init(0, {});
         FAIL();
     } catch (const hresult_exception& error) {
         EXPECT_STREQ(error.what(), "Failed to get environment variable");
         EXPECT_EQ(static_cast<std::uint32_t>(*error.find<errtag_hresult>()), 0x80070005u);
-        EXPECT_EQ(*error.find<errtag_environment_name_w>(), L"_NT_SYMBOL_PATH");
+        EXPECT_EQ(*error.find<errtag_environment_name_w>(), L"_NT_ALT_SYMBOL_PATH");
     }
 }
 

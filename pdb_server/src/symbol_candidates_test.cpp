@@ -15,19 +15,12 @@ using boost::filesystem::path;
 
 constexpr GUID pdb_guid = {0x01234567, 0x89ab, 0xcdef, {0x01, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef}};
 
-// Absolute on the system that the test runs on.
-path rooted(const char* relative) {
-#ifdef _WIN32
-    return path("C:/") / relative;
-#else
-    return path("/") / relative;
-#endif
-}
+const path root = "//host/share";  // absolute on every system
 
 class SymbolCandidates : public Test {
 protected:
     std::vector<path> offered(const std::wstring& recorded, std::size_t stop_after = 1000) {
-        const path image = rooted("app/bin/App.dll");
+        const path image = root / "app/bin/App.dll";
         const platform_services services = {nullptr, [this](const std::wstring& parameters, const std::wstring& file,
                                                             const GUID& id, std::uint32_t age) {
                                                 EXPECT_EQ(file, L"App.pdb");
@@ -51,14 +44,14 @@ protected:
 };
 
 TEST_F(SymbolCandidates, ComeInOrder) {
-    elements = {rooted("one"), path("srv*x"), rooted("two")};
-    std::vector<path> expected = {rooted("build/App.pdb"), rooted("app/bin") / "App.pdb",
-                                  rooted("app/bin") / "symbols" / "App.pdb"};
+    elements = {root / "one", path("srv*x"), root / "two"};
+    std::vector<path> expected = {root / "build/App.pdb", root / "app/bin" / "App.pdb",
+                                  root / "app/bin" / "symbols" / "App.pdb"};
     for (const path& element : {elements[0], elements[2]})
         for (const char* place :
              {"", "symbols", "dll", "symbols/dll", "App.pdb/0123456789ABCDEF0123456789ABCDEFFFFFFFFF"})
             expected.push_back(element / path(place).make_preferred() / "App.pdb");
-    EXPECT_EQ(offered(text::to_wide(rooted("build/App.pdb"))), expected);
+    EXPECT_EQ(offered(text::to_wide(root / "build/App.pdb")), expected);
     EXPECT_THAT(asked, IsEmpty()) << "the policy does not permit symbol servers";
     for (const wchar_t* recorded : {L"", L"/build/", L"D:\\a/b\\"})
         EXPECT_THAT(offered(recorded), IsEmpty()) << "no file name";
@@ -66,8 +59,8 @@ TEST_F(SymbolCandidates, ComeInOrder) {
 
 TEST_F(SymbolCandidates, ComeOnceAndOnlyUntilAnswered) {
     policy = policy_symbol_server;
-    elements = {rooted("app/bin"), path("srv*x"), rooted("app/bin"), path("srv*x")};
-    const auto places = offered(text::to_wide(rooted("app/bin") / "App.pdb"));
+    elements = {root / "app/bin", path("srv*x"), root / "app/bin", path("srv*x")};
+    const auto places = offered(text::to_wide(root / "app/bin" / "App.pdb"));
     EXPECT_EQ(std::set<path>(places.begin(), places.end()).size(), places.size());
     EXPECT_EQ(places.size(), 5u);
     EXPECT_THAT(asked, ElementsAre(L"x"));

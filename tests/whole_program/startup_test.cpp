@@ -28,8 +28,9 @@ TEST(Startup, FailuresAreToldPlainly) {
         std::string error = {};  // part of the standard error
     } cases[] = {
         {{.further_arguments = {L"--nonsense"}}, 2, "Unknown exception\r\n", "unrecognised option '--nonsense'\r\n"},
-        {{.further_arguments = {L"--symsrv_dir", L"relative"}}, 1, "Symbol server path isn't absolute\r\n"},
-        {{.further_arguments = {L"--symsrv_dir", L"C:\\no such directory"}}, 1, "Symbol server path doesn't exist\r\n"},
+        {{.further_arguments = {L"--symsrv_dir", L"C:relative"}}, 1, "Symbol server path isn't absolute\r\n"},
+        {{.further_arguments = {L"--symsrv_dir", L"\\windows"}}, 1, "Symbol server path isn't absolute\r\n"},
+        {{.further_arguments = {L"--symsrv_dir", L"C:\\windows\\win.ini"}}, 1, "Symbol server path doesn't exist\r\n"},
         {{.further_arguments = {L"--symsrv_dir", L"C:\\windows"}}, 1, "Symbol server wasn't loaded"},
         {{.log_file = L"C:\\no such directory\\log.txt"},
          1,
