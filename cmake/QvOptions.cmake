@@ -13,9 +13,13 @@ if(MSVC)
   # Standard functions such as std::getenv are no errors.
   target_compile_definitions(qv_options INTERFACE _CRT_SECURE_NO_WARNINGS)
 else()
+  # Failures name the source that they come from by its path below the root, also where a compiler cache gives the
+  # compiler relative paths.
+  file(RELATIVE_PATH way_to_sources "${CMAKE_BINARY_DIR}" "${PROJECT_SOURCE_DIR}/")
   target_compile_options(qv_options INTERFACE
     -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
-    -Wcast-align -Wimplicit-fallthrough)
+    -Wcast-align -Wimplicit-fallthrough
+    "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=" "-fmacro-prefix-map=${way_to_sources}=")
 endif()
 
 # For users of COM: no object is deleted through its interface, and an interface cannot have a virtual destructor.

@@ -140,9 +140,10 @@ TEST_F(ErrorText, OfSystemCodesIsCategoryAndMessage) {
 TEST_F(ErrorText, WithDiagnosticsIsFourLinesInOrderThenItemsAsAttached) {
     const std::wstring hostile = {'a', 0xD800, '\n', 'b'};
     try {
-        throw_win32_error("Both", 2, "void __cdecl f(void)", "core/src/f", 7, errtag_file_w{hostile},
-                          errtag_hresult{e_fail}, errtag_pe_dos_hdr_signature{0xAB},
-                          errtag_pe_nt_hdr_signature{0x4550});
+        throw_location where(throw_site{"void __cdecl f(void)", "core/src/f"});
+        where.line = 7;
+        throw_win32_error("Both", 2, where, errtag_file_w{hostile}, errtag_hresult{e_fail},
+                          errtag_pe_dos_hdr_signature{0xAB}, errtag_pe_nt_hdr_signature{0x4550});
     } catch (const win32_error_exception& error) {
         EXPECT_EQ(diagnostic_text(error),
                   "[location] = core/src/f:7\n"
@@ -153,6 +154,14 @@ TEST_F(ErrorText, WithDiagnosticsIsFourLinesInOrderThenItemsAsAttached) {
                   "b'\n"
                   "[PE DOS header signature] = 00ab\n"
                   "[PE NT header signature] = 00004550\n");
+    }
+    const auto line = std::to_string(__LINE__ + 2);
+    try {
+        throw_error("Named by the compiler");
+    } catch (const exception& error) {
+        const std::string text = diagnostic_text(error);
+        EXPECT_TRUE(text.starts_with("[location] = diagnostics/error_text_test:" + line + "\n")) << text;
+        EXPECT_NE(text.find("TestBody()\n"), std::string::npos) << text;
     }
     EXPECT_EQ(diagnostic_text(std::runtime_error("plain")), "");
 }

@@ -59,6 +59,13 @@ std::string or_null(const char* text) {
     return text != nullptr ? text : text::null_text;
 }
 
+// A file that the compiler names has an extension.
+std::string source_name(const throw_location& where) {
+    const std::string name = or_null(where.source);
+    const auto extension = name.find_last_of("./\\");
+    return extension != std::string::npos && name[extension] == '.' ? name.substr(0, extension) : name;
+}
+
 void trim_line_end(std::string& text) {
     text.resize(text.find_last_not_of("\r\n") + 1);
 }
@@ -99,7 +106,7 @@ std::string diagnostic_text(const std::exception& error) {
     const auto* own = dynamic_cast<const exception*>(&error);
     if (own == nullptr) return text;
     const throw_location& where = own->where();
-    append_line(text, "location", or_null(where.source) + ":" + std::to_string(where.line));
+    append_line(text, "location", source_name(where) + ":" + std::to_string(where.line));
     append_line(text, "function", or_null(where.function));
     if (const auto* hresult = own->find<errtag_hresult>())
         append_line(text, errtag_hresult::name, hresult_code_text(*hresult));
