@@ -12,10 +12,7 @@ constexpr std::size_t word_size = 4;
 }  // namespace
 
 void answer_reader::require(std::uint64_t size) const {
-    if (size > payload_.size() - stream_.GetPosition())
-        throw_error("The answer is shorter than its counts",
-                    "void __cdecl qv::profiler::pdb_client::answer_reader::require(unsigned __int64) const",
-                    "pdb_client/library/answer_reader", __LINE__);
+    if (size > payload_.size() - stream_.GetPosition()) throw_error("The answer is shorter than its counts");
 }
 
 // A packed count is below 2^29, so the product is far from 64 bits.
@@ -38,10 +35,7 @@ std::vector<std::uint8_t> answer_reader::bytes(std::uint64_t count) {
 }
 
 void answer_reader::finish() const {
-    if (stream_.GetPosition() != payload_.size())
-        throw_error("The answer is longer than its content",
-                    "void __cdecl qv::profiler::pdb_client::answer_reader::finish(void) const",
-                    "pdb_client/library/answer_reader", __LINE__);
+    if (stream_.GetPosition() != payload_.size()) throw_error("The answer is longer than its content");
 }
 
 }  // namespace qv::profiler::pdb_client

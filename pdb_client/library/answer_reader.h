@@ -9,7 +9,7 @@
 
 namespace qv::profiler::pdb_client {
 
-// Throws "No enought data to read" where the payload ends early.
+// Throws qv::exception where the payload ends early.
 class answer_reader {
 public:
     explicit answer_reader(std::vector<unsigned char> payload)
@@ -24,7 +24,7 @@ public:
 
     std::vector<std::uint8_t> bytes(std::uint64_t count);
 
-    // Throws "The answer is longer than its content" if anything is left.
+    // Throws qv::exception if anything is left.
     void finish() const;
 
 private:

@@ -12,7 +12,6 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr const char* source = "pdb_client/library/pipe_connection";
 constexpr std::size_t buffer_size = 0x4000;
 constexpr std::uint64_t max_transfer = 0x100000;
 constexpr DWORD poll_interval = 20;  // milliseconds between two looks for a pipe that is not there yet
@@ -23,11 +22,8 @@ DWORD remaining(steady_clock::time_point deadline) {
     return static_cast<DWORD>(std::clamp<long long>(left, 0, MAXDWORD - 1));
 }
 
-[[noreturn]] void throw_not_connected(DWORD code) {
-    throw_win32_error(
-        "Can't connect to the server", code,
-        "void __cdecl qv::profiler::pdb_client::`anonymous-namespace'::throw_not_connected(unsigned long)", source,
-        __LINE__);
+[[noreturn]] void throw_not_connected(DWORD code, source_location here = source_location::current()) {
+    throw_win32_error("Can't connect to the server", code, here);
 }
 
 // The server must not act in the client's name: it may identify the client, no more.
@@ -56,13 +52,7 @@ handle_hld connect(const std::wstring& name, milliseconds limit) {
 
 pipe_connection::pipe_connection(const std::wstring& pipe_id, const time_limits& limits)
     : answer_limit_(limits.answer), buffer_(buffer_size) {
-    if (!is_pipe_id(pipe_id))
-        throw_error(
-            "Invalid pipe identifier",
-            "__cdecl qv::profiler::pdb_client::pipe_connection::pipe_connection(const class "
-            "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > &,const "
-            "struct qv::profiler::pdb_client::time_limits &)",
-            source, __LINE__);
+    if (!is_pipe_id(pipe_id)) throw_error("Invalid pipe identifier");
     done_.reset(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
     if (!done_) throw_not_connected(::GetLastError());
     pipe_ = connect(pipe_name(pipe_id), limits.connect);
@@ -85,10 +75,7 @@ std::uint32_t pipe_connection::transfer(bool write, void* bytes, std::uint64_t s
         code = ok ? ERROR_SUCCESS : late ? ERROR_TIMEOUT : ::GetLastError();
     }
     if (ok && moved != 0) return moved;
-    throw_win32_error(write ? "Can't write to the server" : "Can't read from the server", ok ? ERROR_NO_DATA : code,
-                      "unsigned int __cdecl qv::profiler::pdb_client::pipe_connection::transfer(bool,void *,unsigned "
-                      "__int64)",
-                      source, __LINE__);
+    throw_win32_error(write ? "Can't write to the server" : "Can't read from the server", ok ? ERROR_NO_DATA : code);
 }
 
 void pipe_connection::Write(const void* data, std::uint64_t size) {

@@ -23,11 +23,11 @@ class pipe_connection final : public ICoreStream {
 public:
     // Connects to the server with this pipe identifier. A pipe that is not there yet, or whose instances are all busy,
     // is tried again until the time is over. The server may learn who the client is but cannot act in its name.
-    // Throws "Invalid pipe identifier", or a Win32 error: "Can't connect to the server".
+    // Throws qv::exception for what is no pipe identifier, and win32_error_exception where it cannot connect.
     pipe_connection(const std::wstring& pipe_id, const time_limits& limits);
 
-    // Both move exactly `size` bytes or throw a Win32 error: "Can't read from the server", "Can't write to the server",
-    // each with ERROR_TIMEOUT when the time for the answer is over.
+    // Both move exactly `size` bytes or throw win32_error_exception, with ERROR_TIMEOUT when the time for the answer is
+    // over.
     void Read(void* destination, std::uint64_t size) override;
     void Write(const void* source, std::uint64_t size) override;
 

@@ -7,23 +7,15 @@
 namespace qv::profiler::pdb_client {
 namespace {
 
-constexpr const char* source = "pdb_client/library/session";
 constexpr std::uint32_t max_packed = 0x1FFFFFFF;
 
 // Anything else would silently become the token of another method on the wire.
 void require_method_token(std::uint32_t token) {
-    if ((token & 0xFF000000) != method_table || (token & 0xFFFFFF) == 0)
-        throw_error("Not a method token",
-                    "void __cdecl qv::profiler::pdb_client::`anonymous-namespace'::require_method_token(unsigned int)",
-                    source, __LINE__);
+    if ((token & 0xFF000000) != method_table || (token & 0xFFFFFF) == 0) throw_error("Not a method token");
 }
 
 void require_code(unsigned char code, unsigned char expected) {
-    if (code != expected)
-        throw_error("Unexpected answer code",
-                    "void __cdecl qv::profiler::pdb_client::`anonymous-namespace'::require_code(unsigned char,unsigned "
-                    "char)",
-                    source, __LINE__);
+    if (code != expected) throw_error("Unexpected answer code");
 }
 
 std::vector<source_range> read_ranges(answer_reader& in) {
@@ -69,9 +61,7 @@ void session::check_version() {
     version.WriteGuid(protocol_version);
     send(packet_version, version);
     const unsigned char code = reader_.receive(nullptr);
-    if (code == packet_version)
-        throw_error("The server speaks another protocol version",
-                    "void __cdecl qv::profiler::pdb_client::session::check_version(void)", source, __LINE__);
+    if (code == packet_version) throw_error("The server speaks another protocol version");
     require_code(code, packet_version_accepted);
 }
 
@@ -96,10 +86,7 @@ answer<Value> session::call(pdb_bridge_answer command, WriteArguments write_argu
     std::vector<unsigned char> payload;
     require_code(reader_.receive(&payload), code);
     answer_reader in(std::move(payload));
-    if (in.fields().ReadPacked() != request_id)
-        throw_error("The answer belongs to another request",
-                    "void __cdecl qv::profiler::pdb_client::session::call(enum qv::profiler::pdb_bridge_answer)",
-                    source, __LINE__);
+    if (in.fields().ReadPacked() != request_id) throw_error("The answer belongs to another request");
     if (std::string text = in.fields().ReadText(); !text.empty()) {
         in.finish();
         return server_error{std::move(text)};

@@ -60,12 +60,12 @@ struct document {
 
 // Calls throw when the conversation itself fails: qv::exception for an answer that breaks the protocol, and whatever
 // the stream throws. The session is of no use afterwards. Arguments that the protocol cannot carry throw before
-// anything is sent, and the session goes on: "Not a method token", "Too large value" for an id above 0x1FFFFFFF,
+// anything is sent, and the session goes on: qv::exception for what is no method token and for an id above 0x1FFFFFFF,
 // std::runtime_error for text that is not UTF-16.
 class session {
 public:
     // Agrees on the protocol version and sends the options. The stream is not owned and must outlive the session.
-    // Throws "The server speaks another protocol version" besides the above.
+    // Throws qv::exception where the server speaks another version, besides the above.
     session(ICoreStream& stream, const session_options& options);
 
     // Loads the symbols of the image at `path`, whose module version id must be `mvid`. A relative path is looked for

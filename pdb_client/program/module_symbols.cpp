@@ -12,14 +12,7 @@ constexpr std::uint32_t max_row = 0xFFFFFF;  // what a token can carry
 
 void add_points(method_symbols& method, const std::vector<std::uint32_t>& offsets,
                 const std::vector<source_range>& ranges) {
-    if (offsets.size() != ranges.size())
-        throw_error("Offsets and ranges differ in number",
-                    "void __cdecl qv::profiler::pdb_client::`anonymous-namespace'::add_points(struct "
-                    "qv::profiler::pdb_client::method_symbols &,const class std::vector<unsigned int,class "
-                    "std::allocator<unsigned int> > &,const class std::vector<struct "
-                    "qv::profiler::pdb_client::source_range,class std::allocator<struct "
-                    "qv::profiler::pdb_client::source_range> > &)",
-                    "pdb_client/program/module_symbols", __LINE__);
+    if (offsets.size() != ranges.size()) throw_error("Offsets and ranges differ in number");
     method.points.reserve(offsets.size());
     for (std::size_t i = 0; i < offsets.size(); ++i) method.points.push_back({offsets[i], ranges[i]});
 }

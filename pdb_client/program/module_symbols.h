@@ -56,7 +56,7 @@ struct module_symbols {
 std::vector<document_symbols> read_documents(session& server, std::uint32_t module_id,
                                              const std::vector<method_symbols>& methods);
 
-// The points of one method. Throws "Offsets and ranges differ in number" where the two answers do not belong together.
+// The points of one method. Throws qv::exception where the two answers do not belong together.
 method_symbols read_method(session& server, std::uint32_t module_id, std::uint32_t method_token);
 
 // All methods that have points or an error.

@@ -16,9 +16,8 @@ namespace {
 
 namespace po = boost::program_options;
 
-[[noreturn]] void refuse(const char* why) {
-    throw_error(why, "void __cdecl qv::profiler::pdb_client::`anonymous-namespace'::refuse(const char *)",
-                "pdb_client/program/options", __LINE__);
+[[noreturn]] void refuse(const located_message& why) {
+    throw_error(why);
 }
 
 int digit_value(wchar_t c) {

@@ -22,12 +22,7 @@ std::vector<unsigned char> read_file(const boost::filesystem::path& path) {
 pdb_identity read_portable(const boost::filesystem::path& file) {
     const std::vector<unsigned char> bytes = read_file(file);
     const metadata::detail_metadata::metadata_parser parser(bytes.size(), bytes.data());
-    if (!parser.pdb())
-        throw_error("Not a portable PDB",
-                    "struct qv::profiler::pdb_client::pdb_identity __cdecl "
-                    "qv::profiler::pdb_client::`anonymous-namespace'::read_portable(const class "
-                    "boost::filesystem::path &)",
-                    "pdb_client/program/pdb_identity", __LINE__);
+    if (!parser.pdb()) throw_error("Not a portable PDB");
     const auto& id = parser.pdb()->id;
     pdb_identity identity{};
     static_assert(sizeof identity == std::tuple_size_v<std::decay_t<decltype(id)>>);

@@ -11,15 +11,11 @@
 namespace qv::profiler::pdb_client {
 namespace {
 
-constexpr const char* source = "pdb_client/program/spawned_server";
 constexpr DWORD output_buffer = 0x10000;  // far more than a server prints in its life, so that it never waits for us
 constexpr DWORD stop_limit = 5000;        // milliseconds
 
-void require(bool ok, unsigned line) {
-    if (ok) return;
-    throw_win32_error("Can't prepare the server", ::GetLastError(),
-                      "void __cdecl qv::profiler::pdb_client::`anonymous-namespace'::require(bool,unsigned int)",
-                      source, line);
+void require(bool ok, source_location here = source_location::current()) {
+    if (!ok) throw_win32_error("Can't prepare the server", ::GetLastError(), here);
 }
 
 // Others may know the process id, so the rest is not to be guessed.
@@ -35,17 +31,16 @@ std::wstring stop_event_name(const std::wstring& pipe_id) {
 
 handle_hld create_event(const std::wstring& name) {
     handle_hld event(::CreateEventW(nullptr, TRUE, FALSE, name.c_str()));
-    require(event && ::GetLastError() != ERROR_ALREADY_EXISTS, __LINE__);
+    require(event && ::GetLastError() != ERROR_ALREADY_EXISTS);
     return event;
 }
 
 handle_hld create_job() {
     handle_hld job(::CreateJobObjectW(nullptr, nullptr));
-    require(static_cast<bool>(job), __LINE__);
+    require(static_cast<bool>(job));
     JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
     limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
-    require(::SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits, sizeof limits) != FALSE,
-            __LINE__);
+    require(::SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits, sizeof limits) != FALSE);
     return job;
 }
 
@@ -57,13 +52,13 @@ public:
         SIZE_T size = 0;
         ::InitializeProcThreadAttributeList(nullptr, count, 0, &size);  // fails; it is asked for the size
         storage_ = std::make_unique<unsigned char[]>(size);
-        require(::InitializeProcThreadAttributeList(list(), count, 0, &size) != FALSE, __LINE__);
+        require(::InitializeProcThreadAttributeList(list(), count, 0, &size) != FALSE);
         if (!set(PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles_.data(), handles_.size() * sizeof(HANDLE)) ||
             !set(PROC_THREAD_ATTRIBUTE_JOB_LIST, &job_, sizeof job_)) {
             const DWORD code = ::GetLastError();
             ::DeleteProcThreadAttributeList(list());
             ::SetLastError(code);
-            require(false, __LINE__);
+            require(false);
         }
     }
     ~start_attributes() { ::DeleteProcThreadAttributeList(list()); }
@@ -113,15 +108,7 @@ PROCESS_INFORMATION create_process(const std::wstring& executable, const std::ve
     if (!::CreateProcessW(executable.c_str(), command_line.data(), nullptr, nullptr, TRUE,
                           CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr, &start.StartupInfo,
                           &created))
-        throw_win32_error("Can't start the server", ::GetLastError(),
-                          "struct _PROCESS_INFORMATION __cdecl "
-                          "qv::profiler::pdb_client::`anonymous-namespace'::create_process(const class "
-                          "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > "
-                          "&,const class std::vector<class std::basic_string<wchar_t,struct "
-                          "std::char_traits<wchar_t>,class std::allocator<wchar_t> >,class std::allocator<class "
-                          "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > "
-                          "> > &,void *,void *)",
-                          source, __LINE__, errtag_file_name_w{executable});
+        throw_win32_error("Can't start the server", ::GetLastError(), errtag_file_name_w{executable});
     return created;
 }
 
@@ -134,10 +121,10 @@ spawned_server::spawned_server(const std::wstring& executable, const std::vector
       job_(create_job()) {
     HANDLE read = nullptr;
     HANDLE write = nullptr;
-    require(::CreatePipe(&read, &write, nullptr, output_buffer) != FALSE, __LINE__);
+    require(::CreatePipe(&read, &write, nullptr, output_buffer) != FALSE);
     output_.reset(read);
     const handle_hld its_output(write);
-    require(::SetHandleInformation(write, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT) != FALSE, __LINE__);
+    require(::SetHandleInformation(write, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT) != FALSE);
 
     std::vector<std::wstring> arguments = {L"--pipe", pipe_id_, L"--stop_request_event", stop_event_name(pipe_id_)};
     arguments.insert(arguments.end(), further_arguments.begin(), further_arguments.end());
@@ -158,10 +145,7 @@ void spawned_server::wait_until_ready(std::chrono::milliseconds limit) const {
     const auto milliseconds = static_cast<DWORD>(std::clamp<long long>(limit.count(), 0, MAXDWORD - 1));
     const DWORD which = ::WaitForMultipleObjects(2, either, FALSE, milliseconds);
     if (which == WAIT_OBJECT_0) return;
-    throw_error(which == WAIT_OBJECT_0 + 1 ? "The server ended before it was ready" : "The server isn't ready in time",
-                "void __cdecl qv::profiler::pdb_client::spawned_server::wait_until_ready(class "
-                "std::chrono::duration<__int64,struct std::ratio<1,1000> >) const",
-                source, __LINE__);
+    throw_error(which == WAIT_OBJECT_0 + 1 ? "The server ended before it was ready" : "The server isn't ready in time");
 }
 
 std::string spawned_server::take_output() const {

@@ -13,8 +13,7 @@ namespace qv::profiler::pdb_client {
 class spawned_server {
 public:
     // Starts the program with a pipe identifier that nobody else uses, and further arguments. The process ends with
-    // this object, and with this process however that ends. Throws a Win32 error: "Can't prepare the server", "Can't
-    // start the server".
+    // this object, and with this process however that ends. Throws win32_error_exception.
     spawned_server(const std::wstring& executable, const std::vector<std::wstring>& further_arguments);
 
     // Asks the server to stop, and ends it if it does not.
@@ -24,8 +23,8 @@ public:
 
     const std::wstring& pipe_id() const noexcept { return pipe_id_; }
 
-    // Returns when clients may connect. Throws "The server ended before it was ready" or "The server isn't ready in
-    // time".
+    // Returns when clients may connect. Throws qv::exception where that takes too long or the
+    // server has ended.
     void wait_until_ready(std::chrono::milliseconds limit) const;
 
     // What the server has printed so far; each byte is handed out once.

@@ -6,18 +6,8 @@
 #include "symbol_services/classic_reader/pdb_errors.h"
 
 namespace qv::classic_reader {
-namespace {
-
-constexpr const char* source_name = "symbol_services/classic_reader/byte_cursor";
-
-}  // namespace
-
 std::span<const unsigned char> byte_cursor::take(std::uint64_t count) {
-    if (count > rest_.size())
-        throw_corrupt("Unexpected end of PDB data",
-                      "class std::span<unsigned char const ,18446744073709551615> __cdecl "
-                      "qv::classic_reader::byte_cursor::take(unsigned __int64)",
-                      source_name, __LINE__);
+    if (count > rest_.size()) throw_corrupt("Unexpected end of PDB data");
     count_work(1);
     const auto taken = rest_.first(static_cast<std::size_t>(count));
     rest_ = rest_.subspan(static_cast<std::size_t>(count));

@@ -6,7 +6,6 @@
 namespace qv::classic_reader {
 namespace {
 
-constexpr const char* source_name = "symbol_services/classic_reader/dbi";
 constexpr std::uint32_t oldest_version = 19990903;
 constexpr std::uint16_t absent_stream = 0xFFFF;
 constexpr std::uint64_t token_map_slot = 6;
@@ -69,11 +68,7 @@ std::vector<module_info> read_modules(std::span<const unsigned char> list) {
 dbi_header read_header(const msf_stream& stream) {
     const auto header = stream.read_value<dbi_header>(0);
     if (header.signature != -1 || header.version < oldest_version)
-        throw_hresult_error("Unsupported DBI version", e_pdb_not_implemented,
-                            "struct qv::classic_reader::`anonymous-namespace'::dbi_header __cdecl "
-                            "qv::classic_reader::`anonymous-namespace'::read_header("
-                            "const class qv::classic_reader::msf_stream &)",
-                            source_name, __LINE__);
+        throw_hresult_error("Unsupported DBI version", e_pdb_not_implemented);
     return header;
 }
 
@@ -86,11 +81,7 @@ dbi_info read_dbi(const msf_stream& stream) {
                                      std::uint64_t{header.section_contribution_size} + header.section_map_size;
     const std::uint64_t debug_header_at = sources_at + header.source_list_size +
                                           std::uint64_t{header.type_server_map_size} + header.edit_and_continue_size;
-    if (debug_header_at + header.debug_header_size > stream.size())
-        throw_corrupt("Invalid DBI stream",
-                      "struct qv::classic_reader::dbi_info __cdecl qv::classic_reader::read_dbi("
-                      "const class qv::classic_reader::msf_stream &)",
-                      source_name, __LINE__);
+    if (debug_header_at + header.debug_header_size > stream.size()) throw_corrupt("Invalid DBI stream");
 
     dbi_info info = {};
     info.age = header.age;
@@ -126,12 +117,7 @@ std::vector<source_file> read_source_list(std::span<const unsigned char> list) {
             at.skip(offset);
             const auto name = at.text();
             seen[offset] = true;
-            if (name.size() >= allowance)
-                throw_corrupt("Invalid source file list",
-                              "class std::vector<struct qv::classic_reader::source_file,class std::allocator<struct "
-                              "qv::classic_reader::source_file> > __cdecl qv::classic_reader::read_source_list("
-                              "class std::span<unsigned char const ,18446744073709551615>)",
-                              source_name, __LINE__);
+            if (name.size() >= allowance) throw_corrupt("Invalid source file list");
             allowance -= name.size() + 1;
             files.push_back({name, module});
         }

@@ -12,8 +12,6 @@
 namespace qv::classic_reader {
 namespace {
 
-constexpr const char* source_name = "symbol_services/classic_reader/disk_file_posix";
-
 // One above the descriptor, because descriptor 0 is valid and a holder takes 0 for nothing.
 struct close_descriptor {
     void operator()(int descriptor_above) const noexcept { ::close(descriptor_above - 1); }
@@ -33,31 +31,25 @@ std::int32_t code_of(int error) {
 class disk_file final : public byte_source {
 public:
     explicit disk_file(const boost::filesystem::path& path) : name_(text::to_wide(path)) {
-        constexpr const char* function =
-            "__cdecl qv::classic_reader::`anonymous-namespace'::disk_file::disk_file("
-            "const class boost::filesystem::path &)";
         // A pipe must not keep us waiting for its other end.
         file_.reset(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK) + 1);
-        if (!file_) fail("Can't open PDB file", code_of(errno), function, __LINE__);
+        if (!file_) fail("Can't open PDB file", code_of(errno));
         if (::fstat(descriptor(), &opened_) != 0 || !S_ISREG(opened_.st_mode))
-            fail("Can't open PDB file", e_pdb_file_system, function, __LINE__);
+            fail("Can't open PDB file", e_pdb_file_system);
     }
 
     std::uint64_t size() const noexcept override { return static_cast<std::uint64_t>(opened_.st_size); }
 
     void read(std::uint64_t offset, std::span<unsigned char> destination) const override {
-        constexpr const char* function =
-            "void __cdecl qv::classic_reader::`anonymous-namespace'::disk_file::read(unsigned __int64,"
-            "class std::span<unsigned char,18446744073709551615>) const";
         while (!destination.empty()) {
             const auto count =
                 ::pread(descriptor(), destination.data(), destination.size(), static_cast<off_t>(offset));
             if (count < 0 && errno == EINTR) continue;
-            if (count <= 0) fail("Can't read PDB file", e_pdb_file_system, function, __LINE__);
+            if (count <= 0) fail("Can't read PDB file", e_pdb_file_system);
             destination = destination.subspan(static_cast<std::size_t>(count));
             offset += static_cast<std::uint64_t>(count);
         }
-        if (was_written_to()) fail("PDB file was written to", e_pdb_file_system, function, __LINE__);
+        if (was_written_to()) fail("PDB file was written to", e_pdb_file_system);
     }
 
 private:
@@ -69,8 +61,8 @@ private:
                now.st_mtim.tv_sec != opened_.st_mtim.tv_sec || now.st_mtim.tv_nsec != opened_.st_mtim.tv_nsec;
     }
 
-    [[noreturn]] void fail(const char* message, std::int32_t code, const char* function, unsigned line) const {
-        throw_hresult_error(message, code, function, source_name, line, errtag_file_w{name_});
+    [[noreturn]] void fail(const located_message& message, std::int32_t code) const {
+        throw_hresult_error(message, code, errtag_file_w{name_});
     }
 
     const std::wstring name_;

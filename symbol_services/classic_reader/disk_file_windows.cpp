@@ -8,8 +8,6 @@
 namespace qv::classic_reader {
 namespace {
 
-constexpr const char* source_name = "symbol_services/classic_reader/disk_file_windows";
-
 std::int32_t code_of(DWORD error) {
     switch (error) {
         case ERROR_FILE_NOT_FOUND:
@@ -38,12 +36,9 @@ public:
         : name_(text::to_wide(path)),
           file_(valid_handle_or_null(CreateFileW(text::to_system_path(path).c_str(), GENERIC_READ, sharing, nullptr,
                                                  OPEN_EXISTING, open_flags, nullptr))) {
-        constexpr const char* function =
-            "__cdecl qv::classic_reader::`anonymous-namespace'::disk_file::disk_file("
-            "const class boost::filesystem::path &)";
-        if (!file_) fail("Can't open PDB file", code_of(GetLastError()), function, __LINE__);
+        if (!file_) fail("Can't open PDB file", code_of(GetLastError()));
         if (GetFileType(file_.get()) != FILE_TYPE_DISK || !GetFileInformationByHandle(file_.get(), &opened_))
-            fail("Can't open PDB file", e_pdb_file_system, function, __LINE__);
+            fail("Can't open PDB file", e_pdb_file_system);
     }
 
     std::uint64_t size() const noexcept override {
@@ -51,9 +46,6 @@ public:
     }
 
     void read(std::uint64_t offset, std::span<unsigned char> destination) const override {
-        constexpr const char* function =
-            "void __cdecl qv::classic_reader::`anonymous-namespace'::disk_file::read(unsigned __int64,"
-            "class std::span<unsigned char,18446744073709551615>) const";
         while (!destination.empty()) {
             // A place of its own for each read: the handle has one position, and threads share it.
             OVERLAPPED place = {};
@@ -62,11 +54,11 @@ public:
             const auto wanted = static_cast<DWORD>(std::min(destination.size(), longest_read));
             DWORD count = 0;
             if (!ReadFile(file_.get(), destination.data(), wanted, &count, &place) || count == 0)
-                fail("Can't read PDB file", e_pdb_file_system, function, __LINE__);
+                fail("Can't read PDB file", e_pdb_file_system);
             destination = destination.subspan(count);
             offset += count;
         }
-        if (was_written_to()) fail("PDB file was written to", e_pdb_file_system, function, __LINE__);
+        if (was_written_to()) fail("PDB file was written to", e_pdb_file_system);
     }
 
 private:
@@ -77,8 +69,8 @@ private:
                CompareFileTime(&now.ftLastWriteTime, &opened_.ftLastWriteTime) != 0;
     }
 
-    [[noreturn]] void fail(const char* message, std::int32_t code, const char* function, unsigned line) const {
-        throw_hresult_error(message, code, function, source_name, line, errtag_file_w{name_});
+    [[noreturn]] void fail(const located_message& message, std::int32_t code) const {
+        throw_hresult_error(message, code, errtag_file_w{name_});
     }
 
     const std::wstring name_;

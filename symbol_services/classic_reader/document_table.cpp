@@ -8,7 +8,6 @@
 namespace qv::classic_reader {
 namespace {
 
-constexpr const char* source_name = "symbol_services/classic_reader/document_table";
 constexpr std::string_view record_prefix = "/src/files/";
 
 constexpr GUID md5 = {0x406EA660, 0x64CF, 0x4C82, {0xB6, 0xF0, 0x42, 0xD4, 0x81, 0x72, 0xA7, 0x99}};
@@ -28,11 +27,7 @@ static_assert(sizeof(record_header) == 72);
 record_header read_header(const msf_stream& record) {
     const auto header = record.read_value<record_header>(0);
     if (sizeof header + std::uint64_t{header.checksum_size} + header.source_size > record.size())
-        throw_corrupt("Invalid document",
-                      "struct qv::classic_reader::`anonymous-namespace'::record_header __cdecl "
-                      "qv::classic_reader::`anonymous-namespace'::read_header(const class "
-                      "qv::classic_reader::msf_stream &)",
-                      source_name, __LINE__);
+        throw_corrupt("Invalid document");
     return header;
 }
 

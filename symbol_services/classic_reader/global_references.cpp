@@ -11,11 +11,6 @@
 namespace qv::classic_reader {
 namespace {
 
-constexpr const char* source_name = "symbol_services/classic_reader/global_references";
-constexpr const char* constructor_signature =
-    "__cdecl qv::classic_reader::global_references::global_references(const class qv::classic_reader::msf_stream &,"
-    "const class qv::classic_reader::msf_stream &)";
-
 constexpr std::uint32_t table_version = 0xF12F091A;
 constexpr std::uint16_t kind_token_reference = 0x1129;
 constexpr std::uint32_t bucket_unit = 12;
@@ -74,13 +69,12 @@ global_references::global_references(const msf_stream& global_symbols, const msf
     : symbols_(global_symbols), records_(symbol_records) {
     const auto header = symbols_.read_value<table_header>(0);
     if (header.signature != 0xFFFFFFFF || header.version != table_version)
-        throw_hresult_error("Unsupported global symbols", e_pdb_not_implemented, constructor_signature, source_name,
-                            __LINE__);
+        throw_hresult_error("Unsupported global symbols", e_pdb_not_implemented);
     const std::uint64_t bits_at = sizeof header + std::uint64_t{header.records_size};
     present_.resize(global_bucket_count / 32 + 1);
     const std::uint64_t bits_size = 4 * present_.size();
     if (header.buckets_size < bits_size || bits_at + header.buckets_size > symbols_.size())
-        throw_corrupt("Invalid global symbols", constructor_signature, source_name, __LINE__);
+        throw_corrupt("Invalid global symbols");
     symbols_.read(bits_at, {reinterpret_cast<unsigned char*>(present_.data()), 4 * present_.size()});
     record_count_ = header.records_size / sizeof(hash_record);
     buckets_at_ = bits_at + bits_size;

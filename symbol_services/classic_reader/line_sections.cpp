@@ -9,8 +9,6 @@
 namespace qv::classic_reader {
 namespace {
 
-constexpr const char* source_name = "symbol_services/classic_reader/line_sections";
-
 constexpr std::uint32_t kind_lines = 0xF2;
 constexpr std::uint32_t kind_files = 0xF4;
 constexpr std::uint16_t flag_columns = 1;
@@ -58,12 +56,7 @@ void read_block(byte_cursor& blocks, bool columns, const std::function<std::uint
     const std::uint64_t needed =
         sizeof header + std::uint64_t{header.lines} * (sizeof(line_record) + (columns ? sizeof(column_record) : 0));
     if (header.size < needed || header.size - sizeof header > blocks.remaining())
-        throw_corrupt("Invalid line information",
-                      "void __cdecl qv::classic_reader::`anonymous-namespace'::read_block(class "
-                      "qv::classic_reader::byte_cursor &,bool,const class std::function<unsigned int __cdecl(unsigned "
-                      "int)> &,class std::vector<struct qv::classic_reader::sequence_point,class std::allocator<struct "
-                      "qv::classic_reader::sequence_point> > &)",
-                      source_name, __LINE__);
+        throw_corrupt("Invalid line information");
     byte_cursor line_cursor(blocks.take(header.size - sizeof header));
     byte_cursor column_cursor = line_cursor;
     column_cursor.skip(sizeof(line_record) * std::uint64_t{header.lines});
@@ -117,13 +110,7 @@ bool line_sections::read_points(code_address address, const std::function<std::u
     auto at = std::lower_bound(sections_.begin(), sections_.end(), address, before);
     const bool found = at != sections_.end() && at->address == address;
     // What is missing may have been lost.
-    if (!found && !complete_)
-        throw_corrupt("Invalid line information",
-                      "bool __cdecl qv::classic_reader::line_sections::read_points(struct "
-                      "qv::classic_reader::code_address,const class std::function<unsigned int __cdecl(unsigned int)> "
-                      "&,class std::vector<struct qv::classic_reader::sequence_point,class std::allocator<struct "
-                      "qv::classic_reader::sequence_point> > &) const",
-                      source_name, __LINE__);
+    if (!found && !complete_) throw_corrupt("Invalid line information");
     for (; at != sections_.end() && at->address == address; ++at) {
         const auto bytes = module_.bytes(at->offset, at->size);
         for (byte_cursor blocks(bytes); blocks.remaining() != 0;) read_block(blocks, at->columns, document_of, points);
@@ -132,14 +119,10 @@ bool line_sections::read_points(code_address address, const std::function<std::u
 }
 
 file_entry line_sections::file(std::uint32_t offset) const {
-    constexpr const char* function =
-        "struct qv::classic_reader::file_entry __cdecl qv::classic_reader::line_sections::file(unsigned int) const";
-    if (std::uint64_t{offset} + sizeof(file_record) > files_size_)
-        throw_corrupt("Invalid source file table", function, source_name, __LINE__);
+    if (std::uint64_t{offset} + sizeof(file_record) > files_size_) throw_corrupt("Invalid source file table");
     const auto record = module_.read_value<file_record>(files_at_ + offset);
     const std::uint64_t checksum_at = std::uint64_t{offset} + sizeof record;
-    if (checksum_at + record.checksum_size > files_size_)
-        throw_corrupt("Invalid source file table", function, source_name, __LINE__);
+    if (checksum_at + record.checksum_size > files_size_) throw_corrupt("Invalid source file table");
     return {record.name, record.checksum_kind, module_.bytes(files_at_ + checksum_at, record.checksum_size)};
 }
 

@@ -15,7 +15,6 @@ namespace {
 
 namespace fs = boost::filesystem;
 
-constexpr const char* source_name = "symbol_services/classic_reader/locate";
 constexpr std::size_t most_records = 16;                  // no image has more than a few
 constexpr std::uint32_t codeview_signature = 0x53445352;  // "RSDS"
 
@@ -94,13 +93,8 @@ private:
     }
 
     void check_identity(const pdb_id& id) const {
-        constexpr const char* function =
-            "void __cdecl qv::classic_reader::`anonymous-namespace'::record_search::check_identity("
-            "const struct qv::classic_reader::pdb_id &) const";
-        if (id.guid != record_.guid)
-            throw_hresult_error("PDB file of another build", e_pdb_invalid_sig, function, source_name, __LINE__);
-        if (id.age != record_.age)
-            throw_hresult_error("PDB file of another age", e_pdb_invalid_age, function, source_name, __LINE__);
+        if (id.guid != record_.guid) throw_hresult_error("PDB file of another build", e_pdb_invalid_sig);
+        if (id.age != record_.age) throw_hresult_error("PDB file of another age", e_pdb_invalid_age);
     }
 
     // None for text that can be no path.
@@ -142,16 +136,12 @@ std::optional<codeview_record> parse_codeview(std::span<const unsigned char> dat
 }
 
 located_pdb locate_pdb(const pdb_search& search) {
-    constexpr const char* function =
-        "struct qv::classic_reader::located_pdb __cdecl qv::classic_reader::locate_pdb("
-        "const struct qv::classic_reader::pdb_search &)";
-    if (search.records.empty())
-        throw_hresult_error("Image has no debug record", e_pdb_no_debug_info, function, source_name, __LINE__);
+    if (search.records.empty()) throw_hresult_error("Image has no debug record", e_pdb_no_debug_info);
     std::optional<hresult_exception> refusal;
     for (const auto& record : std::span(search.records).first(std::min(search.records.size(), most_records)))
         if (auto found = record_search(search, record, refusal).run()) return std::move(*found);
     if (refusal) throw hresult_exception(*refusal);
-    throw_hresult_error("PDB file not found", e_pdb_not_found, function, source_name, __LINE__);
+    throw_hresult_error("PDB file not found", e_pdb_not_found);
 }
 
 }  // namespace qv::classic_reader

@@ -12,8 +12,6 @@
 namespace qv::classic_reader {
 namespace {
 
-constexpr const char* source_name = "symbol_services/classic_reader/msf";
-
 using namespace std::string_view_literals;
 constexpr auto msf7_signature =
     "Microsoft C/C++ MSF 7.00\r\n\x1A"
@@ -35,16 +33,11 @@ bool begins_with(std::span<const unsigned char> file, std::string_view signature
 }
 
 void check_signature(std::span<const unsigned char> file) {
-    constexpr const char* function =
-        "void __cdecl qv::classic_reader::`anonymous-namespace'::check_signature("
-        "class std::span<unsigned char const ,18446744073709551615>)";
     if (begins_with(file, msf7_signature)) return;
-    if (begins_with(file, msf2_signature))
-        throw_hresult_error("PDB file of the format before 7.0", e_pdb_v1_pdb, function, source_name, __LINE__);
+    if (begins_with(file, msf2_signature)) throw_hresult_error("PDB file of the format before 7.0", e_pdb_v1_pdb);
     if (begins_with(file, metadata_signature))
-        throw_hresult_error("Portable PDB file, not a classic one", e_pdb_not_implemented, function, source_name,
-                            __LINE__);
-    throw_hresult_error("Not a PDB file", e_pdb_format, function, source_name, __LINE__);
+        throw_hresult_error("Portable PDB file, not a classic one", e_pdb_not_implemented);
+    throw_hresult_error("Not a PDB file", e_pdb_format);
 }
 
 }  // namespace
@@ -64,10 +57,7 @@ void msf_file::read_superblock(std::span<const unsigned char> head) {
     directory_size_ = cursor.read<std::uint32_t>();
     if (!std::has_single_bit(page_size_) || page_size_ < smallest_page || page_size_ > largest_page ||
         directory_size_ < sizeof(std::uint32_t) || directory_size_ > source_->size())
-        throw_corrupt("Invalid PDB superblock",
-                      "void __cdecl qv::classic_reader::msf_file::read_superblock("
-                      "class std::span<unsigned char const ,18446744073709551615>)",
-                      source_name, __LINE__);
+        throw_corrupt("Invalid PDB superblock");
 }
 
 // Three levels: the superblock lists map pages, these list directory pages, these hold the directory. Each level is
@@ -97,10 +87,7 @@ void msf_file::read_streams(std::span<const unsigned char> directory) {
         if (index != 0) owned_pages += pages_for(size);
         // No page belongs to two streams, so the streams together cannot be larger than the file.
         if (used_pages > listed_pages || pages_for(size) > file_pages || owned_pages > file_pages)
-            throw_corrupt("Invalid PDB stream directory",
-                          "void __cdecl qv::classic_reader::msf_file::read_streams("
-                          "class std::span<unsigned char const ,18446744073709551615>)",
-                          source_name, __LINE__);
+            throw_corrupt("Invalid PDB stream directory");
         chunks += static_cast<std::size_t>((std::uint64_t{size} + chunk_size - 1) / chunk_size);
     }
     pages_.resize(static_cast<std::size_t>(used_pages));
@@ -139,12 +126,7 @@ std::vector<unsigned char> msf_file::gather(std::span<const unsigned char> page_
     byte_cursor numbers(page_numbers);
     std::memcpy(pages.data(), numbers.take(4 * pages.size()).data(), 4 * pages.size());
     auto content = read_pages(pages, size);
-    if (!content.present.empty())
-        throw_corrupt("PDB page outside the file",
-                      "class std::vector<unsigned char,class std::allocator<unsigned char> > __cdecl "
-                      "qv::classic_reader::msf_file::gather("
-                      "class std::span<unsigned char const ,18446744073709551615>,unsigned __int64) const",
-                      source_name, __LINE__);
+    if (!content.present.empty()) throw_corrupt("PDB page outside the file");
     return std::move(content.bytes);
 }
 
@@ -153,11 +135,7 @@ bool msf_file::has_stream(std::uint32_t index) const noexcept {
 }
 
 msf_stream msf_file::stream(std::uint32_t index) const {
-    if (!has_stream(index))
-        throw_corrupt("PDB stream not found",
-                      "class qv::classic_reader::msf_stream __cdecl "
-                      "qv::classic_reader::msf_file::stream(unsigned int) const",
-                      source_name, __LINE__);
+    if (!has_stream(index)) throw_corrupt("PDB stream not found");
     return {*this, index, streams_[index].size};
 }
 
@@ -176,20 +154,12 @@ std::span<const unsigned char> msf_file::bytes_from(std::uint32_t stream, std::u
     if (content.present.empty()) return rest;
     const auto present = content.present[within / page_size_];
     const auto within_page = within % page_size_;
-    if (within_page >= present)
-        throw_corrupt("PDB page outside the file",
-                      "class std::span<unsigned char const ,18446744073709551615> __cdecl "
-                      "qv::classic_reader::msf_file::bytes_from(unsigned int,unsigned __int64) const",
-                      source_name, __LINE__);
+    if (within_page >= present) throw_corrupt("PDB page outside the file");
     return rest.first(std::min(rest.size(), present - within_page));
 }
 
 void msf_stream::read(std::uint64_t offset, std::span<unsigned char> destination) const {
-    if (offset > size_ || destination.size() > size_ - offset)
-        throw_corrupt("Read beyond the end of a PDB stream",
-                      "void __cdecl qv::classic_reader::msf_stream::read("
-                      "unsigned __int64,class std::span<unsigned char,18446744073709551615>) const",
-                      source_name, __LINE__);
+    if (offset > size_ || destination.size() > size_ - offset) throw_corrupt("Read beyond the end of a PDB stream");
     count_work(destination.size());
     while (!destination.empty()) {
         const auto from = file_->bytes_from(index_, offset);
@@ -201,11 +171,7 @@ void msf_stream::read(std::uint64_t offset, std::span<unsigned char> destination
 }
 
 std::vector<unsigned char> msf_stream::bytes(std::uint64_t offset, std::uint64_t count) const {
-    if (offset > size_ || count > size_ - offset)
-        throw_corrupt("Read beyond the end of a PDB stream",
-                      "class std::vector<unsigned char,class std::allocator<unsigned char> > __cdecl "
-                      "qv::classic_reader::msf_stream::bytes(unsigned __int64,unsigned __int64) const",
-                      source_name, __LINE__);
+    if (offset > size_ || count > size_ - offset) throw_corrupt("Read beyond the end of a PDB stream");
     std::vector<unsigned char> result(static_cast<std::size_t>(count));
     read(offset, result);
     return result;

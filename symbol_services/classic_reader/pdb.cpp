@@ -19,7 +19,6 @@
 namespace qv::classic_reader {
 namespace {
 
-constexpr const char* source_name = "symbol_services/classic_reader/pdb";
 constexpr std::uint32_t info_stream = 1;
 constexpr std::uint32_t dbi_stream = 3;
 
@@ -119,12 +118,9 @@ private:
 };
 
 line_sections pdb::implementation::make_line_sections(const module_info& module) const {
-    constexpr const char* function =
-        "class qv::classic_reader::line_sections __cdecl qv::classic_reader::pdb::implementation::make_line_sections("
-        "const struct qv::classic_reader::module_info &) const";
-    if (!module.stream) throw_corrupt("PDB stream not found", function, source_name, __LINE__);
+    if (!module.stream) throw_corrupt("PDB stream not found");
     if (module.c11_size != 0 && module.c13_size == 0)
-        throw_hresult_error("Unsupported line information", e_pdb_not_implemented, function, source_name, __LINE__);
+        throw_hresult_error("Unsupported line information", e_pdb_not_implemented);
     return {file_.stream(*module.stream), std::uint64_t{module.symbol_size} + module.c11_size, module.c13_size};
 }
 
@@ -188,13 +184,7 @@ std::vector<sequence_point> pdb::implementation::points(const found_procedure& p
     const auto& module = lines(procedure.module);
     const auto document_of_file = [&](std::uint32_t file) {
         const auto document = document_of(module.file(file).name);
-        if (!document)
-            throw_corrupt("Unknown source file",
-                          "class std::vector<struct qv::classic_reader::sequence_point,class std::allocator<struct "
-                          "qv::classic_reader::sequence_point> > __cdecl "
-                          "qv::classic_reader::pdb::implementation::points("
-                          "const struct qv::classic_reader::found_procedure &) const",
-                          source_name, __LINE__);
+        if (!document) throw_corrupt("Unknown source file");
         return *document;
     };
     module.read_points(procedure.address, document_of_file, result);
@@ -291,10 +281,7 @@ std::wstring pdb::document_url(std::uint32_t index) const {
         if (auto url = text::to_utf16(name); text::to_utf8(url) == name) return url;
     } catch (const std::runtime_error&) {
     }
-    throw_corrupt("Invalid document name",
-                  "class std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > "
-                  "__cdecl qv::classic_reader::pdb::document_url(unsigned int) const",
-                  source_name, __LINE__);
+    throw_corrupt("Invalid document name");
 }
 
 document pdb::get_document(std::uint32_t index) const {

@@ -26,8 +26,8 @@ constexpr std::int32_t e_pdb_access_denied = pdb_code(0x10);    // the file may 
 constexpr std::int32_t e_pdb_no_debug_info = pdb_code(0x14);    // the image names no PDB file
 
 // For content that contradicts itself or leaves its bounds.
-[[noreturn]] inline void throw_corrupt(const char* message, const char* function, const char* source, unsigned line) {
-    throw_hresult_error(message, e_pdb_corrupt, function, source, line);
+[[noreturn]] inline void throw_corrupt(const located_message& message) {
+    throw_hresult_error(message, e_pdb_corrupt);
 }
 
 // Whether the content of the file is to blame, so that asking again would end in the same way. Otherwise the file could

@@ -40,11 +40,7 @@ std::vector<named_entry> read_entries(byte_cursor& cursor) {
 pdb_info read_pdb_info(byte_cursor& cursor) {
     pdb_info info = {};
     info.version = cursor.read<std::uint32_t>();
-    if (info.version < first_version_with_guid)
-        throw_hresult_error("Unsupported PDB version", e_pdb_not_implemented,
-                            "struct qv::classic_reader::pdb_info __cdecl qv::classic_reader::read_pdb_info("
-                            "class qv::classic_reader::byte_cursor &)",
-                            "symbol_services/classic_reader/pdb_info", __LINE__);
+    if (info.version < first_version_with_guid) throw_hresult_error("Unsupported PDB version", e_pdb_not_implemented);
     info.signature = cursor.read<std::uint32_t>();
     info.age = cursor.read<std::uint32_t>();
     info.guid = cursor.read<GUID>();

@@ -305,7 +305,7 @@ private:
 TEST(Pdb, WhatCouldNotBeReadIsReadByTheNextQuestion) {
     const std::function<void()> failures[] = {
         [] { throw std::bad_alloc(); },
-        [] { throw_hresult_error("Can't read PDB file", e_pdb_file_system, "f", "s", 1); },
+        [] { throw_hresult_error("Can't read PDB file", e_pdb_file_system); },
     };
     for (const auto& failure : failures) {
         auto source = std::make_unique<failing_source>(test::write_pdb(sample_pdb_description()));

@@ -7,7 +7,6 @@
 namespace qv::classic_reader {
 namespace {
 
-constexpr const char* source_name = "symbol_services/classic_reader/string_table";
 constexpr std::uint32_t table_signature = 0xEFFEEFFE;
 constexpr std::uint32_t longest_name = 0x7FFF;  // no path is longer
 
@@ -22,10 +21,7 @@ struct table_header {
 string_table::string_table(const msf_stream& stream) : stream_(stream) {
     const auto header = stream.read_value<table_header>(0);
     if (header.signature != table_signature || header.size > stream.size() - sizeof header)
-        throw_corrupt("Invalid string table",
-                      "__cdecl qv::classic_reader::string_table::string_table("
-                      "const class qv::classic_reader::msf_stream &)",
-                      source_name, __LINE__);
+        throw_corrupt("Invalid string table");
     size_ = header.size;
 }
 
@@ -35,11 +31,7 @@ bool string_table::has_name(std::uint32_t offset) const {
 }
 
 std::string string_table::text(std::uint32_t offset) const {
-    if (!has_name(offset))
-        throw_corrupt("Invalid name offset",
-                      "class std::basic_string<char,struct std::char_traits<char>,class std::allocator<char> > __cdecl "
-                      "qv::classic_reader::string_table::text(unsigned int) const",
-                      source_name, __LINE__);
+    if (!has_name(offset)) throw_corrupt("Invalid name offset");
     return stream_.text(sizeof(table_header) + std::uint64_t{offset}, std::min(size_ - offset, longest_name));
 }
 

@@ -19,11 +19,7 @@ boost::filesystem::path path_of_library(HMODULE library) {
     std::vector<wchar_t> buffer(MAX_PATH);
     for (;;) {
         const DWORD length = GetModuleFileNameW(library, buffer.data(), static_cast<DWORD>(buffer.size()));
-        if (length == 0)
-            throw_win32_error(
-                "Can't get module file name", GetLastError(),
-                "class boost::filesystem::path __cdecl qv::symbols::path_of_library(struct HINSTANCE__ *)",
-                "symbol_services/qv_symbols/library", __LINE__);
+        if (length == 0) throw_win32_error("Can't get module file name", GetLastError());
         if (length < buffer.size()) return boost::filesystem::path(buffer.data(), buffer.data() + length);
         buffer.resize(buffer.size() * 2);
     }

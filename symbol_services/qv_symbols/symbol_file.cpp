@@ -7,11 +7,7 @@ namespace qv::symbols {
 
 std::shared_ptr<const classic_reader::pdb> symbol_file::get() const {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (!file_)
-        throw_hresult_error("Symbol file is destroyed", com::e_sym_destroyed,
-                            "class std::shared_ptr<class qv::classic_reader::pdb const > __cdecl "
-                            "qv::symbols::symbol_file::get(void) const",
-                            "symbol_services/qv_symbols/symbol_file", __LINE__);
+    if (!file_) throw_hresult_error("Symbol file is destroyed", com::e_sym_destroyed);
     return file_;
 }
 
