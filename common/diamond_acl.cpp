@@ -11,12 +11,14 @@ namespace {
 using sid_hld = unique_hld<PSID, deleter_FreeSid>;
 
 constexpr const char* source = "common/diamond_acl";
-constexpr const char* dacl_function =
+constexpr throw_site dacl_site{
     "class qv::unique_hld<struct _ACL *,struct qv::deleter_LocalFree> __cdecl "
-    "qv::profiler::security::create_diamond_dacl(void)";
-constexpr const char* sacl_function =
+    "qv::profiler::security::create_diamond_dacl(void)",
+    source};
+constexpr throw_site sacl_site{
     "class qv::unique_hld<struct _ACL *,struct qv::deleter_LocalFree> __cdecl "
-    "qv::profiler::security::create_diamond_sacl(void)";
+    "qv::profiler::security::create_diamond_sacl(void)",
+    source};
 
 constexpr ACCESS_MASK full_control = GENERIC_ALL | STANDARD_RIGHTS_ALL;
 constexpr ACCESS_MASK read_write = GENERIC_READ | GENERIC_WRITE | READ_CONTROL | SYNCHRONIZE;
@@ -77,16 +79,16 @@ constexpr sid_spec low_label{SECURITY_MANDATORY_LABEL_AUTHORITY,
                              {SECURITY_MANDATORY_LOW_RID, 0},
                              "Can't create LOW_MANDATORY_LEVEL group SID"};
 
-[[noreturn]] void fail(const char* message, const char* function, unsigned line) {
-    throw_win32_error(message, GetLastError(), function, source, line);
+[[noreturn]] void fail(const char* message, const throw_location& where) {
+    throw_win32_error(message, GetLastError(), where);
 }
 
-sid_hld create_sid(const sid_spec& spec, const char* function) {
+sid_hld create_sid(const sid_spec& spec, const throw_location& where) {
     auto authority = spec.authority;
     PSID sid = nullptr;
     if (!AllocateAndInitializeSid(&authority, spec.count, spec.sub_authorities[0], spec.sub_authorities[1], 0, 0, 0, 0,
                                   0, 0, &sid))
-        fail(spec.create_failure, function, __LINE__);
+        fail(spec.create_failure, where);
     return sid_hld(sid);
 }
 
@@ -94,28 +96,28 @@ sid_hld create_sid(const sid_spec& spec, const char* function) {
 
 acl_hld create_diamond_dacl() {
     std::array<sid_hld, access_specs.size()> sids;
-    for (std::size_t i = 0; i < sids.size(); ++i) sids[i] = create_sid(access_specs[i].sid, dacl_function);
+    for (std::size_t i = 0; i < sids.size(); ++i) sids[i] = create_sid(access_specs[i].sid, dacl_site);
 
     DWORD size = sizeof(ACL);
     for (const auto& sid : sids) size += access_entry_size + GetLengthSid(sid.get());
     acl_hld acl(static_cast<PACL>(LocalAlloc(LPTR, size)));
-    if (!acl) fail("Can't alloc DACL buffer", dacl_function, __LINE__);
-    if (!InitializeAcl(acl.get(), size, ACL_REVISION)) fail("Can't initialize DACL", dacl_function, __LINE__);
+    if (!acl) fail("Can't alloc DACL buffer", dacl_site);
+    if (!InitializeAcl(acl.get(), size, ACL_REVISION)) fail("Can't initialize DACL", dacl_site);
 
     for (const std::size_t i : entry_order)
         if (!AddAccessAllowedAce(acl.get(), ACL_REVISION, access_specs[i].mask, sids[i].get()))
-            fail(access_specs[i].add_failure, dacl_function, __LINE__);
+            fail(access_specs[i].add_failure, dacl_site);
     return acl;
 }
 
 acl_hld create_diamond_sacl() {
-    const sid_hld sid = create_sid(low_label, sacl_function);
+    const sid_hld sid = create_sid(low_label, sacl_site);
     const DWORD size = static_cast<DWORD>(sizeof(ACL)) + label_entry_size + GetLengthSid(sid.get());
     acl_hld acl(static_cast<PACL>(LocalAlloc(LPTR, size)));
-    if (!acl) fail("Can't alloc SACL buffer", sacl_function, __LINE__);
-    if (!InitializeAcl(acl.get(), size, ACL_REVISION)) fail("Can't initialize SACL", sacl_function, __LINE__);
+    if (!acl) fail("Can't alloc SACL buffer", sacl_site);
+    if (!InitializeAcl(acl.get(), size, ACL_REVISION)) fail("Can't initialize SACL", sacl_site);
     if (!AddMandatoryAce(acl.get(), ACL_REVISION, 0, SYSTEM_MANDATORY_LABEL_NO_WRITE_UP, sid.get()))
-        fail("Can't add LOW_MANDATORY_LEVEL to SACL", sacl_function, __LINE__);
+        fail("Can't add LOW_MANDATORY_LEVEL to SACL", sacl_site);
     return acl;
 }
 

@@ -5,12 +5,11 @@
 namespace qv::profiler {
 namespace {
 
-constexpr const char* source = "common/security";
-constexpr const char* function =
+constexpr throw_site here{
     "class qv::unique_hld<void *,struct qv::deleter_LocalFree> __cdecl qv::profiler::create_security_descriptpor(const "
     "class qv::unique_hld<struct _ACL *,struct qv::deleter_LocalFree> &,const class qv::unique_hld<struct _ACL "
-    "*,struct "
-    "qv::deleter_LocalFree> &)";
+    "*,struct qv::deleter_LocalFree> &)",
+    "common/security"};
 
 static_assert(SECURITY_DESCRIPTOR_MIN_LENGTH == 40);
 static_assert(sizeof(SECURITY_ATTRIBUTES) == 24);
@@ -19,13 +18,13 @@ static_assert(sizeof(SECURITY_ATTRIBUTES) == 24);
 
 security_descriptor_hld create_security_descriptpor(const security::acl_hld& dacl, const security::acl_hld& sacl) {
     security_descriptor_hld descriptor(LocalAlloc(LPTR, SECURITY_DESCRIPTOR_MIN_LENGTH));
-    if (!descriptor) throw_error("Can't allocate security descriptor", function, source, __LINE__);
+    if (!descriptor) throw_error("Can't allocate security descriptor", here);
     if (!InitializeSecurityDescriptor(descriptor.get(), SECURITY_DESCRIPTOR_REVISION))
-        throw_win32_error("Can't initialize security descriptor", GetLastError(), function, source, __LINE__);
+        throw_win32_error("Can't initialize security descriptor", GetLastError(), here);
     if (!SetSecurityDescriptorDacl(descriptor.get(), TRUE, dacl.get(), FALSE))
-        throw_win32_error("Can't set DACL to security descriptor", GetLastError(), function, source, __LINE__);
+        throw_win32_error("Can't set DACL to security descriptor", GetLastError(), here);
     if (!SetSecurityDescriptorSacl(descriptor.get(), TRUE, sacl.get(), FALSE))
-        throw_win32_error("Can't set SACL to security descriptor", GetLastError(), function, source, __LINE__);
+        throw_win32_error("Can't set SACL to security descriptor", GetLastError(), here);
     return descriptor;
 }
 

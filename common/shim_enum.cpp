@@ -19,29 +19,31 @@ constexpr DWORD usual_version_size = 32;
 constexpr DWORD longest_version = 0x7FFF;
 
 com_hld<IEnumUnknown> enumerate_runtimes(const com_hld<com::ICLRMetaHost>& meta_host) {
+    static constexpr throw_site here{
+        "class qv::com_hld<struct IEnumUnknown> __cdecl qv::shim::`anonymous-namespace'::enumerate_runtimes(const "
+        "class "
+        "qv::com_hld<struct qv::com::ICLRMetaHost> &)",
+        source};
     com_hld<IEnumUnknown> runtimes;
     const HRESULT result = meta_host->EnumerateInstalledRuntimes(runtimes.put());
-    if (FAILED(result))
-        throw_hresult_error("Can't enumerate installed runtimes", result,
-                            "class qv::com_hld<struct IEnumUnknown> __cdecl qv::shim::`anonymous-namespace'::"
-                            "enumerate_runtimes(const class qv::com_hld<struct qv::com::ICLRMetaHost> &)",
-                            source, __LINE__);
+    if (FAILED(result)) throw_hresult_error("Can't enumerate installed runtimes", result, here);
     return runtimes;
 }
 
 // The next runtime; empty at the end.
 com_hld<com::ICLRRuntimeInfo> next_runtime(const com_hld<IEnumUnknown>& runtimes) {
+    static constexpr throw_site here{
+        "class qv::com_hld<struct qv::com::ICLRRuntimeInfo> __cdecl "
+        "qv::shim::`anonymous-namespace'::next_runtime(const "
+        "class qv::com_hld<struct IEnumUnknown> &)",
+        source};
     com_hld<IUnknown> element;
     ULONG fetched = 0;
     HRESULT result = runtimes->Next(1, element.put(), &fetched);
     if (result == S_FALSE) return {};
     com_hld<com::ICLRRuntimeInfo> runtime;
     if (SUCCEEDED(result)) result = element->QueryInterface(com::iid_of<com::ICLRRuntimeInfo>, runtime.put_void());
-    if (FAILED(result))
-        throw_hresult_error("Can't enumerate module installed runtime interfaces", result,
-                            "class qv::com_hld<struct qv::com::ICLRRuntimeInfo> __cdecl qv::shim::"
-                            "`anonymous-namespace'::next_runtime(const class qv::com_hld<struct IEnumUnknown> &)",
-                            source, __LINE__);
+    if (FAILED(result)) throw_hresult_error("Can't enumerate module installed runtime interfaces", result, here);
     return runtime;
 }
 
@@ -52,6 +54,10 @@ bool names_version(const std::wstring& text) {
 }  // namespace
 
 std::wstring get_version_string(const com_hld<com::ICLRRuntimeInfo>& runtime) {
+    static constexpr throw_site here{
+        "class std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > __cdecl "
+        "qv::shim::get_version_string(const class qv::com_hld<struct qv::com::ICLRRuntimeInfo> &)",
+        source};
     std::vector<wchar_t> buffer(usual_version_size);
     auto size = static_cast<DWORD>(buffer.size());
     HRESULT result = runtime->GetVersionString(buffer.data(), &size);
@@ -59,12 +65,7 @@ std::wstring get_version_string(const com_hld<com::ICLRRuntimeInfo>& runtime) {
         buffer.assign(size, L'\0');
         result = runtime->GetVersionString(buffer.data(), &size);
     }
-    if (FAILED(result))
-        throw_hresult_error(
-            "Failed to get runtime version", result,
-            "class std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > __cdecl "
-            "qv::shim::get_version_string(const class qv::com_hld<struct qv::com::ICLRRuntimeInfo> &)",
-            source, __LINE__);
+    if (FAILED(result)) throw_hresult_error("Failed to get runtime version", result, here);
     return {buffer.begin(), std::find(buffer.begin(), buffer.end(), L'\0')};
 }
 

@@ -18,32 +18,50 @@ constexpr std::string_view new_line_text = "\r\n\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t
 constexpr std::size_t line_end_size = 2;
 static_assert(new_line_text.size() == line_end_size + 16);
 
-// How one formatting operation fails.
-struct failure {
-    const char* message;
-    const char* function;
-    unsigned line;
+// How the values of a type are formatted, and how that fails.
+struct form {
+    const char* format;
+    const char* failure;
+    throw_site site;
 };
 
-[[noreturn]] void fail(const failure& failing) {
-    throw_error(failing.message, failing.function, "core/src/stream/BaseTextStream", failing.line);
-}
+template <class Integer>
+constexpr form hex_form{};
+template <class Integer>
+constexpr form dec_form{};
+
+#define QV_FORM(forms, type, format, failure, operation)                                                \
+    template <>                                                                                         \
+    constexpr form forms<type> {                                                                        \
+        format, failure, {                                                                              \
+            "class qv::profiler::stream::TextStream &__cdecl "                                          \
+            "qv::profiler::stream::BaseTextStream<class qv::profiler::stream::TextStream>::" operation, \
+                "core/src/stream/BaseTextStream"                                                        \
+        }                                                                                               \
+    }
+QV_FORM(hex_form, unsigned char, "%02hX", "Failed to log hex char", "Hex(const unsigned char)");
+QV_FORM(hex_form, unsigned short, "%04hX", "Failed to log hex unsigned short", "Hex(const unsigned short)");
+QV_FORM(hex_form, unsigned int, "%08X", "Failed to log hex unsigned int", "Hex(const unsigned int)");
+QV_FORM(hex_form, unsigned long, "%08lX", "Failed to log hex unsigned long int", "Hex(const unsigned long)");
+QV_FORM(hex_form, unsigned long long, "%016llX", "Failed to log hex unsigned long long int",
+        "Hex(const unsigned __int64)");
+QV_FORM(dec_form, int, "%*d", "Failed to log dec int", "Dec(const int,const int)");
+QV_FORM(dec_form, unsigned char, "%*hu", "Failed to log dec unsigned char", "Dec(const unsigned char,const int)");
+QV_FORM(dec_form, unsigned short, "%*hu", "Failed to log dec unsigned short int",
+        "Dec(const unsigned short,const int)");
+QV_FORM(dec_form, unsigned int, "%*u", "Failed to log dec unsigned int", "Dec(const unsigned int,const int)");
+QV_FORM(dec_form, unsigned long, "%*lu", "Failed to log dec unsigned long int", "Dec(const unsigned long,const int)");
+QV_FORM(dec_form, unsigned long long, "%*llu", "Failed to log dec unsigned long long int",
+        "Dec(const unsigned __int64,const int)");
+#undef QV_FORM
 
 // The buffer is as large as the widest value without padding.
 template <std::size_t Size, class... Args>
-void format(TextStream& out, const failure& failing, const char* form, Args... args) {
+TextStream& format(TextStream& out, const form& how, Args... args) {
     std::array<char, Size> text;
-    const int length = std::snprintf(text.data(), text.size(), form, args...);
-    if (length < 0 || static_cast<std::size_t>(length) >= text.size()) fail(failing);
-    out.text(text.data());
-}
-
-// A width beyond the buffer fails at once: the runtime would first count all the padding.
-template <std::size_t Size, class Integer>
-void format_padded(TextStream& out, const failure& failing, const char* form, int width, Integer value) {
-    constexpr int limit = static_cast<int>(Size);
-    if (width >= limit || width <= -limit) fail(failing);
-    format<Size>(out, failing, form, width, value);
+    const int length = std::snprintf(text.data(), text.size(), how.format, args...);
+    if (length < 0 || static_cast<std::size_t>(length) >= text.size()) throw_error(how.failure, how.site);
+    return out.text(text.data());
 }
 
 template <class Integer>
@@ -53,6 +71,10 @@ constexpr std::size_t hex_size = 2 * sizeof(Integer) + 1;
 template <class Integer>
 constexpr std::size_t dec_size = std::numeric_limits<Integer>::digits10 + 1 +
                                  (std::numeric_limits<Integer>::is_signed ? 1 : 0) + 1;
+template <>
+constexpr std::size_t dec_size<unsigned char> = dec_size<unsigned short>;  // formatted as one
+
+static_assert(dec_size<int> == 12 && hex_size<unsigned short> == 5);
 
 // How many units to convert at once: a piece never ends inside a character.
 std::size_t piece_size(std::wstring_view utf16) {
@@ -61,8 +83,6 @@ std::size_t piece_size(std::wstring_view utf16) {
     const bool high_surrogate_is_last = (utf16[size - 1] & 0xFC00) == 0xD800;
     return high_surrogate_is_last ? size + 1 : size;
 }
-
-static_assert(dec_size<int> == 12 && hex_size<unsigned short> == 5);
 
 }  // namespace
 
@@ -139,87 +159,30 @@ TextStream& TextStream::end_line() {
     return *this;
 }
 
-// The beginning of every signature below.
-#define QV_TEXT_STREAM                                                                            \
-    "class qv::profiler::stream::TextStream &__cdecl qv::profiler::stream::BaseTextStream<class " \
-    "qv::profiler::stream::TextStream>::"
-
-TextStream& TextStream::Hex(unsigned char value) {
-    format<hex_size<unsigned char>>(
-        *this, {"Failed to log hex char", QV_TEXT_STREAM "Hex(const unsigned char)", __LINE__}, "%02hX", value);
-    return *this;
+template <std::unsigned_integral Integer>
+TextStream& TextStream::Hex(Integer value) {
+    return format<hex_size<Integer>>(*this, hex_form<Integer>, value);
 }
 
-TextStream& TextStream::Hex(unsigned short value) {
-    format<hex_size<unsigned short>>(
-        *this, {"Failed to log hex unsigned short", QV_TEXT_STREAM "Hex(const unsigned short)", __LINE__}, "%04hX",
-        value);
-    return *this;
+template <std::integral Integer>
+TextStream& TextStream::Dec(Integer value, int width) {
+    constexpr auto size = static_cast<int>(dec_size<Integer>);
+    // At once: the runtime would first count all the padding.
+    if (width >= size || width <= -size) throw_error(dec_form<Integer>.failure, dec_form<Integer>.site);
+    return format<dec_size<Integer>>(*this, dec_form<Integer>, width, value);
 }
 
-TextStream& TextStream::Hex(unsigned int value) {
-    format<hex_size<unsigned int>>(
-        *this, {"Failed to log hex unsigned int", QV_TEXT_STREAM "Hex(const unsigned int)", __LINE__}, "%08X", value);
-    return *this;
-}
-
-TextStream& TextStream::Hex(unsigned long value) {
-    format<hex_size<unsigned long>>(
-        *this, {"Failed to log hex unsigned long int", QV_TEXT_STREAM "Hex(const unsigned long)", __LINE__}, "%08lX",
-        value);
-    return *this;
-}
-
-TextStream& TextStream::Hex(unsigned long long value) {
-    format<hex_size<unsigned long long>>(
-        *this, {"Failed to log hex unsigned long long int", QV_TEXT_STREAM "Hex(const unsigned __int64)", __LINE__},
-        "%016llX", value);
-    return *this;
-}
-
-TextStream& TextStream::Dec(int value, int width) {
-    format_padded<dec_size<int>>(*this, {"Failed to log dec int", QV_TEXT_STREAM "Dec(const int,const int)", __LINE__},
-                                 "%*d", width, value);
-    return *this;
-}
-
-TextStream& TextStream::Dec(unsigned char value, int width) {
-    format_padded<dec_size<unsigned short>>(
-        *this, {"Failed to log dec unsigned char", QV_TEXT_STREAM "Dec(const unsigned char,const int)", __LINE__},
-        "%*hu", width, static_cast<unsigned short>(value));
-    return *this;
-}
-
-TextStream& TextStream::Dec(unsigned short value, int width) {
-    format_padded<dec_size<unsigned short>>(
-        *this, {"Failed to log dec unsigned short int", QV_TEXT_STREAM "Dec(const unsigned short,const int)", __LINE__},
-        "%*hu", width, value);
-    return *this;
-}
-
-TextStream& TextStream::Dec(unsigned int value, int width) {
-    format_padded<dec_size<unsigned int>>(
-        *this, {"Failed to log dec unsigned int", QV_TEXT_STREAM "Dec(const unsigned int,const int)", __LINE__}, "%*u",
-        width, value);
-    return *this;
-}
-
-TextStream& TextStream::Dec(unsigned long value, int width) {
-    format_padded<dec_size<unsigned long>>(
-        *this, {"Failed to log dec unsigned long int", QV_TEXT_STREAM "Dec(const unsigned long,const int)", __LINE__},
-        "%*lu", width, value);
-    return *this;
-}
-
-TextStream& TextStream::Dec(unsigned long long value, int width) {
-    format_padded<dec_size<unsigned long long>>(
-        *this,
-        {"Failed to log dec unsigned long long int", QV_TEXT_STREAM "Dec(const unsigned __int64,const int)", __LINE__},
-        "%*llu", width, value);
-    return *this;
-}
-
-#undef QV_TEXT_STREAM
+template TextStream& TextStream::Hex(unsigned char);
+template TextStream& TextStream::Hex(unsigned short);
+template TextStream& TextStream::Hex(unsigned int);
+template TextStream& TextStream::Hex(unsigned long);
+template TextStream& TextStream::Hex(unsigned long long);
+template TextStream& TextStream::Dec(int, int);
+template TextStream& TextStream::Dec(unsigned char, int);
+template TextStream& TextStream::Dec(unsigned short, int);
+template TextStream& TextStream::Dec(unsigned int, int);
+template TextStream& TextStream::Dec(unsigned long, int);
+template TextStream& TextStream::Dec(unsigned long long, int);
 
 TextStream& TextStream::guid(const GUID& value) {
     return text(quorvex::common::to_string(value).c_str());

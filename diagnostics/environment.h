@@ -40,9 +40,9 @@ struct processor_facts {
     std::uint16_t process = 0;      // the one that the process sees
     std::uint16_t native = 0;       // the machine's own
     std::uint32_t page_size = 0;
-    std::uint64_t minimum_address = 0;
-    std::uint64_t maximum_address = 0;
-    std::uint64_t active_mask = 0;
+    unsigned long long minimum_address = 0;
+    unsigned long long maximum_address = 0;
+    unsigned long long active_mask = 0;
     std::uint32_t count = 0;
     std::uint32_t allocation_granularity = 0;
     std::uint16_t level = 0;

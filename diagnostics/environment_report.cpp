@@ -33,10 +33,6 @@ std::string iso_8601(std::int64_t seconds_since_1970, int minutes_east, bool utc
     return result + text.data();
 }
 
-unsigned long long address(std::uint64_t value) {
-    return value;
-}
-
 void write_build(TextStream& out, const build_facts& build, const security_facts& security) {
     out.text("Build");
     out.key("BuildVersion").text(build.version);
@@ -68,9 +64,9 @@ void write_processor(TextStream& out, const processor_facts& processor) {
     out.key("ProcessorArchitecture").Dec(processor.process);
     out.key("NativeProcessorArchitecture").Dec(processor.native);
     out.key("PageSize").Dec(processor.page_size);
-    out.key("MinimumApplicationAddress").Hex(address(processor.minimum_address));
-    out.key("MaximumApplicationAddress").Hex(address(processor.maximum_address));
-    out.key("ActiveProcessorMask").Hex(address(processor.active_mask));
+    out.key("MinimumApplicationAddress").Hex(processor.minimum_address);
+    out.key("MaximumApplicationAddress").Hex(processor.maximum_address);
+    out.key("ActiveProcessorMask").Hex(processor.active_mask);
     out.key("NumberOfProcessors").Dec(processor.count);
     out.key("AllocationGranularity").Dec(processor.allocation_granularity);
     out.key("ProcessorLevel").Dec(processor.level);

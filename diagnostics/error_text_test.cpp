@@ -107,8 +107,8 @@ struct odd_category : std::error_category {
 };
 
 TEST_F(ErrorText, OfAnExceptionIsThatOfItsKind) {
-    EXPECT_EQ(described([] { throw_win32_error("One", 5, "f", "s", 7); }), "One (Win32 error 5, Access is denied)");
-    EXPECT_EQ(described([] { throw_win32_error("Both", 5, "f", "s", 7, errtag_hresult{e_fail}); }),
+    EXPECT_EQ(described([] { throw_win32_error("One", 5); }), "One (Win32 error 5, Access is denied)");
+    EXPECT_EQ(described([] { throw_win32_error("Both", 5, errtag_hresult{e_fail}); }),
               "Both (COM error 80004005, E_FAIL, Unspecified error)");
     EXPECT_EQ(described([] { throw std::bad_array_new_length(); }), "Out of memory");
     EXPECT_EQ(described([] { throw std::runtime_error("plain"); }), "plain");
@@ -140,9 +140,8 @@ TEST_F(ErrorText, OfSystemCodesIsCategoryAndMessage) {
 TEST_F(ErrorText, WithDiagnosticsIsFourLinesInOrderThenItemsAsAttached) {
     const std::wstring hostile = {'a', 0xD800, '\n', 'b'};
     try {
-        throw_location where(throw_site{"void __cdecl f(void)", "core/src/f"});
-        where.line = 7;
-        throw_win32_error("Both", 2, where, errtag_file_w{hostile}, errtag_hresult{e_fail},
+        constexpr throw_site here{"void __cdecl f(void)", "core/src/f"};
+        throw_win32_error("Both", 2, {here, 7}, errtag_file_w{hostile}, errtag_hresult{e_fail},
                           errtag_pe_dos_hdr_signature{0xAB}, errtag_pe_nt_hdr_signature{0x4550});
     } catch (const win32_error_exception& error) {
         EXPECT_EQ(diagnostic_text(error),

@@ -27,13 +27,12 @@ public:
     base_slave_key_atom_map(const base_slave_key_atom_map&) = delete;
     base_slave_key_atom_map& operator=(const base_slave_key_atom_map&) = delete;
 
-    // Throws "Empty value" for an empty value and "Key is already exist" when the atom is taken.
+    // Throws qv::exception for an empty value and when the atom is taken.
     void insert_or_throw(const Atom& atom, const Value& value) {
-        constexpr const char* source = "core/src/Util/slave_key_atom_map";
-        if (!value) throw_error("Empty value", Traits::insert_or_throw_signature, source, __LINE__);
+        const throw_site here{Traits::insert_or_throw_signature, "core/src/Util/slave_key_atom_map"};
+        if (!value) throw_error("Empty value", here);
         const std::lock_guard<spin_lock> lock(lock_);
-        if (!elements_.insert(element{atom, value}).second)
-            throw_error("Key is already exist", Traits::insert_or_throw_signature, source, __LINE__);
+        if (!elements_.insert(element{atom, value}).second) throw_error("Key is already exist", here);
     }
 
     // A copy of the value, or an empty one.

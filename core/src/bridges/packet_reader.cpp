@@ -5,6 +5,10 @@
 namespace qv {
 
 unsigned char packet_reader::receive(std::vector<unsigned char>* payload) {
+    static constexpr throw_site here{
+        "unsigned char __cdecl packet_reader::receive(class std::vector<unsigned char,class std::allocator<unsigned "
+        "char> > *)",
+        "core/src/bridges/packet_reader"};
     const std::lock_guard<std::mutex> lock(mutex_);
     unsigned char code = 0;
     stream_.Read(&code, 1);
@@ -12,10 +16,7 @@ unsigned char packet_reader::receive(std::vector<unsigned char>* payload) {
     if (payload != nullptr)
         read_block(stream_, length, *payload);
     else if (length != 0)
-        throw_error("Unexpectable packet data",
-                    "unsigned char __cdecl packet_reader::receive(class std::vector<unsigned char,class "
-                    "std::allocator<unsigned char> > *)",
-                    "core/src/bridges/packet_reader", 23);
+        throw_error("Unexpectable packet data", {here, 23});
     return code;
 }
 

@@ -55,37 +55,33 @@ std::vector<std::wstring> split(const std::wstring& text, wchar_t separator) {
 
 template <>
 unsigned short convert<unsigned short, unsigned long>(unsigned long value) {
-    if (value > std::numeric_limits<unsigned short>::max())
-        qv::throw_error(
-            "Too large value",
-            "unsigned short __cdecl quorvex::common::convert<unsigned short,unsigned long>(const unsigned long)",
-            source, __LINE__);
+    static constexpr qv::throw_site here{
+        "unsigned short __cdecl quorvex::common::convert<unsigned short,unsigned long>(const unsigned long)", source};
+    if (value > std::numeric_limits<unsigned short>::max()) qv::throw_error("Too large value", here);
     return static_cast<unsigned short>(value);
 }
 
 template <>
 unsigned short parse_integer<unsigned short>(const std::wstring& text, int base) {
+    static constexpr qv::throw_site here{
+        "unsigned short __cdecl quorvex::common::parse_integer<unsigned short>(const class "
+        "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > &,const int)",
+        source};
     const wchar_t* end = nullptr;
     const unsigned long value = to_unsigned_long(text.c_str(), end, base);
-    if (end != text.c_str() + text.size())
-        qv::throw_error("Failed to parse value",
-                        "unsigned short __cdecl quorvex::common::parse_integer<unsigned short>(const class "
-                        "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > "
-                        "&,const int)",
-                        source, __LINE__, qv::errtag_source_w{text});
+    if (end != text.c_str() + text.size()) qv::throw_error("Failed to parse value", here, qv::errtag_source_w{text});
     return convert<unsigned short, unsigned long>(value);
 }
 
 template <>
 qv::version3<unsigned short> parse_version3<unsigned short, 3, 3>(const std::wstring& text) {
-    constexpr const char* function =
+    static constexpr qv::throw_site here{
         "struct qv::version3<unsigned short> __cdecl quorvex::common::parse_version3<unsigned short,0x03,0x03>(const "
-        "class std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > &)";
+        "class std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > &)",
+        source};
     const auto parts = split(text, L'.');
-    if (parts.size() < 3)
-        qv::throw_error("Too less version components", function, source, __LINE__, qv::errtag_source_w{text});
-    if (parts.size() > 3)
-        qv::throw_error("Too many version components", function, source, __LINE__, qv::errtag_source_w{text});
+    if (parts.size() < 3) qv::throw_error("Too less version components", here, qv::errtag_source_w{text});
+    if (parts.size() > 3) qv::throw_error("Too many version components", here, qv::errtag_source_w{text});
     const auto build = parse_integer<unsigned short>(parts[2], 10);
     const auto minor = parse_integer<unsigned short>(parts[1], 10);
     const auto major = parse_integer<unsigned short>(parts[0], 10);

@@ -10,10 +10,6 @@
 namespace quorvex::common::os {
 namespace {
 
-constexpr const char* source = "sharedCommon/Native/Shared/include/quorvex/common/os/console_ctrl_hld";
-constexpr const char* constructor_signature =
-    "__cdecl quorvex::common::os::console_ctrl_hld::console_ctrl_hld(class std::function<bool __cdecl(unsigned int)>)";
-
 // The system's handler has no context argument, hence the process-wide place. The mutex is held during a call.
 std::mutex current_mutex;
 bool exists = false;
@@ -31,12 +27,14 @@ BOOL WINAPI handle_control(DWORD control_type) noexcept {
 }  // namespace
 
 console_ctrl_hld::console_ctrl_hld(callable handler) {
+    static constexpr qv::throw_site here{
+        "__cdecl quorvex::common::os::console_ctrl_hld::console_ctrl_hld(class std::function<bool __cdecl(unsigned "
+        "int)>)",
+        "sharedCommon/Native/Shared/include/quorvex/common/os/console_ctrl_hld"};
     const std::lock_guard<std::mutex> lock(current_mutex);
-    if (exists)
-        qv::throw_error("Only one instance of the console ctrl holder is allowed", constructor_signature, source,
-                        __LINE__);
+    if (exists) qv::throw_error("Only one instance of the console ctrl holder is allowed", here);
     if (!SetConsoleCtrlHandler(handle_control, TRUE))
-        qv::throw_win32_error("Can't add control handler", GetLastError(), constructor_signature, source, __LINE__);
+        qv::throw_win32_error("Can't add control handler", GetLastError(), here);
     exists = true;
     current = std::move(handler);
 }

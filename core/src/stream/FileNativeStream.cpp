@@ -15,10 +15,10 @@ bool FileNativeStream::IsOpen() const noexcept {
 }
 
 void FileNativeStream::Seek(SeekOrigin origin, std::int64_t offset) {
-    static constexpr detail::seek_site site = {
-        "void __cdecl FileNativeStream::Seek(const enum SeekOrigin,const __int64)", detail::file_native_stream_source,
-        __LINE__, __LINE__, __LINE__};
-    position_ = detail::seek_position(origin, offset, position_, GetSize(), site);
+    static constexpr throw_site here{"void __cdecl FileNativeStream::Seek(const enum SeekOrigin,const __int64)",
+                                     detail::file_native_stream_source};
+    static constexpr detail::seek_faults faults{here, here, here};
+    position_ = detail::seek_position(origin, offset, position_, GetSize(), faults);
 }
 
 void FileNativeStream::require_open(const char* function, unsigned line) const {

@@ -6,6 +6,8 @@
 namespace qv {
 
 std::uint64_t IReadCoreStream::ReadPacked() {
+    static constexpr throw_site here{"unsigned __int64 __cdecl IReadCoreStream::ReadPacked(void)",
+                                     "core/src/stream/IReadCoreStream"};
     const auto get = [this]() -> std::uint64_t {
         unsigned char byte = 0;
         Read(&byte, 1);
@@ -19,8 +21,7 @@ std::uint64_t IReadCoreStream::ReadPacked() {
         for (int i = 0; i < 3; ++i) value = (value << 8) | get();
         return value;
     }
-    throw_error("Invalid counter encoding", "unsigned __int64 __cdecl IReadCoreStream::ReadPacked(void)",
-                "core/src/stream/IReadCoreStream", 115);
+    throw_error("Invalid counter encoding", {here, 115});
 }
 
 std::uint32_t IReadCoreStream::ReadPacked32() {

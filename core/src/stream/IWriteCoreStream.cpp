@@ -6,6 +6,8 @@
 namespace qv {
 
 void IWriteCoreStream::WritePacked(const std::uint64_t& value) {
+    static constexpr throw_site here{"void __cdecl IWriteCoreStream::WritePacked(const unsigned __int64 &)",
+                                     "core/src/stream/IWriteCoreStream"};
     const auto put = [this](std::uint64_t byte) {
         const auto narrow = static_cast<unsigned char>(byte);
         Write(&narrow, 1);
@@ -15,9 +17,7 @@ void IWriteCoreStream::WritePacked(const std::uint64_t& value) {
         put(0x80 | (value >> 8));
         return put(value & 0xFF);
     }
-    if (value > 0x1FFFFFFF)
-        throw_error("Too large value", "void __cdecl IWriteCoreStream::WritePacked(const unsigned __int64 &)",
-                    "core/src/stream/IWriteCoreStream", 104);
+    if (value > 0x1FFFFFFF) throw_error("Too large value", {here, 104});
     put(0xC0 | (value >> 24));
     put((value >> 16) & 0xFF);
     put((value >> 8) & 0xFF);

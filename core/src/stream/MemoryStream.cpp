@@ -20,17 +20,17 @@ void MemoryStream::Write(const void* source_bytes, std::uint64_t size) {
 }
 
 void MemoryStream::Read(void* destination, std::uint64_t size) {
+    static constexpr throw_site here{"void __cdecl MemoryStream::Read(void *,const unsigned __int64)", source};
     if (size == 0) return;
-    if (size > bytes_.size() - position_)
-        throw_error(no_data_message, "void __cdecl MemoryStream::Read(void *,const unsigned __int64)", source, 72);
+    if (size > bytes_.size() - position_) throw_error(no_data_message, {here, 72});
     std::memcpy(destination, bytes_.data() + position_, static_cast<std::size_t>(size));
     position_ += size;
 }
 
 void MemoryStream::Seek(SeekOrigin origin, std::int64_t offset) {
-    static constexpr detail::seek_site site = {"void __cdecl MemoryStream::Seek(const enum SeekOrigin,const __int64)",
-                                               source, 40, 44, 46};
-    position_ = detail::seek_position(origin, offset, position_, bytes_.size(), site);
+    static constexpr throw_site here{"void __cdecl MemoryStream::Seek(const enum SeekOrigin,const __int64)", source};
+    static constexpr detail::seek_faults faults{{here, 40}, {here, 44}, {here, 46}};
+    position_ = detail::seek_position(origin, offset, position_, bytes_.size(), faults);
 }
 
 }  // namespace qv

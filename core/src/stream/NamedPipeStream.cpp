@@ -10,15 +10,14 @@ namespace qv {
 namespace {
 
 constexpr const char* source_name = "core/src/Stream/NamedPipeStream";
-constexpr const char* create_function =
+constexpr throw_site create_site{
     "void __cdecl NamedPipeStream::Create(const class std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class "
     "std::allocator<wchar_t> > &,const enum file_access,const bool,const unsigned int,const unsigned int,const "
     "unsigned "
-    "int,const unsigned int,struct _SECURITY_ATTRIBUTES *)";
-constexpr const char* connect_function = "bool __cdecl NamedPipeStream::Connect(const unsigned int)";
-constexpr const char* wait_function = "bool __cdecl NamedPipeStream::WaitForDataToRead(const unsigned int)";
-constexpr const char* flush_function = "void __cdecl NamedPipeStream::Flush(void)";
-constexpr const char* disconnect_function = "void __cdecl NamedPipeStream::Disconnect(void)";
+    "int,const unsigned int,struct _SECURITY_ATTRIBUTES *)",
+    source_name};
+constexpr throw_site connect_site{"bool __cdecl NamedPipeStream::Connect(const unsigned int)", source_name};
+constexpr throw_site wait_site{"bool __cdecl NamedPipeStream::WaitForDataToRead(const unsigned int)", source_name};
 
 constexpr const char* pipe_closed = "Pipe is closed";
 constexpr const char* pipe_has_been_closed = "Pipe has been closed";
@@ -38,7 +37,7 @@ constexpr DWORD idle_pause_ms = 10;
 
 handle_hld create_manual_event() {
     handle_hld event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    if (!event) throw_win32_error(create_failed, GetLastError(), create_function, source_name, __LINE__);
+    if (!event) throw_win32_error(create_failed, GetLastError(), create_site);
     return event;
 }
 
@@ -55,7 +54,7 @@ HANDLE open_client_end(const std::wstring& path, file_access access, SECURITY_AT
 // What tells reading from writing.
 struct NamedPipeStream::direction {
     BOOL (*start)(HANDLE pipe, void* bytes, DWORD count, OVERLAPPED* operation);
-    const char* function;
+    throw_site site;
     const char* event_closed;
     const char* failed;
     const char* nothing_transferred;
@@ -64,7 +63,7 @@ struct NamedPipeStream::direction {
 void NamedPipeStream::Create(const std::wstring& name, file_access access, bool server_end,
                              std::uint32_t maximum_instances, std::uint32_t output_buffer, std::uint32_t input_buffer,
                              std::uint32_t time_out, SECURITY_ATTRIBUTES* security) {
-    if (pipe_) throw_error("Can't open pipe twice", create_function, source_name, __LINE__);
+    if (pipe_) throw_error("Can't open pipe twice", create_site);
     const std::wstring path = L"\\\\.\\pipe\\" + name;
     connect_event_ = create_manual_event();
     read_event_ = create_manual_event();
@@ -73,21 +72,21 @@ void NamedPipeStream::Create(const std::wstring& name, file_access access, bool 
         server_end ? CreateNamedPipeW(path.c_str(), static_cast<DWORD>(access) | FILE_FLAG_OVERLAPPED, PIPE_TYPE_BYTE,
                                       maximum_instances, output_buffer, input_buffer, time_out, security)
                    : open_client_end(path, access, security)));
-    if (!pipe_) throw_win32_error(create_failed, GetLastError(), create_function, source_name, __LINE__);
+    if (!pipe_) throw_win32_error(create_failed, GetLastError(), create_site);
     server_end_ = server_end;
     ExpectData();
 }
 
-void NamedPipeStream::RequireServerEnd(const char* function) const {
-    if (!pipe_) throw_error(pipe_closed, function, source_name, __LINE__);
-    if (!server_end_) throw_error("Server side call", function, source_name, __LINE__);
+void NamedPipeStream::RequireServerEnd(const throw_location& where) const {
+    if (!pipe_) throw_error(pipe_closed, where);
+    if (!server_end_) throw_error("Server side call", where);
 }
 
 bool NamedPipeStream::Connect(std::uint32_t timeout) {
-    RequireServerEnd(connect_function);
+    RequireServerEnd(connect_site);
     const DWORD start = GetTickCount();
     do {
-        if (ConnectStep(connect_function)) {
+        if (ConnectStep()) {
             grace_.renew();
             ExpectData();
             return true;
@@ -96,14 +95,14 @@ bool NamedPipeStream::Connect(std::uint32_t timeout) {
     return false;
 }
 
-bool NamedPipeStream::ConnectStep(const char* function) {
+bool NamedPipeStream::ConnectStep() {
     ResetEvent(connect_event_.get());
     OVERLAPPED operation{};
     operation.hEvent = connect_event_.get();
     if (ConnectNamedPipe(pipe_.get(), &operation)) return true;
     const DWORD error = GetLastError();
     if (error == ERROR_PIPE_CONNECTED) return true;
-    if (error != ERROR_IO_PENDING) throw_win32_error(connect_failed, error, function, source_name, __LINE__);
+    if (error != ERROR_IO_PENDING) throw_win32_error(connect_failed, error, connect_site);
 
     if (WaitForSingleObject(connect_event_.get(), connect_step_ms) == WAIT_OBJECT_0) return true;
     CancelIo(pipe_.get());
@@ -111,7 +110,7 @@ bool NamedPipeStream::ConnectStep(const char* function) {
     // A client may have come before the cancellation.
     if (GetOverlappedResult(pipe_.get(), &operation, &transferred, TRUE)) return true;
     const DWORD outcome = GetLastError();
-    if (outcome != ERROR_OPERATION_ABORTED) throw_win32_error(wait_failed, outcome, function, source_name, __LINE__);
+    if (outcome != ERROR_OPERATION_ABORTED) throw_win32_error(wait_failed, outcome, connect_site);
     return false;
 }
 
@@ -121,7 +120,7 @@ void NamedPipeStream::ExpectData() noexcept {
 }
 
 bool NamedPipeStream::WaitForDataToRead(std::uint32_t timeout) {
-    if (!pipe_) throw_error(pipe_has_been_closed, wait_function, source_name, __LINE__);
+    if (!pipe_) throw_error(pipe_has_been_closed, wait_site);
     const DWORD start = GetTickCount();
     for (;;) {
         if (HasData()) {
@@ -144,7 +143,7 @@ bool NamedPipeStream::WaitForDataToRead(std::uint32_t timeout) {
 bool NamedPipeStream::HasData() const {
     DWORD available = 0;
     if (!PeekNamedPipe(pipe_.get(), nullptr, 0, nullptr, &available, nullptr))
-        throw_win32_error("Failed to check data for reading", GetLastError(), wait_function, source_name, __LINE__);
+        throw_win32_error("Failed to check data for reading", GetLastError(), wait_site);
     return available != 0;
 }
 
@@ -153,7 +152,7 @@ void NamedPipeStream::Read(void* destination, std::uint64_t count) {
         [](HANDLE pipe, void* bytes, DWORD size, OVERLAPPED* operation) -> BOOL {
             return ReadFile(pipe, bytes, size, nullptr, operation);
         },
-        "void __cdecl NamedPipeStream::Read(void *,const unsigned __int64)",
+        {"void __cdecl NamedPipeStream::Read(void *,const unsigned __int64)", source_name},
         "Read pipe event has been closed",
         "Can't read data",
         "No data to read",
@@ -166,7 +165,7 @@ void NamedPipeStream::Write(const void* source, std::uint64_t count) {
         [](HANDLE pipe, void* bytes, DWORD size, OVERLAPPED* operation) -> BOOL {
             return WriteFile(pipe, bytes, size, nullptr, operation);
         },
-        "void __cdecl NamedPipeStream::Write(const void *,const unsigned __int64)",
+        {"void __cdecl NamedPipeStream::Write(const void *,const unsigned __int64)", source_name},
         "Write pipe event has been closed",
         "Can't write data",
         "Zero length data has been written",
@@ -176,19 +175,18 @@ void NamedPipeStream::Write(const void* source, std::uint64_t count) {
 }
 
 void NamedPipeStream::Transfer(const direction& way, HANDLE event, void* bytes, std::uint64_t count) {
-    if (!pipe_) throw_error(pipe_has_been_closed, way.function, source_name, __LINE__);
-    if (event == nullptr) throw_error(way.event_closed, way.function, source_name, __LINE__);
+    if (!pipe_) throw_error(pipe_has_been_closed, way.site);
+    if (event == nullptr) throw_error(way.event_closed, way.site);
     auto* next = static_cast<unsigned char*>(bytes);
     stop_grace::transfer transfer(grace_);
     while (count != 0) {
         const auto part = static_cast<std::uint32_t>(std::min(count, largest_transfer));
         const std::uint32_t transferred = TransferOnce(way, event, next, part, transfer);
-        if (transferred == 0) throw_error(way.nothing_transferred, way.function, source_name, __LINE__);
+        if (transferred == 0) throw_error(way.nothing_transferred, way.site);
         next += transferred;
         count -= transferred;
         // A peer that is never short of data must not hold up a stop either.
-        if (count != 0 && transfer.is_over())
-            throw_win32_error(wait_failed, ERROR_OPERATION_ABORTED, way.function, source_name, __LINE__);
+        if (count != 0 && transfer.is_over()) throw_win32_error(wait_failed, ERROR_OPERATION_ABORTED, way.site);
     }
 }
 
@@ -200,17 +198,18 @@ std::uint32_t NamedPipeStream::TransferOnce(const direction& way, HANDLE event, 
     operation.hEvent = event;
     if (!way.start(pipe_.get(), bytes, count, &operation)) {
         const DWORD error = GetLastError();
-        if (error != ERROR_IO_PENDING) throw_win32_error(way.failed, error, way.function, source_name, __LINE__);
+        if (error != ERROR_IO_PENDING) throw_win32_error(way.failed, error, way.site);
         if (!transfer.wait(event)) CancelIo(pipe_.get());
     }
     DWORD transferred = 0;
     if (!GetOverlappedResult(pipe_.get(), &operation, &transferred, TRUE))
-        throw_win32_error(wait_failed, GetLastError(), way.function, source_name, __LINE__);
+        throw_win32_error(wait_failed, GetLastError(), way.site);
     return transferred;
 }
 
 void NamedPipeStream::Flush() {
-    if (!pipe_) throw_error(pipe_closed, flush_function, source_name, __LINE__);
+    static constexpr throw_site here{"void __cdecl NamedPipeStream::Flush(void)", source_name};
+    if (!pipe_) throw_error(pipe_closed, here);
     if (grace_.next_wait() == 0) return;
     DWORD error = ERROR_SUCCESS;
     {
@@ -218,14 +217,13 @@ void NamedPipeStream::Flush() {
         if (grace_.stop_event() != nullptr) canceller.emplace(grace_.stop_event(), grace_.next_wait());
         if (!FlushFileBuffers(pipe_.get())) error = GetLastError();
     }
-    if (error != ERROR_SUCCESS)
-        throw_win32_error("Can't flush named pipe", error, flush_function, source_name, __LINE__);
+    if (error != ERROR_SUCCESS) throw_win32_error("Can't flush named pipe", error, here);
 }
 
 void NamedPipeStream::Disconnect() {
-    RequireServerEnd(disconnect_function);
-    if (!DisconnectNamedPipe(pipe_.get()))
-        throw_win32_error(connect_failed, GetLastError(), disconnect_function, source_name, __LINE__);
+    static constexpr throw_site here{"void __cdecl NamedPipeStream::Disconnect(void)", source_name};
+    RequireServerEnd(here);
+    if (!DisconnectNamedPipe(pipe_.get())) throw_win32_error(connect_failed, GetLastError(), here);
 }
 
 void NamedPipeStream::Close() noexcept {

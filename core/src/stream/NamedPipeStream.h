@@ -2,7 +2,7 @@
 //
 // All waiting is done by overlapped I/O. One thread uses one stream; a read and a write may be outstanding together, as
 // each has its own event. Failures are qv::exception and qv::win32_error_exception. A peer that has gone shows as a
-// failed or empty transfer.
+// failed or empty transfer; every operation on a closed stream fails.
 #pragma once
 
 #include <string>
@@ -10,6 +10,7 @@
 #include "common/holders.h"
 #include "core/src/stream/CoreStreams.h"
 #include "core/src/stream/stop_grace.h"
+#include "qv/diagnostics/exception.h"
 
 namespace qv {
 
@@ -30,34 +31,30 @@ public:
     NamedPipeStream& operator=(const NamedPipeStream&) = delete;
 
     // Opens "\\.\pipe\" + `name`: a new instance as its server end, or the client end of a waiting instance, for which
-    // the four settings mean nothing. Throws "Can't open pipe twice" and "Can't create pipe".
+    // the four settings mean nothing. A stream opens one pipe, until it is closed.
     void Create(const std::wstring& name, file_access access, bool server_end, std::uint32_t maximum_instances,
                 std::uint32_t output_buffer, std::uint32_t input_buffer, std::uint32_t time_out,
                 SECURITY_ATTRIBUTES* security);
 
     // Waits for a client in steps of 100 ms, at least one, until `timeout` milliseconds have passed; answers whether
-    // one is connected. Throws "Pipe is closed", "Server side call" (for a client end), "Can't connect named pipe" and
-    // "Failed to wait operation to be completed".
+    // one is connected. Only the server end may call.
     bool Connect(std::uint32_t timeout);
 
     // Answers whether a byte can be read, waiting up to `timeout` milliseconds for one. Answers at once while the
-    // conversation is busy, and with a delay of up to 10 ms after a wait in which nothing came. Throws "Pipe has been
-    // closed" and "Failed to check data for reading".
+    // conversation is busy, and with a delay of up to 10 ms after a wait in which nothing came.
     bool WaitForDataToRead(std::uint32_t timeout);
 
-    // Transfer exactly `count` bytes, at most 16,384 at once. Throw "Pipe has been closed", "Read pipe event has been
-    // closed", "Can't read data", "No data to read" ("Write pipe event has been closed", "Can't write data", "Zero
-    // length data has been written"), and "Failed to wait operation to be completed", with ERROR_OPERATION_ABORTED
-    // where the time after the stop was over.
+    // Transfer exactly `count` bytes, at most 16,384 at once. Fail with ERROR_OPERATION_ABORTED where the time after
+    // the stop was over.
     void Read(void* destination, std::uint64_t count) override;
     void Write(const void* source, std::uint64_t count) override;
 
-    // Waits until the client has read everything; with ERROR_OPERATION_ABORTED where the time after the stop was over,
-    // and not at all where it had been over before. Throws "Pipe is closed" and "Can't flush named pipe".
+    // Waits until the client has read everything; fails with ERROR_OPERATION_ABORTED where the time after the stop was
+    // over, and does not wait at all where it had been over before.
     void Flush();
 
-    // Ends the client's connection: what it has not read is lost, and Connect may take the next one. Throws "Pipe is
-    // closed", "Server side call" and "Can't connect named pipe".
+    // Ends the client's connection: what it has not read is lost, and Connect may take the next one. Only the server
+    // end may call.
     void Disconnect();
 
     void Close() noexcept;
@@ -68,10 +65,10 @@ private:
     void Transfer(const direction& way, HANDLE event, void* bytes, std::uint64_t count);
     std::uint32_t TransferOnce(const direction& way, HANDLE event, void* bytes, std::uint32_t count,
                                stop_grace::transfer& transfer);
-    bool ConnectStep(const char* function);
+    bool ConnectStep();
     void ExpectData() noexcept;
     bool HasData() const;
-    void RequireServerEnd(const char* function) const;
+    void RequireServerEnd(const throw_location& where) const;
 
     stop_grace grace_;
     bool server_end_ = false;

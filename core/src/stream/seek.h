@@ -1,21 +1,20 @@
-// The seek rule that both memory streams share.
+// The seek rule that all streams with a position share.
 #pragma once
 
 #include "core/src/stream/ISeekStream.h"
+#include "qv/diagnostics/exception.h"
 
 namespace qv::detail {
 
-// Whose failure it is: the signature, the source and the lines of the three checks.
-struct seek_site {
-    const char* function;
-    const char* source;
-    unsigned unknown_origin_line;
-    unsigned negative_offset_line;
-    unsigned too_large_offset_line;
+// Where each of the three checks fails.
+struct seek_faults {
+    throw_location unknown_origin;
+    throw_location negative_offset;
+    throw_location too_large_offset;
 };
 
-// The new position; throws "Unknown origin", "Negative offset" or "Too large offset".
+// The new position; throws qv::exception.
 std::uint64_t seek_position(SeekOrigin origin, std::int64_t offset, std::uint64_t position, std::uint64_t size,
-                            const seek_site& site);
+                            const seek_faults& faults);
 
 }  // namespace qv::detail

@@ -8,9 +8,9 @@ namespace {
 constexpr DWORD retry_ms = 10;
 
 [[noreturn]] void fail(DWORD code) {
-    throw_win32_error("Can't watch stop event", code,
-                      "__cdecl synchronous_io_canceller::synchronous_io_canceller(void *)",
-                      "core/src/stream/synchronous_io_canceller", __LINE__);
+    static constexpr throw_site here{"__cdecl synchronous_io_canceller::synchronous_io_canceller(void *,unsigned long)",
+                                     "core/src/stream/synchronous_io_canceller"};
+    throw_win32_error("Can't watch stop event", code, here);
 }
 
 // The code of a refusal is read before the next call of the system.

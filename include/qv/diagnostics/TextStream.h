@@ -1,6 +1,7 @@
 // Formats log records: 8-bit text, keys and values, onto a byte sink.
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -44,22 +45,15 @@ public:
     TextStream& end_line();
 
     // Numbers are formatted into a buffer of the widest value's size. Formatting that fails, or a width beyond that
-    // size, throws "Failed to log ...", the source being core/src/stream/BaseTextStream.
+    // size, throws qv::exception.
 
-    // Fixed width, upper case, zero padded.
-    TextStream& Hex(unsigned char value);
-    TextStream& Hex(unsigned short value);
-    TextStream& Hex(unsigned int value);
-    TextStream& Hex(unsigned long value);
-    TextStream& Hex(unsigned long long value);
+    // Fixed width, upper case, zero padded. Of the unsigned types, from char to long long.
+    template <std::unsigned_integral Integer>
+    TextStream& Hex(Integer value);
 
-    // Decimal, padded with blanks on the left to the width.
-    TextStream& Dec(int value, int width = 0);
-    TextStream& Dec(unsigned char value, int width = 0);
-    TextStream& Dec(unsigned short value, int width = 0);
-    TextStream& Dec(unsigned int value, int width = 0);
-    TextStream& Dec(unsigned long value, int width = 0);
-    TextStream& Dec(unsigned long long value, int width = 0);
+    // Decimal, padded with blanks on the left to the width. Of int and of the same types.
+    template <std::integral Integer>
+    TextStream& Dec(Integer value, int width = 0);
 
     // "{7d3be11c-9bd2-4ca7-a626-1c82b93935a9}"
     TextStream& guid(const GUID& value);

@@ -64,6 +64,9 @@ struct throw_location {
 
     constexpr throw_location(const throw_site& site, source_location here = source_location::current()) noexcept
         : function(site.function), source(site.source), line(here.line()) {}
+    // For the failures that are known by a line of their own.
+    constexpr throw_location(const throw_site& site, unsigned known_line) noexcept
+        : function(site.function), source(site.source), line(known_line) {}
     // The names are the compiler's own.
     constexpr throw_location(source_location here = source_location::current()) noexcept
         : function(here.function_name()), source(here.file_name()), line(here.line()) {}

@@ -14,8 +14,7 @@ class console_ctrl_hld {
 public:
     using callable = std::function<bool(std::uint32_t control_type)>;
 
-    // Throws qv::exception "Only one instance of the console ctrl holder is allowed" and qv::win32_error_exception
-    // "Can't add control handler".
+    // Throws qv::exception where there is a holder already, and qv::win32_error_exception.
     explicit console_ctrl_hld(callable handler);
     ~console_ctrl_hld();
     console_ctrl_hld(const console_ctrl_hld&) = delete;
