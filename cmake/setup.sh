@@ -24,16 +24,50 @@ is_installed() {
   dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'ok installed'
 }
 
+# Passes the output of a long step on to its log and, on a terminal, shows how far it is and what it is at: the steps that
+# a build counts itself, and the packages that apt unpacks and then sets up.
+log_and_show() {
+  local line what done=0 all=0
+  if [ ! -t 1 ]; then
+    cat >>"$1"
+    return
+  fi
+  while IFS= read -r line; do
+    printf '%s\n' "$line" >&3
+    if [[ $line =~ ^\[([0-9]+)/([0-9]+)[^]]*\]\ (.*) ]]; then
+      done=${BASH_REMATCH[1]} all=${BASH_REMATCH[2]} what=${BASH_REMATCH[3]#Building * object }
+      what=${what/CMakeFiles\/*.dir\//}
+    elif [[ $line =~ ,\ ([0-9]+)\ newly\ installed ]]; then
+      all=$((2 * BASH_REMATCH[1]))
+    elif [[ $line =~ ^(Unpacking|Setting\ up)\ [^\ ]+ ]]; then
+      done=$((done + 1)) what=${BASH_REMATCH[0]}
+    else
+      continue
+    fi
+    show_state "$done of $all  ${what-}"
+  done 3>>"$1"
+  show_state
+}
+
+# Replaces what the last line of a terminal says; nothing elsewhere.
+show_state() {
+  [ -t 1 ] || return 0
+  local width=$(($(tput cols 2>/dev/null || echo 80) - 6)) text=${1-}
+  printf '\r\033[K'
+  [ -z "$text" ] || printf '    %s' "${text:0:width}"
+}
+
 install_packages() {
   local missing=() package
   for package in "$@"; do is_installed "$package" || missing+=("$package"); done
   [ ${#missing[@]} -gt 0 ] || return 0
   step "Installing ${missing[*]}"
   mkdir -p "$deps"
+  : >"$deps/apt.log"
   {
     as_root apt-get update &&
       as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}"
-  } >"$deps/apt.log" 2>&1 || { tail -20 "$deps/apt.log" >&2; die "apt-get failed; the whole output is in build/deps/apt.log"; }
+  } 2>&1 | log_and_show "$deps/apt.log" || { tail -20 "$deps/apt.log" >&2; die "apt-get failed; the whole output is in build/deps/apt.log"; }
 }
 
 # Fetches the source package without touching the machine's own source list: the same suites, asked for sources.
@@ -64,7 +98,7 @@ build_boost_for_windows() {
       -DBOOST_INCLUDE_LIBRARIES="$boost_libraries" -DBUILD_SHARED_LIBS=OFF \
       -DBOOST_IOSTREAMS_ENABLE_BZIP2=OFF -DBOOST_IOSTREAMS_ENABLE_ZSTD=OFF -DBOOST_IOSTREAMS_ENABLE_LZMA=OFF &&
       cmake --build "$deps/boost-build" && cmake --install "$deps/boost-build"
-  } >>"$deps/boost.log" 2>&1 || { tail -20 "$deps/boost.log" >&2; die "Boost did not build; see build/deps/boost.log"; }
+  } 2>&1 | log_and_show "$deps/boost.log" || { tail -20 "$deps/boost.log" >&2; die "Boost did not build; see build/deps/boost.log"; }
   rm -rf "$deps/boost" "$deps/boost-build" "$deps/apt"
   echo "$boost $boost_libraries" >"$mark"
 }
@@ -72,20 +106,6 @@ build_boost_for_windows() {
 set_up() {
   install_packages "${packages_common[@]}" "${packages_test[@]}"
   build_boost_for_windows
-}
-
-# Passes a build's output on to its log and, on a terminal, shows how far it is.
-log_and_show() {
-  local line
-  if [ ! -t 1 ]; then
-    cat >"$1"
-    return
-  fi
-  while IFS= read -r line; do
-    printf '%s\n' "$line" >&3
-    [[ $line =~ ^\[([0-9]+)/([0-9]+) ]] && printf '\r    %s of %s' "${BASH_REMATCH[1]}" "${BASH_REMATCH[2]}"
-  done 3>"$1"
-  printf '\r\033[K'
 }
 
 # build PRESET [TARGET ...]
@@ -97,6 +117,7 @@ build() {
     (cd "$root" && cmake --preset "$preset") >"$log" 2>&1 || { tail -20 "$log" >&2; die "cannot configure $preset; see build/$preset.log"; }
   fi
   step "Building ($preset)"
+  : >"$log"
   (cd "$root" && cmake --build --preset "$preset" "${targets[@]}") 2>&1 | log_and_show "$log" ||
     { grep -E 'error|FAILED|warning' "$log" | head -30 >&2; die "the build failed; see build/$preset.log"; }
 }

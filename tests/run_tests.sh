@@ -23,6 +23,7 @@ run_test_program() {
   if [ "$status" != 0 ] && [ "${f:-0}" = 0 ]; then f=1; fi
   if [ "$status" = 0 ] && [ "${p:-0}" = 0 ] && [ "${s:-0}" = 0 ]; then f=1; fi
   passed=$((passed + ${p:-0})) failed=$((failed + ${f:-0})) skipped=$((skipped + ${s:-0}))
+  show_state
   printf '  %-10s %-36s %4d passed' "$1" "$name" "${p:-0}"
   [ "${f:-0}" = 0 ] || printf ', %d failed' "$f"
   [ "${s:-0}" = 0 ] || printf ', %d skipped' "$s"
@@ -32,15 +33,19 @@ run_test_program() {
 }
 
 run_test_programs() {
-  local program
+  local program number=0 all
   step "Testing ($1)"
   # Wine is prepared before the first program, so that its start is nobody's time.
   if [ "$1" = windows ]; then
     run_windows cmd.exe /c exit
     register_classic_reader
   fi
+  all=$(grep -c . "$root/build/$1/tests.txt")
   while read -r program; do
-    [ -z "$program" ] || run_test_program "$1" "$program"
+    [ -n "$program" ] || continue
+    number=$((number + 1))
+    show_state "$number of $all  $(basename "$program")"
+    run_test_program "$1" "$program"
   done <"$root/build/$1/tests.txt"
 }
 
