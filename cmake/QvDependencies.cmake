@@ -12,6 +12,7 @@ else()
   find_package(Boost 1.81 REQUIRED COMPONENTS ${qv_boost_components})
 endif()
 find_package(Threads REQUIRED)
+find_package(ZLIB REQUIRED)
 
 if(QV_BUILD_TESTS)
   if(EXISTS /usr/src/googletest/CMakeLists.txt)

@@ -32,13 +32,25 @@ run_test_program() {
   if [ "${f:-0}" != 0 ]; then sed 's/^/    | /' "$output" | tail -60; fi
 }
 
+# The HTTP server that tests of symbol stores ask: a folder, and three ports that it chooses.
+start_http_server() {
+  local folder=$root/build/http tries
+  rm -rf "$folder" && mkdir -p "$folder"
+  python3 "$root/tests/http_store/server.py" "$folder" >"$folder/log" 2>&1 </dev/null &
+  http_server=$!
+  for tries in {1..100}; do [ ! -f "$folder/ports" ] || break; sleep 0.1; done
+  [ -f "$folder/ports" ] || die "the HTTP server of the tests does not start; see build/http/log"
+  export QV_HTTP_FOLDER=Z:$folder
+}
+
 run_test_programs() {
-  local program number=0 all
+  local program number=0 all http_server=
   step "Testing ($1)"
   # Wine is prepared before the first program, so that its start is nobody's time.
   if [ "$1" = windows ]; then
     run_windows cmd.exe /c exit
     register_classic_reader
+    start_http_server
   fi
   all=$(grep -c . "$root/build/$1/tests.txt")
   while read -r program; do
@@ -47,6 +59,7 @@ run_test_programs() {
     show_state "$number of $all  $(basename "$program")"
     run_test_program "$1" "$program"
   done <"$root/build/$1/tests.txt"
+  [ -z "$http_server" ] || kill "$http_server" || true
 }
 
 check() {

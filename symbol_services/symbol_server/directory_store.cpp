@@ -20,14 +20,6 @@ void trace(const request& wanted, const wchar_t* what, const fs::path& path) {
     if (wanted.trace) wanted.trace(to_wide(path) + L" - " + what);
 }
 
-// The directory that groups files in a two-tier store. Trailing dots and blanks go, as they do when Win32 makes such a
-// directory; a name that starts with nothing else would lead out of the store.
-std::wstring group_of(const std::wstring& name) {
-    auto group = name.substr(0, 2);
-    while (!group.empty() && (group.back() == L'.' || group.back() == L' ')) group.pop_back();
-    return is_plain_component(group) ? group : std::wstring();
-}
-
 fs::path find_by_pointer(const request& wanted, const fs::path& pointer) {
     auto target = read_pointer_file(pointer);
     if (target.empty())
@@ -84,7 +76,7 @@ find_result directory_store::find(const request& wanted) const {
     return {status::absent, {}};
 }
 
-std::optional<fs::path> directory_store::add(const request& wanted, const fs::path& source) const {
+std::optional<fs::path> directory_store::make_place(const request& wanted) const {
     const auto directory = directory_of(wanted.key);
     if (directory.empty()) return std::nullopt;
     const auto target = directory / to_path(wanted.key.name());
@@ -96,13 +88,20 @@ std::optional<fs::path> directory_store::add(const request& wanted, const fs::pa
     const bool is_new = !anything_exists(root_);
     boost::system::error_code error;
     fs::create_directories(text::to_system_path(directory), error);
-    if (error || !copy_atomically(source, target)) {
+    if (error) {
         trace(wanted, L"could not be copied here", target);
         return std::nullopt;
     }
     if (is_new) os_file::create(root_ / "pingme.txt");
-    trace(wanted, L"copied here", target);
     return target;
+}
+
+std::optional<fs::path> directory_store::add(const request& wanted, const fs::path& source) const {
+    const auto target = make_place(wanted);
+    if (!target || *target == source) return target;
+    const bool copied = copy_atomically(source, *target);
+    trace(wanted, copied ? L"copied here" : L"could not be copied here", *target);
+    return copied ? target : std::nullopt;
 }
 
 }  // namespace qv::symbol_store

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "symbol_services/symbol_server/loaded_library_test_support.h"
 #include "symbol_services/symbol_server/options.h"
 #include "tests/support/files/test_files.h"
 
@@ -20,17 +21,6 @@ GUID id = {0x0a1b2c3d, 0x4e5f, 0x6071, {0x82, 0x93, 0xa4, 0xb5, 0xc6, 0xd7, 0xe8
 const std::wstring id_index = L"0A1B2C3D4E5F60718293A4B5C6D7E8F9FFFFFFFF";
 constexpr DWORD age = 0xFFFFFFFF;
 constexpr wchar_t canary = L'\x2620';
-
-template <class Function>
-Function* exported(const char* name) {
-    wchar_t program[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, program, MAX_PATH);
-    static const auto library =
-        LoadLibraryW((fs::path(program).parent_path().parent_path() / "bin" / "SymSrv.dll").c_str());
-    return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library, name)));
-}
-
-#define QV_EXPORTED(name) exported<decltype(name)>(#name)
 
 class SymSrv : public ::testing::Test {
 protected:

@@ -28,6 +28,12 @@ std::wstring format_index(std::uint32_t id, std::uint32_t size, std::uint32_t th
     return format_number("%08X", id) + format_number("%x", size) + format_third(third);
 }
 
+std::wstring group_of(const std::wstring& name) {
+    auto group = name.substr(0, 2);
+    while (!group.empty() && (group.back() == L'.' || group.back() == L' ')) group.pop_back();
+    return is_plain_component(group) ? group : std::wstring();
+}
+
 std::optional<file_key> file_key::make(std::wstring name, std::wstring index) {
     if (!is_plain_component(name) || !is_plain_component(index)) return std::nullopt;
     return file_key(std::move(name), std::move(index));

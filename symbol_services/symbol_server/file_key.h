@@ -18,6 +18,10 @@ namespace qv::symbol_store {
 std::wstring format_index(const GUID& id, std::uint32_t age, std::uint32_t third);
 std::wstring format_index(std::uint32_t id, std::uint32_t size, std::uint32_t third);
 
+// The directory that groups files in a two-tier store: the first two letters of the name. Trailing dots and blanks go,
+// as they do when Win32 makes such a directory; empty where nothing else is left, which would lead out of the store.
+std::wstring group_of(const std::wstring& name);
+
 // Both parts are plain components (path_rules.h), so a path made from them stays inside its store.
 class file_key {
 public:

@@ -85,7 +85,7 @@ TEST_F(Lookup, LeftmostElementAnswers) {
     const auto before = fs::current_path();
     fs::current_path(root_.path());
     EXPECT_EQ(find(L"b").path, fs::current_path() / inside("b")) << "answered as an absolute path";
-    EXPECT_EQ(find(at("a") + L";srv*https://host/x*\\\\.\\pipe\\x*" + at("b") + L";" + at("c")).path, file_in("b"));
+    EXPECT_EQ(find(at("a") + L";srv*ftp://host/x*\\\\.\\pipe\\x*" + at("b") + L";" + at("c")).path, file_in("b"));
     EXPECT_EQ(count_beside(root_.path() / "b"), 3u) << "no copies into other places";
     fs::current_path(before);
 }

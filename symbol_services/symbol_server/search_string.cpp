@@ -30,15 +30,18 @@ bool is_this_library(std::wstring_view library) {
 tier make_tier(std::wstring_view location, std::wstring_view default_store) {
     if (location.empty()) return {tier::kind::directory, default_store};
     auto type = tier::kind::directory;
-    if (location.find(L"://") != std::wstring_view::npos)
-        type = tier::kind::remote;
-    else if (is_device_path(location) || location.find(L'\0') != std::wstring_view::npos)
+    if (starts_with_ignoring_case(location, L"http://") || starts_with_ignoring_case(location, L"https://"))
+        type = tier::kind::http;
+    else if (is_device_path(location) || location.find(L"://") != std::wstring_view::npos ||
+             location.find(L'\0') != std::wstring_view::npos)
         type = tier::kind::unsupported;
     return {type, location};
 }
 
-std::vector<tier> make_tiers(std::wstring_view text, std::wstring_view default_store) {
+std::vector<tier> make_tiers(std::wstring_view text, std::wstring_view default_store, bool has_cache) {
     std::vector<tier> tiers;
+    if (make_tier(text, default_store).type == tier::kind::http && !has_cache)
+        tiers.push_back(make_tier({}, default_store));
     for (const auto location : split(text, L'*')) tiers.push_back(make_tier(location, default_store));
     return tiers;
 }
@@ -54,9 +57,10 @@ std::wstring_view take_library(std::wstring_view& text) {
 }  // namespace
 
 std::vector<element> parse_search_string(std::wstring_view text, std::wstring_view default_store) {
-    if (text.empty()) return {{make_tiers(text, default_store), false}};
+    if (text.empty()) return {{make_tiers(text, default_store, false), false}};
 
     std::vector<element> elements;
+    bool has_cache = false;
     for (auto part : split(text, L';')) {
         if (part.empty()) continue;
         const bool is_cache = take_prefix(part, L"cache*");
@@ -65,7 +69,8 @@ std::vector<element> parse_search_string(std::wstring_view text, std::wstring_vi
         } else if (!is_cache) {
             take_prefix(part, L"srv*");
         }
-        elements.push_back({make_tiers(part, default_store), is_cache});
+        elements.push_back({make_tiers(part, default_store, has_cache), is_cache});
+        has_cache = has_cache || is_cache;
     }
     return elements;
 }

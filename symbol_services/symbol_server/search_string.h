@@ -10,6 +10,9 @@
 // Elements are joined by ";" and empty ones are ignored. An empty tier, as in "srv*" or "srv**store", is the default
 // store, and so is a search string that is empty altogether. An element "symsrv*other.dll*..." belongs to another
 // library and is left out.
+//
+// An element that begins with an HTTP store has the default store before it, unless a "cache*" element stands on its
+// left: what is downloaded needs a place.
 #pragma once
 
 #include <string>
@@ -21,8 +24,8 @@ namespace qv::symbol_store {
 struct tier {
     enum class kind {
         directory,
-        remote,       // "http://...", "https://..." or another scheme
-        unsupported,  // a device, or a text that no path can be made from
+        http,         // "http://...", "https://..."
+        unsupported,  // another scheme, a device, or a text that no path can be made from
     };
     kind type;
     std::wstring_view location;

@@ -8,12 +8,16 @@
 #include <vector>
 
 #include "qv/text/path.h"
+#include "symbol_services/symbol_server/cabinet.h"
 #include "symbol_services/symbol_server/code_page.h"
 #include "symbol_services/symbol_server/lookup.h"
 #include "symbol_services/symbol_server/path_rules.h"
+#include "symbol_services/symbol_server/winhttp_transport.h"
 
 namespace qv::symbol_store::service {
 namespace {
+
+constexpr std::chrono::seconds longest_search{300};
 
 using callback_function = BOOL(CALLBACK*)(UINT_PTR action, ULONG64 data, ULONG64 context);
 
@@ -61,23 +65,49 @@ std::wstring default_store(const option_values& options) {
     return options.default_store().empty() ? library_directory() + L"\\sym" : options.default_store();
 }
 
+struct caller {
+    callback_function function;
+    std::uint64_t context;
+    bool is_wide;
+};
+
+// None where no callback is set.
+std::optional<caller> caller_of(const option_values& options) {
+    const bool is_wide = options.is_on(option::wide_callback);
+    const auto function = options.value(is_wide ? option::wide_callback : option::callback).value_or(0);
+    if (function == 0) return std::nullopt;
+    return caller{as_pointer<callback_function>(function), options.value(option::callback_context).value_or(0),
+                  is_wide};
+}
+
+// A caller writes a value other than zero where it wants no more.
+std::function<bool()> make_cancelled(const option_values& options) {
+    const auto whom = caller_of(options);
+    if (!whom) return {};
+    return [=] {
+        ULONG64 cancelled = 0;
+        return whom->function(SSRVACTION_QUERYCANCEL, reinterpret_cast<ULONG64>(&cancelled), whom->context) &&
+               cancelled != 0;
+    };
+}
+
 std::function<void(const std::wstring&)> make_trace(const option_values& options) {
-    if (!options.is_on(option::trace)) return {};
-    const auto context = options.value(option::callback_context).value_or(0);
-    if (options.is_on(option::wide_callback)) {
-        const auto function = as_pointer<callback_function>(*options.value(option::wide_callback));
-        return [=](const std::wstring& line) {
-            function(SSRVACTION_TRACE, reinterpret_cast<ULONG64>(line.c_str()), context);
-        };
-    }
-    if (options.is_on(option::callback)) {
-        const auto function = as_pointer<callback_function>(*options.value(option::callback));
-        return [=](const std::wstring& line) {
-            const auto narrow = to_readable_code_page(line);
-            function(SSRVACTION_TRACE, reinterpret_cast<ULONG64>(narrow.c_str()), context);
-        };
-    }
-    return {};
+    const auto whom = caller_of(options);
+    if (!whom || !options.is_on(option::trace)) return {};
+    return [=](const std::wstring& line) {
+        const auto narrow = whom->is_wide ? std::string() : to_readable_code_page(line);
+        const auto text =
+            whom->is_wide ? reinterpret_cast<ULONG64>(line.c_str()) : reinterpret_cast<ULONG64>(narrow.c_str());
+        whom->function(SSRVACTION_TRACE, text, whom->context);
+    };
+}
+
+// Stays when the process ends: nobody can say which thread still searches then.
+http_stores& shared_http_stores() {
+    static auto* const stores =
+        new http_stores(winhttp_transport(), &expand_cabinet,
+                        {.pause = [](std::chrono::milliseconds time) { Sleep(static_cast<DWORD>(time.count())); }});
+    return *stores;
 }
 
 DWORD to_error(lookup_status status) {
@@ -85,6 +115,7 @@ DWORD to_error(lookup_status status) {
         case lookup_status::unreachable: return ERROR_PATH_NOT_FOUND;
         case lookup_status::absent: return ERROR_FILE_NOT_FOUND;
         case lookup_status::too_long: return ERROR_INSUFFICIENT_BUFFER;
+        case lookup_status::cancelled: return ERROR_CANCELLED;
         case lookup_status::found: break;
     }
     return ERROR_SUCCESS;
@@ -94,7 +125,8 @@ DWORD test_stores(const std::wstring& search_string, bool (store::*test)() const
     const auto empty_tier = default_store(current_options());
     for (const auto& element : parse_search_string(search_string, empty_tier))
         for (const auto& tier : element.tiers)
-            if (const auto place = open_store(tier); place && ((*place).*test)()) return ERROR_SUCCESS;
+            if (const auto place = open_store(tier, &shared_http_stores()); place && ((*place).*test)())
+                return ERROR_SUCCESS;
     return ERROR_PATH_NOT_FOUND;
 }
 
@@ -151,10 +183,12 @@ outcome<std::wstring> find(const std::wstring& search_string, const std::wstring
     if (!key) return {ERROR_INVALID_PARAMETER, {}};
 
     const auto options = current_options();
-    const request wanted = {std::move(*key), longest, make_trace(options)};
+    const request wanted = {std::move(*key), longest, make_trace(options), make_cancelled(options),
+                            std::chrono::steady_clock::now() + longest_search};
     const auto copying = options.is_on(option::no_copy) ? copy_policy::never : copy_policy::into_caches;
     const auto empty_tier = default_store(options);
-    const auto result = find_file(parse_search_string(search_string, empty_tier), wanted, copying);
+    const auto result =
+        find_file(parse_search_string(search_string, empty_tier), wanted, copying, &shared_http_stores());
     return {to_error(result.status), text::to_wide(result.path)};
 }
 

@@ -41,6 +41,7 @@ outcome<std::wstring> make_index(const void* id, DWORD second, DWORD third);
 //     ERROR_FILE_NOT_FOUND         no store has the file
 //     ERROR_PATH_NOT_FOUND         no store of the search string is there
 //     ERROR_INSUFFICIENT_BUFFER    the file's path is longer
+//     ERROR_CANCELLED              the callback wanted no more
 outcome<std::wstring> find(const std::wstring& search_string, const std::wstring& name, const std::wstring& index,
                            std::size_t longest);
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <boost/filesystem/path.hpp>
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <optional>
@@ -20,6 +21,12 @@ struct request {
 
     // Told in one line each what was looked at and why it was passed over; may be empty.
     std::function<void(const std::wstring& line)> trace;
+
+    // Asked several times a second, on the thread of the search, by what may take long; may be empty.
+    std::function<bool()> cancelled = {};
+
+    // When hosts are not waited for any longer.
+    std::chrono::steady_clock::time_point end = std::chrono::steady_clock::time_point::max();
 };
 
 struct find_result {
@@ -27,6 +34,7 @@ struct find_result {
         found,
         absent,       // the store answers and has no such file
         unreachable,  // the store itself is not there
+        cancelled,
     };
     status outcome;
     boost::filesystem::path path;  // of a complete local file; empty unless found
