@@ -1,12 +1,25 @@
 #include "pdb_server/src/command_processor.h"
 
-#include "pdb_server/src/module_commands.h"
-#include "pdb_server/src/receive_send_command.h"
+#include <bit>
+#include <string>
+#include <utility>
+
+#include "core/src/bridges/bridge_protocol.h"
+#include "core/src/stream/MemoryBlockStream.h"
+#include "core/src/stream/MemoryStream.h"
+#include "qv/diagnostics/error_text.h"
+#include "qv/diagnostics/exception.h"
+#include "qv/diagnostics/log.h"
+#include "qv/text/path.h"
+#include "qv/text/utf.h"
 
 namespace qv::profiler::pdb_server {
 namespace {
 
-constexpr const char* source = command_processor_source;
+using words = std::vector<std::uint32_t>;
+using bytes = std::vector<unsigned char>;
+
+constexpr const char* source = "pdb_server/src/command_processor";
 
 // Far beyond any list that a client means.
 constexpr std::size_t most_search_paths = 1u << 20;
@@ -14,8 +27,247 @@ constexpr std::size_t most_search_paths = 1u << 20;
 // Bytes that a connection keeps for its next packet; a greater buffer goes back when its command is over.
 constexpr std::size_t kept_payload = 1u << 20;
 
-void dispatch(unsigned char code, const std::vector<unsigned char>& payload, packet_writer* writer,
-              pdb_processor& processor, bool& quit) {
+// Readers of logs know some failures by their lines, which stay wherever the code goes.
+constexpr throw_location at_line(unsigned line, throw_location where) noexcept {
+    where.line = line;
+    return where;
+}
+
+// All of the payload must have been parsed.
+void check_payload_end(const ISeekStream& stream, const bytes& payload, const throw_location& where) {
+    if (stream.GetPosition() != payload.size()) throw_error("Not all data were read", where);
+}
+
+// --- The shape that all module commands share: parse the arguments, run the query, send the answer.
+
+// An empty text would mean success, so a failure without words is given some.
+std::string current_error_text() {
+    const exception_description description = describe_current_exception();
+    std::string text = description.text.empty() ? unknown_error_text : description.text;
+    if (description.continuation) text += "\r\n\t'" + *description.continuation + "'";
+    return text;
+}
+
+// Runs a query; whatever it throws becomes the error text of the answer and a warning in the log. Empty on success.
+std::string execute_guarded(const std::function<void()>& query) {
+    try {
+        query();
+        return {};
+    } catch (...) {
+        log::write_warning();
+        return current_error_text();
+    }
+}
+
+// Only the query itself may fail and still be answered. A payload that is malformed, or a result that cannot be
+// written, leaves as an exception with nothing sent.
+template <pdb_bridge_answer Answer, class arg_type, class res_type>
+void receive_send_command(const char* context, const bytes& payload, packet_writer* writer,
+                          const std::function<void(IReadCoreStream*, arg_type&)>& read_argument,
+                          const std::function<void(const arg_type&, res_type&)>& execute,
+                          const std::function<void(const res_type&, IWriteCoreStream*)>& write_result) {
+    static constexpr throw_site here{
+        "void __cdecl qv::profiler::pdb_server::`anonymous-namespace'::receive_send_command(const class "
+        "std::vector<unsigned char,class std::allocator<unsigned char> > &,class packet_writer *)",
+        source};
+    const log::scope scope(log::component::CoreBridge, context);
+    MemoryBlockStream request(payload);
+    const std::uint64_t request_id = request.ReadPacked();
+    log::write_received(log::component::CoreBridge, context, request_id);
+    arg_type argument{};
+    read_argument(&request, argument);
+    check_payload_end(request, payload, at_line(41, here));
+
+    res_type result{};
+    const std::string error = execute_guarded([&] { execute(argument, result); });
+    if (error.empty()) log::write_executed(log::component::CoreBridge, context, request_id);
+
+    MemoryStream answer;
+    answer.WritePacked(request_id);
+    answer.WriteText(error);
+    if (error.empty()) write_result(result, &answer);
+    writer->send(static_cast<unsigned char>(Answer), answer.bytes().size(), answer.bytes().data());
+}
+
+// --- The module commands.
+
+struct empty_record {};
+
+struct module_argument {
+    std::uint32_t mid = 0;
+};
+
+struct method_argument {
+    std::uint32_t mid = 0;
+    std::uint32_t token = 0;
+};
+
+struct load_argument {
+    std::wstring path;
+    GUID mvid{};
+};
+
+struct document_argument {
+    std::uint32_t mid = 0;
+    std::uint32_t did = 0;
+};
+
+struct document_result {
+    std::string url;  // in UTF-8, as it is sent
+    GUID checksum_algorithm{};
+    bytes checksum;
+};
+
+void read_module(IReadCoreStream* stream, module_argument& argument) {
+    argument.mid = stream->ReadPacked32();
+}
+
+void read_method(IReadCoreStream* stream, method_argument& argument) {
+    argument.mid = stream->ReadPacked32();
+    argument.token = token_from_wire(stream->ReadPacked32());
+}
+
+// Values travel as 4 little-endian bytes each, in one block.
+void write_words(IWriteCoreStream* stream, const words& values) {
+    static_assert(std::endian::native == std::endian::little);
+    stream->Write(values.data(), std::uint64_t{values.size()} * sizeof(std::uint32_t));
+}
+
+void write_bytes(IWriteCoreStream* stream, const bytes& values) {
+    stream->WritePacked(values.size());
+    stream->Write(values.data(), values.size());
+}
+
+void write_nothing(const empty_record&, IWriteCoreStream*) {}
+
+void cmd_load_module(const bytes& payload, packet_writer* writer, pdb_processor& processor) {
+    receive_send_command<pdb_bridge_answer::load_module, load_argument, std::uint32_t>(
+        "CP::CmdLoadModule", payload, writer,
+        [](IReadCoreStream* stream, load_argument& argument) {
+            argument.path = stream->ReadString();
+            argument.mvid = stream->ReadGuid();
+        },
+        [&](const load_argument& argument, std::uint32_t& mid) {
+            mid = processor.load_module(text::to_path(argument.path), argument.mvid);
+        },
+        [](const std::uint32_t& mid, IWriteCoreStream* stream) { stream->WritePacked(mid); });
+}
+
+void cmd_unload_module(const bytes& payload, packet_writer* writer, pdb_processor& processor) {
+    receive_send_command<pdb_bridge_answer::unload_module, module_argument, empty_record>(
+        "CP::CmdUnloadModule", payload, writer, read_module,
+        [&](const module_argument& argument, empty_record&) { processor.unload_module(argument.mid); }, write_nothing);
+}
+
+void cmd_get_method_offsets(const bytes& payload, packet_writer* writer, pdb_processor& processor) {
+    receive_send_command<pdb_bridge_answer::get_method_offsets, method_argument, words>(
+        "CP::CmdGetMethodOffsets", payload, writer, read_method,
+        [&](const method_argument& argument, words& offsets) {
+            processor.get_method_offsets(argument.mid, argument.token, offsets);
+        },
+        [](const words& offsets, IWriteCoreStream* stream) {
+            stream->WritePacked(offsets.size());
+            write_words(stream, offsets);
+        });
+}
+
+void cmd_get_method_ranges(const bytes& payload, packet_writer* writer, pdb_processor& processor) {
+    receive_send_command<pdb_bridge_answer::get_method_ranges, method_argument, method_ranges>(
+        "CP::CmdGetMethodRanges", payload, writer, read_method,
+        [&](const method_argument& argument, method_ranges& r) {
+            processor.get_method_ranges(argument.mid, argument.token, r[0], r[1], r[2], r[3], r[4]);
+        },
+        write_method_ranges);
+}
+
+void cmd_get_source_server_data(const bytes& payload, packet_writer* writer, pdb_processor& processor) {
+    receive_send_command<pdb_bridge_answer::get_source_server_data, module_argument, bytes>(
+        "CP::CmdGetModuleSourceServerdata", payload, writer, read_module,
+        [&](const module_argument& argument, bytes& data) { processor.get_source_server_data(argument.mid, data); },
+        [](const bytes& data, IWriteCoreStream* stream) { write_bytes(stream, data); });
+}
+
+void cmd_get_document(const bytes& payload, packet_writer* writer, pdb_processor& processor) {
+    receive_send_command<pdb_bridge_answer::get_document, document_argument, document_result>(
+        "CP::CmdGetDocument", payload, writer,
+        [](IReadCoreStream* stream, document_argument& argument) {
+            argument.mid = stream->ReadPacked32();
+            argument.did = stream->ReadPacked32();
+        },
+        [&](const document_argument& argument, document_result& result) {
+            std::wstring url;
+            processor.get_document(argument.mid, argument.did, url, result.checksum_algorithm, result.checksum);
+            // A URL that has no UTF-8 form is a failure of the query: there is nothing else wrong with the
+            // conversation.
+            result.url = text::to_utf8(url);
+        },
+        [](const document_result& result, IWriteCoreStream* stream) {
+            stream->WriteText(result.url);
+            // The algorithm says nothing without a checksum, so it travels only together with one.
+            stream->WritePacked(result.checksum.size());
+            if (result.checksum.empty()) return;
+            stream->WriteGuid(result.checksum_algorithm);
+            stream->Write(result.checksum.data(), result.checksum.size());
+        });
+}
+
+void cmd_quit(const bytes& payload, packet_writer* writer, bool& quit) {
+    receive_send_command<pdb_bridge_answer::quit, empty_record, empty_record>(
+        "CP::CmdQuit", payload, writer, [](IReadCoreStream*, empty_record&) {},
+        [&](const empty_record&, empty_record&) { quit = true; }, write_nothing);
+}
+
+// --- The handshake.
+
+// First packet of a conversation: both sides must name the same protocol version. A client of another version is told
+// so before the exception leaves.
+void cmd_check_version(packet_reader* reader, packet_writer* writer) {
+    static constexpr throw_site here{
+        "void __cdecl qv::profiler::pdb_server::`anonymous-namespace'::cmd_check_version(class packet_reader *,class "
+        "packet_writer *)",
+        source};
+    bytes payload;
+    if (reader->receive(&payload) != packet_version) throw_error("Unknown version answer", at_line(341, here));
+    MemoryBlockStream stream(payload);
+    const GUID version = stream.ReadGuid();
+    // The wording belongs to another command; clients and log readers know it as it stands.
+    if (stream.GetPosition() != payload.size()) throw_error("Not all unload module data were read", at_line(347, here));
+    if (!(version == protocol_version)) {
+        writer->send(packet_version, 0, nullptr);
+        throw_error("Unexpect PDB server version", at_line(353, here));
+    }
+    writer->send(packet_version_accepted, 0, nullptr);
+}
+
+// Second packet: search policy and search paths.
+void cmd_init(packet_reader* reader, packet_writer* writer, pdb_processor& processor) {
+    static constexpr throw_site here{
+        "void __cdecl qv::profiler::pdb_server::`anonymous-namespace'::cmd_init(class packet_reader *,class "
+        "packet_writer *,class qv::profiler::pdb_server::pdb_processor &)",
+        source};
+    bytes payload;
+    if (reader->receive(&payload) != packet_options) throw_error("Unexpected options command", here);
+    MemoryBlockStream stream(payload);
+    std::uint8_t policy = 0;
+    stream.Read(&policy, sizeof policy);
+    std::vector<std::wstring> paths;
+    // Every string takes at least one byte, so the payload bounds the list whatever the count says; but an empty one
+    // takes many times that in memory.
+    for (std::uint32_t left = stream.ReadPacked32(); left != 0; --left) {
+        if (paths.size() == most_search_paths) throw_error("Too many search paths", here);
+        paths.push_back(stream.ReadString());
+    }
+    check_payload_end(stream, payload, here);
+    processor.init(policy, paths);
+    writer->send(packet_options, 0, nullptr);
+}
+
+constexpr throw_site process_commands_site{
+    "void __cdecl qv::profiler::pdb_server::process_commands(const class std::function<bool __cdecl(void)> &,const "
+    "class std::function<bool __cdecl(int)> &,class packet_reader *,class packet_writer *)",
+    source};
+
+void dispatch(unsigned char code, const bytes& payload, packet_writer* writer, pdb_processor& processor, bool& quit) {
     switch (static_cast<pdb_bridge_answer>(code)) {
         case pdb_bridge_answer::load_module: return cmd_load_module(payload, writer, processor);
         case pdb_bridge_answer::unload_module: return cmd_unload_module(payload, writer, processor);
@@ -25,52 +277,20 @@ void dispatch(unsigned char code, const std::vector<unsigned char>& payload, pac
         case pdb_bridge_answer::get_document: return cmd_get_document(payload, writer, processor);
         case pdb_bridge_answer::quit: return cmd_quit(payload, writer, quit);
     }
-    throw_error("Unknown command",
-                "void __cdecl qv::profiler::pdb_server::process_commands(const class std::function<bool __cdecl(void)> "
-                "&,const class std::function<bool __cdecl(int)> &,class packet_reader *,class packet_writer *)",
-                source, 417);
+    throw_error("Unknown command", at_line(417, process_commands_site));
 }
 
 }  // namespace
 
-void cmd_check_version(packet_reader* reader, packet_writer* writer) {
-    static constexpr const char* function =
-        "void __cdecl qv::profiler::pdb_server::`anonymous-namespace'::cmd_check_version(class packet_reader *,class "
-        "packet_writer *)";
-    std::vector<unsigned char> payload;
-    if (reader->receive(&payload) != packet_version) throw_error("Unknown version answer", function, source, 341);
-    MemoryBlockStream stream(payload);
-    const GUID version = stream.ReadGuid();
-    // The wording belongs to another command; clients and log readers know it as it stands.
-    if (stream.GetPosition() != payload.size())
-        throw_error("Not all unload module data were read", function, source, 347);
-    if (!(version == protocol_version)) {
-        writer->send(packet_version, 0, nullptr);
-        throw_error("Unexpect PDB server version", function, source, 353);
-    }
-    writer->send(packet_version_accepted, 0, nullptr);
-}
-
-void cmd_init(packet_reader* reader, packet_writer* writer, pdb_processor& processor) {
-    static constexpr const char* function =
-        "void __cdecl qv::profiler::pdb_server::`anonymous-namespace'::cmd_init(class packet_reader *,class "
-        "packet_writer *,class qv::profiler::pdb_server::pdb_processor &)";
-    std::vector<unsigned char> payload;
-    if (reader->receive(&payload) != packet_options)
-        throw_error("Unexpected options command", function, source, __LINE__);
-    MemoryBlockStream stream(payload);
-    std::uint8_t policy = 0;
-    stream.Read(&policy, sizeof policy);
-    std::vector<std::wstring> paths;
-    // Every string takes at least one byte, so the payload bounds the list whatever the count says; but an empty one
-    // takes many times that in memory.
-    for (std::uint32_t left = stream.ReadPacked32(); left != 0; --left) {
-        if (paths.size() == most_search_paths) throw_error("Too many search paths", function, source, __LINE__);
-        paths.push_back(stream.ReadString());
-    }
-    check_payload_end(stream, payload, function, __LINE__);
-    processor.init(policy, paths);
-    writer->send(packet_options, 0, nullptr);
+void write_method_ranges(const method_ranges& ranges, IWriteCoreStream* stream) {
+    static constexpr throw_site here{
+        "void __cdecl qv::profiler::pdb_server::`anonymous-namespace'::write_result(const struct "
+        "qv::profiler::pdb_server::cmd_get_method_ranges::res_type &,class IWriteCoreStream *)",
+        source};
+    for (const words& vector : ranges)
+        if (vector.size() != ranges[0].size()) throw_error("Inconsistent rage information sizes", here);
+    stream->WritePacked(ranges[0].size());
+    for (const words& vector : ranges) write_words(stream, vector);
 }
 
 void process_commands(const std::function<bool()>& stop, const std::function<bool(int)>& wait, packet_reader* reader,
@@ -82,13 +302,13 @@ void process_commands(const std::function<bool()>& stop, const std::function<boo
     cmd_check_version(reader, writer);
     pdb_processor processor(services, stop);
     cmd_init(reader, writer, processor);
-    std::vector<unsigned char> payload;
+    bytes payload;
     bool quit = false;
     while (!quit && !stop()) {
         if (!wait(wait_milliseconds)) continue;
         const unsigned char code = reader->receive(&payload);
         dispatch(code, payload, writer, processor, quit);
-        if (payload.capacity() > kept_payload) std::vector<unsigned char>().swap(payload);
+        if (payload.capacity() > kept_payload) bytes().swap(payload);
     }
     processor.terminate();
 }

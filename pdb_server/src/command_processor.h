@@ -1,7 +1,10 @@
 // The whole conversation with one client: version check, options, module commands until quit.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <functional>
+#include <vector>
 
 #include "core/src/bridges/packet_reader.h"
 #include "core/src/bridges/packet_writer.h"
@@ -19,11 +22,11 @@ namespace qv::profiler::pdb_server {
 void process_commands(const std::function<bool()>& stop, const std::function<bool(int)>& wait, packet_reader* reader,
                       packet_writer* writer, const platform_services& services = system_services());
 
-// First packet of a conversation: both sides must name the same protocol version. A client of another version is told
-// so before the exception leaves.
-void cmd_check_version(packet_reader* reader, packet_writer* writer);
+// Document ids, start lines, start columns, end lines and end columns of a method's points.
+using method_ranges = std::array<std::vector<std::uint32_t>, 5>;
 
-// Second packet: search policy and search paths.
-void cmd_init(packet_reader* reader, packet_writer* writer, pdb_processor& processor);
+// Writes them as an answer carries them: the count and then each vector in one block. When their sizes differ nothing
+// is written and this throws.
+void write_method_ranges(const method_ranges& ranges, IWriteCoreStream* stream);
 
 }  // namespace qv::profiler::pdb_server

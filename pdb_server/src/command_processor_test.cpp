@@ -10,7 +10,6 @@
 #include "core/src/stream/MemoryBlockStream.h"
 #include "core/src/stream/MemoryStream.h"
 #include "diagnostics/exception_test_support.h"
-#include "pdb_server/src/module_commands.h"
 #include "tests/support/builders/pe_builder.h"
 #include "tests/support/builders/portable_pdb_builder.h"
 #include "tests/support/conversations/conversations.h"

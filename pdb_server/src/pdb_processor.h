@@ -66,7 +66,7 @@ private:
         static const char* const insert_or_throw_signature;
     };
 
-    std::shared_ptr<module_data> find_module(unsigned int mid, const char* function) const;
+    std::shared_ptr<module_data> find_module(unsigned int mid, const throw_location& where) const;
     bool resolve_relative(const boost::filesystem::path& path, const GUID& mvid, boost::filesystem::path& resolved,
                           portable_executable::image_data& image) const;
     std::shared_ptr<module_data> load_symbols(const boost::filesystem::path& path, const GUID& mvid,

@@ -15,12 +15,13 @@ namespace qv::profiler::pdb_server {
 namespace {
 
 constexpr const char* source = "pdb_server/src/pdb_processor";
-constexpr const char* add_search_path_signature =
-    "void __cdecl qv::profiler::pdb_server::pdb_processor::add_search_path_from_environment(const wchar_t *)";
-constexpr const char* init_signature =
+constexpr throw_site add_search_path_site{
+    "void __cdecl qv::profiler::pdb_server::pdb_processor::add_search_path_from_environment(const wchar_t *)", source};
+constexpr throw_site init_site{
     "void __cdecl qv::profiler::pdb_server::pdb_processor::init(unsigned char,const class std::vector<class "
     "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> >,class std::allocator<"
-    "class std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > > > &)";
+    "class std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > > > &)",
+    source};
 constexpr const char* init_tag = "PP::Init";
 constexpr const char* environment_tag = "PP::AddSearchPathFromEnvironment";
 
@@ -51,7 +52,7 @@ void log_search_options(std::uint8_t policy, const search_path_list& paths, cons
     if (!logger.enabled(log::component::PdbGt)) return;
     logger.record([&](log::TextStream& out) { out.text(init_tag).key("policy").text(policy_letters(policy).c_str()); });
     for (const auto& path : paths) {
-        throw_if_stopping(stop, init_signature, source, __LINE__);
+        throw_if_stopping(stop, init_site);
         logger.record(
             [&](log::TextStream& out) { out.text(init_tag).key(log::key::path).quoted(text::to_wide(path)); });
     }
@@ -110,7 +111,7 @@ void pdb_processor::add_search_path_from_environment(const wchar_t* name) {
     }
     if (hresult != 0)
         throw_hresult_error("Failed to get environment variable", static_cast<std::int32_t>(hresult),
-                            add_search_path_signature, source, __LINE__, errtag_environment_name_w{name});
+                            add_search_path_site, errtag_environment_name_w{name});
     const std::vector<std::wstring> elements = split_search_path(value);
     log_environment(name, elements);
     search_path_list added;

@@ -16,11 +16,11 @@
 namespace qv::profiler::pdb_server {
 namespace {
 
-constexpr const char* source = "pdb_server/src/pdb_processor";
 constexpr const char* tag = "PP::LoadModule";
-constexpr const char* signature =
+constexpr throw_site load_module_site{
     "unsigned int __cdecl qv::profiler::pdb_server::pdb_processor::load_module(const class boost::filesystem::path "
-    "&,const struct _GUID &)";
+    "&,const struct _GUID &)",
+    "pdb_server/src/pdb_processor"};
 
 template <class Body>
 void log_load(Body&& body) {
@@ -70,12 +70,11 @@ unsigned int pdb_processor::load_module(const boost::filesystem::path& path, con
                 return 0;
             }
         } else if (!image_has_mvid(path, mvid, image)) {
-            throw_error("Invalid MVID for the absolute module path is detected", signature, source, __LINE__,
+            throw_error("Invalid MVID for the absolute module path is detected", load_module_site,
                         errtag_file_w{text::to_wide(path)});
         }
         if (!resolved.is_absolute())
-            throw_error("The module path isn't absolute", signature, source, __LINE__,
-                        errtag_file_w{text::to_wide(resolved)});
+            throw_error("The module path isn't absolute", load_module_site, errtag_file_w{text::to_wide(resolved)});
         log_name(mvid, resolved);
         data = load_symbols(resolved, mvid, image);
         if (!data) {
@@ -92,7 +91,7 @@ unsigned int pdb_processor::load_module(const boost::filesystem::path& path, con
 bool pdb_processor::resolve_relative(const boost::filesystem::path& path, const GUID& mvid,
                                      boost::filesystem::path& resolved, portable_executable::image_data& image) const {
     for (const boost::filesystem::path& element : search_paths_) {
-        throw_if_stopping(stop_, signature, source, __LINE__);
+        throw_if_stopping(stop_, load_module_site);
         if (is_symbol_server_element(element)) continue;
         resolved = element / path;
         if (image_has_mvid(resolved, mvid, image)) return true;

@@ -91,6 +91,11 @@ std::shared_ptr<module_data> try_load(const GUID& mvid, const codeview_record& r
 
 std::shared_ptr<module_data> try_load_module(const GUID& mvid, const portable_executable::image_data& image,
                                              const candidate_source& candidates) {
+    static constexpr throw_site here{
+        "class std::shared_ptr<struct qv::profiler::pdb_server::module_data> __cdecl "
+        "qv::profiler::pdb_server::try_load_module(const struct _GUID &,const struct "
+        "qv::portable_executable::image_data &,const qv::profiler::pdb_server::candidate_source &)",
+        "pdb_server/src/pdb_processor_ppdb"};
     for (const auto& entry : image.debug_entries) {
         if (entry.Type != portable_executable::debug_type_embedded_portable_pdb || entry.data.empty()) continue;
         auto bytes = portable_executable::unpack_metadata_pdb(entry.data.data(), entry.data.size());
@@ -103,12 +108,7 @@ std::shared_ptr<module_data> try_load_module(const GUID& mvid, const portable_ex
         const auto record = read_codeview(entry);
         // A portable PDB always has the age 1; no file can satisfy a record with another one.
         if (!record || record->age != 1 || record->path.size() > text::longest_path) continue;
-        if (++records > most_records)
-            throw_error("Too many portable PDB records",
-                        "class std::shared_ptr<struct qv::profiler::pdb_server::module_data> __cdecl "
-                        "qv::profiler::pdb_server::try_load_module(const struct _GUID &,const struct "
-                        "qv::portable_executable::image_data &,const qv::profiler::pdb_server::candidate_source &)",
-                        "pdb_server/src/pdb_processor_ppdb", __LINE__);
+        if (++records > most_records) throw_error("Too many portable PDB records", here);
         candidates(record->path, record->guid, [&](const boost::filesystem::path& candidate) {
             found = try_load(mvid, *record, candidate);
             return found != nullptr;

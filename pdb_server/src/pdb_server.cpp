@@ -22,14 +22,13 @@
 namespace qv::profiler::pdb_server {
 namespace {
 
-constexpr const char* function = "int __cdecl wmain(const int,const wchar_t *const [])";
-constexpr const char* source = "pdb_server/src/pdb_server";
+constexpr throw_site here{"int __cdecl wmain(const int,const wchar_t *const [])", "pdb_server/src/pdb_server"};
 
 enum exit_code { exit_ok = 0, exit_failure = 1, exit_bad_command_line = 2 };
 
 handle_hld create_stop_event() {
     handle_hld event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    if (!event) throw_win32_error("Can't create event", GetLastError(), function, source, __LINE__);
+    if (!event) throw_win32_error("Can't create event", GetLastError(), here);
     return event;
 }
 
@@ -104,7 +103,7 @@ int run(const std::vector<std::wstring>& arguments) noexcept {
                    std::string("PDB Server v") + server_version + ", by the PDB Server authors\n");
         options = parse_options(arguments);
         open_log(options);
-        if (options.pipe.empty()) throw_error("Id can't be empty", function, source, __LINE__);
+        if (options.pipe.empty()) throw_error("Id can't be empty", here);
         serve(options);
     } catch (...) {
         report_exception();

@@ -11,9 +11,10 @@ namespace qv::profiler::pdb_server {
 namespace {
 
 constexpr const char* context = "S::RunPipes";
-constexpr const char* function =
+constexpr throw_site run_pipes_site{
     "void __cdecl qv::profiler::pdb_server::run_pipes(const struct qv::profiler::pdb_server::pipe_manager_params "
-    "&,const class std::function<void __cdecl(void)> &)";
+    "&,const class std::function<void __cdecl(void)> &)",
+    "pdb_server/src/pipe_manager"};
 
 constexpr DWORD tick_ms = 100;
 constexpr unsigned report_every_ticks = 3;
@@ -70,8 +71,7 @@ void shut_down(pipe_manager_state& state) noexcept {
 
 pipe_manager_state::pipe_manager_state(const pipe_manager_params& parameters)
     : params(parameters), stop_event(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
-    if (!stop_event)
-        throw_win32_error("Can't create event", GetLastError(), function, "pdb_server/src/pipe_manager", __LINE__);
+    if (!stop_event) throw_win32_error("Can't create event", GetLastError(), run_pipes_site);
 }
 
 bool pipe_manager_state::ask_host() {

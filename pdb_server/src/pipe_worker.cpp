@@ -26,13 +26,9 @@ constexpr unsigned tolerated_connect_failures = 1;
 // The thread's COM apartment, multithreaded.
 class com_apartment {
 public:
-    com_apartment() {
+    explicit com_apartment(const throw_location& where) {
         const HRESULT result = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-        if (FAILED(result))
-            throw_hresult_error(
-                "Can't initialize COM", result,
-                "unsigned int __cdecl qv::profiler::pdb_server::`anonymous-namespace'::do_work_thread(void *)", source,
-                __LINE__);
+        if (FAILED(result)) throw_hresult_error("Can't initialize COM", result, where);
     }
     ~com_apartment() { CoUninitialize(); }
     com_apartment(const com_apartment&) = delete;
@@ -160,10 +156,12 @@ private:
 };
 
 unsigned __stdcall do_work_thread(void* argument) noexcept {
+    static constexpr throw_site here{
+        "unsigned int __cdecl qv::profiler::pdb_server::`anonymous-namespace'::do_work_thread(void *)", source};
     auto& state = *static_cast<pipe_manager_state*>(argument);
     log::write_state(context, log::state::started);
     try {
-        const com_apartment com;
+        const com_apartment com(here);
         worker(state).run();
     } catch (...) {
         state.note_failure();
@@ -179,14 +177,15 @@ unsigned __stdcall do_work_thread(void* argument) noexcept {
 }  // namespace
 
 void run_new_thread(pipe_manager_state& state) {
+    static constexpr throw_site here{
+        "void __cdecl qv::profiler::pdb_server::`anonymous-namespace'::run_new_thread(const struct "
+        "qv::profiler::pdb_server::pipe_manager_params &)",
+        source};
     ++state.unfinished_count;
     const handle_hld thread(std::bit_cast<HANDLE>(_beginthreadex(nullptr, 0, &do_work_thread, &state, 0, nullptr)));
     if (!thread) {
         --state.unfinished_count;
-        throw_error("Can't create thread",
-                    "void __cdecl qv::profiler::pdb_server::`anonymous-namespace'::run_new_thread(const struct "
-                    "qv::profiler::pdb_server::pipe_manager_params &)",
-                    source, __LINE__);
+        throw_error("Can't create thread", here);
     }
     const unsigned long count = ++state.worker_count;
     write_host_record("S::RunNewThread", log::word_of(log::state::ok),

@@ -11,8 +11,8 @@ namespace qv::profiler::pdb_server {
 using stop_check = std::function<bool()>;
 
 // Throws "The server is stopping", as an exception of the calling function, once the server is to end.
-inline void throw_if_stopping(const stop_check& stop, const char* function, const char* source, unsigned line) {
-    if (stop && stop()) throw_error("The server is stopping", function, source, line);
+inline void throw_if_stopping(const stop_check& stop, const throw_location& where) {
+    if (stop && stop()) throw_error("The server is stopping", where);
 }
 
 }  // namespace qv::profiler::pdb_server

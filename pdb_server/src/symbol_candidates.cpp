@@ -111,22 +111,18 @@ std::wstring recorded_file_name(const std::wstring& recorded_path) {
 
 void symbol_candidates::offer(const std::wstring& recorded_path, const GUID& pdb_guid,
                               const candidate_visitor& visit) const {
-    const auto go_on = [&] {
-        throw_if_stopping(
-            stop,
-            "void __cdecl qv::profiler::pdb_server::symbol_candidates::offer(const class std::basic_string"
-            "<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > &,const struct "
-            "_GUID &,const class std::function<bool __cdecl(const class boost::filesystem::path &)> &) "
-            "const",
-            "pdb_server/src/symbol_candidates", __LINE__);
-    };
+    static constexpr throw_site here{
+        "void __cdecl qv::profiler::pdb_server::symbol_candidates::offer(const class std::basic_string<wchar_t,struct "
+        "std::char_traits<wchar_t>,class std::allocator<wchar_t> > &,const struct _GUID &,const class "
+        "std::function<bool __cdecl(const class boost::filesystem::path &)> &) const",
+        "pdb_server/src/symbol_candidates"};
     const std::wstring name = recorded_file_name(recorded_path);
     if (name.empty()) return;
-    go_on();
+    throw_if_stopping(stop, here);
     offering places(*this, name, pdb_guid, visit);
     if (places.recorded_or_beside(text::to_path(recorded_path))) return;
     for (const path& element : elements) {
-        go_on();
+        throw_if_stopping(stop, here);
         if (places.along(element)) return;
     }
 }

@@ -118,9 +118,10 @@ md_modes make_modes(unsigned char heap_sizes, const table_row_counts& counts) no
 }
 
 void unknown_index_size(unsigned char) {
-    throw_error("Unknown index size",
-                "unsigned int __cdecl qv::metadata::detail_metadata::get_index_size(const unsigned char)",
-                "sharedCommon/Native/Shared/include/qv/metadata/declarations", __LINE__);
+    static constexpr throw_site here{
+        "unsigned int __cdecl qv::metadata::detail_metadata::get_index_size(const unsigned char)",
+        "sharedCommon/Native/Shared/include/qv/metadata/declarations"};
+    throw_error("Unknown index size", here);
 }
 
 table_row decode(md_token<idx_HasCustomDebugInformation> token) noexcept {

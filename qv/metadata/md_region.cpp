@@ -1,12 +1,9 @@
 #include "qv/metadata/md_region.h"
 
-#include "qv/diagnostics/exception.h"
 #include "qv/text/utf.h"
 
 namespace qv::metadata::detail_metadata {
 namespace {
-
-constexpr const char* source = "sharedCommon/Native/Shared/include/qv/metadata/metadata";
 
 // A compressed integer: its bits and how many of them are the number, by the form it was written in.
 struct compressed {
@@ -27,22 +24,22 @@ compressed read_compressed(const md_region& region, std::uint32_t& position) {
 }  // namespace
 
 md_region md_region::create_child(std::uint32_t offset, std::uint32_t size) const {
-    if (offset > size_ || size > size_ - offset)
-        throw_error(out_of_region_message,
-                    "class qv::metadata::detail_metadata::md_region __cdecl "
-                    "qv::metadata::detail_metadata::md_region::create_child(const unsigned int,const unsigned int) "
-                    "const",
-                    source, __LINE__);
+    static constexpr throw_site here{
+        "class qv::metadata::detail_metadata::md_region __cdecl "
+        "qv::metadata::detail_metadata::md_region::create_child(const unsigned int,const unsigned int) const",
+        metadata_source};
+    if (offset > size_ || size > size_ - offset) throw_error(out_of_region_message, here);
     return {data_ + offset, size};
 }
 
 const unsigned char* md_region::read_char_utf8(std::uint32_t& position, const unsigned char** next) const {
-    static constexpr const char* function =
+    static constexpr throw_site here{
         "const unsigned char *__cdecl qv::metadata::detail_metadata::md_region::read_char_utf8(unsigned int &,const "
-        "unsigned char **) const";
+        "unsigned char **) const",
+        metadata_source};
     std::uint32_t lead = position;
-    const std::uint32_t length = text::utf8_length(*take(lead, 1, function));
-    const unsigned char* const character = take(position, length, function);
+    const std::uint32_t length = text::utf8_length(*take(lead, 1, here));
+    const unsigned char* const character = take(position, length, here);
     if (next != nullptr) *next = character + length;
     return character;
 }
@@ -68,8 +65,8 @@ std::uint32_t md_region::read_compressed_signed(std::uint32_t& position) const {
     return (number.bits & 1) != 0 ? magnitude | number.sign_extension : magnitude;
 }
 
-void md_region::end_of_region(const char* function) {
-    throw_error(end_of_region_message, function, source, __LINE__);
+void md_region::end_of_region(const throw_location& where) {
+    throw_error(end_of_region_message, where);
 }
 
 }  // namespace qv::metadata::detail_metadata

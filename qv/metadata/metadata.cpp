@@ -5,8 +5,6 @@
 #include <utility>
 #include <vector>
 
-#include "qv/diagnostics/exception.h"
-
 namespace qv::metadata::detail_metadata {
 
 // The records of ECMA-335 II.24.2.1, II.24.2.2 and II.24.2.6 and of the "#Pdb" stream, as they lie in the block.
@@ -52,11 +50,10 @@ static_assert(sizeof(CMiniPdbSchemaBase) == 28 + 4);
 
 namespace {
 
-constexpr const char* source = "sharedCommon/Native/Shared/include/qv/metadata/metadata";
-constexpr const char* constructor_signature =
+constexpr throw_site constructor{
     "__cdecl qv::metadata::detail_metadata::metadata_parser::metadata_parser(const unsigned __int64,const unsigned "
-    "char "
-    "*)";
+    "char *)",
+    metadata_source};
 
 constexpr std::uint32_t metadata_signature = 0x424A5342;
 constexpr std::uint8_t extra_data_flag = 0x40;
@@ -66,14 +63,14 @@ constexpr std::uint64_t round_up_to_4(std::uint64_t value) noexcept {
 }
 
 // A computed position as a position of the region; one that no region reaches fails as a read there would.
-std::uint32_t to_position(std::uint64_t value) {
-    if (value > 0xFFFFFFFF) throw_error(end_of_region_message, constructor_signature, source, __LINE__);
+std::uint32_t to_position(std::uint64_t value, const throw_location& where) {
+    if (value > 0xFFFFFFFF) throw_error(end_of_region_message, where);
     return static_cast<std::uint32_t>(value);
 }
 
 // The whole block. Offsets in metadata have 32 bits, so nothing can refer to what lies beyond.
 md_region make_block(std::uint64_t size, const unsigned char* data) {
-    if (size > 0xFFFFFFFF) throw_error(out_of_region_message, constructor_signature, source, __LINE__);
+    if (size > 0xFFFFFFFF) throw_error(out_of_region_message, constructor);
     return {data, static_cast<std::uint32_t>(size)};
 }
 
@@ -124,7 +121,7 @@ struct metadata_parser::streams {
 
 metadata_parser::metadata_parser(std::uint64_t size, const unsigned char* data) {
     const streams found = find_streams(make_block(size, data));
-    if (found.tables.size() == 0) throw_error("No #~ stream", constructor_signature, source, __LINE__);
+    if (found.tables.size() == 0) throw_error("No #~ stream", constructor);
 
     unsigned char heap_sizes = 0;
     const std::uint32_t first_row = read_table_header(found.tables, heap_sizes);
@@ -141,14 +138,11 @@ metadata_parser::metadata_parser(std::uint64_t size, const unsigned char* data) 
 metadata_parser::streams metadata_parser::find_streams(const md_region& block) {
     std::uint32_t position = 0;
     const auto root = block.read_value<STORAGESIGNATURE>(position);
-    if (root.signature != metadata_signature)
-        throw_error("Invalid metadata signature", constructor_signature, source, __LINE__);
-    major_version_ = root.major_version;
-    minor_version_ = root.minor_version;
+    if (root.signature != metadata_signature) throw_error("Invalid metadata signature", constructor);
     std::uint32_t version_position = 0;
     version_ = block.create_child(position, root.version_length).read_string_utf8(version_position).data();
 
-    position = to_position(position + round_up_to_4(root.version_length));
+    position = to_position(position + round_up_to_4(root.version_length), constructor);
     const auto header = block.read_value<STORAGEHEADER>(position);
 
     streams found;
@@ -167,7 +161,7 @@ metadata_parser::streams metadata_parser::find_streams(const md_region& block) {
             heaps_[blob_heap - 1] = region();
         else if (name == "#Pdb")
             found.pdb = region();
-        position = to_position(position + round_up_to_4(name.size() + std::uint64_t{1}));
+        position = to_position(position + round_up_to_4(name.size() + std::uint64_t{1}), constructor);
     }
     return found;
 }
@@ -209,12 +203,13 @@ void metadata_parser::place_tables(const md_region& stream, std::uint32_t positi
 }
 
 GUID metadata_parser::get_stream_data(md_stream<guid_heap> index, bool null_allowed) const {
+    static constexpr throw_site here{
+        "const struct _GUID &__cdecl qv::metadata::detail_metadata::metadata_parser::get_stream_data(const struct "
+        "qv::metadata::detail_metadata::md_stream<2>,const bool) const",
+        metadata_source};
     if (index.index == 0) {
         if (null_allowed) return {};
-        throw_error("Zero #GUID stream index",
-                    "const struct _GUID &__cdecl qv::metadata::detail_metadata::metadata_parser::get_stream_data(const "
-                    "struct qv::metadata::detail_metadata::md_stream<2>,const bool) const",
-                    source, __LINE__);
+        throw_error("Zero #GUID stream index", here);
     }
     // A position beyond 32 bits is clamped to one that no GUID fits behind.
     const std::uint64_t position = (std::uint64_t{index.index} - 1) * sizeof(GUID);
@@ -235,10 +230,11 @@ md_region metadata_parser::get_stream_data(md_stream<blob_heap> index) const {
 }
 
 std::uint32_t accessor::get_position(unsigned table, std::uint32_t row, std::uint32_t column_offset) const {
-    static constexpr const char* function =
-        "unsigned int __cdecl qv::metadata::detail_metadata::accessor::get_field_value(const unsigned int) const";
-    if (row == 0) throw_error("Zero table index", function, source, __LINE__);
-    if (row > parser_.row_count(table)) throw_error("Too large table index", function, source, __LINE__);
+    static constexpr throw_site here{
+        "unsigned int __cdecl qv::metadata::detail_metadata::accessor::get_field_value(const unsigned int) const",
+        metadata_source};
+    if (row == 0) throw_error("Zero table index", here);
+    if (row > parser_.row_count(table)) throw_error("Too large table index", here);
     // Inside the table's region, whose size is rows times row size and has 32 bits.
     return (row - 1) * parser_.row_size(table) + column_offset;
 }

@@ -25,12 +25,10 @@ constexpr std::uint64_t usual_expansion = 4;
 constexpr std::uint64_t most_expansion = 64;
 constexpr std::uint64_t no_burden = 16u << 20;
 
-[[noreturn]] void fail(const char* message, unsigned line) {
-    throw_error(message,
-                "class std::vector<unsigned char,class std::allocator<unsigned char> > __cdecl "
-                "qv::portable_executable::unpack_metadata_pdb(const unsigned char *,const unsigned __int64)",
-                "sharedCommon/Native/Shared/include/qv/portable_executable/metadata_pdb_unpacker", line);
-}
+constexpr throw_site here{
+    "class std::vector<unsigned char,class std::allocator<unsigned char> > __cdecl "
+    "qv::portable_executable::unpack_metadata_pdb(const unsigned char *,const unsigned __int64)",
+    "sharedCommon/Native/Shared/include/qv/portable_executable/metadata_pdb_unpacker"};
 
 // Receives the inflated bytes, and no more of them than were declared. Memory follows what has really come.
 struct bounded_sink {
@@ -43,8 +41,8 @@ struct bounded_sink {
 
     std::streamsize write(const char* bytes, std::streamsize count) {
         const std::uint64_t size = result.size() + static_cast<std::uint64_t>(count);
-        if (size > declared) fail(other_size, __LINE__);
-        if (size > limit) fail("Too large uncompressed portable PDB", __LINE__);
+        if (size > declared) throw_error(other_size, here);
+        if (size > limit) throw_error("Too large uncompressed portable PDB", here);
         if (size > result.capacity()) reserve(std::max<std::uint64_t>(size, 2 * std::uint64_t{result.capacity()}));
         count_work(static_cast<std::uint64_t>(count));
         result.insert(result.end(), bytes, bytes + count);
@@ -66,12 +64,12 @@ boost::iostreams::zlib_params raw_deflate() {
 }  // namespace
 
 std::vector<unsigned char> unpack_metadata_pdb(const unsigned char* data, std::uint64_t size) {
-    if (size < header_size + 2) fail("Invalid packed portable PDB size", __LINE__);
+    if (size < header_size + 2) throw_error("Invalid packed portable PDB size", here);
     std::uint32_t signature = 0;
     std::uint32_t declared = 0;
     std::memcpy(&signature, data, sizeof signature);
     std::memcpy(&declared, data + sizeof signature, sizeof declared);
-    if (signature != packed_signature) fail("Invalid packed portable PDB signature", __LINE__);
+    if (signature != packed_signature) throw_error("Invalid packed portable PDB signature", here);
 
     const std::uint64_t packed_size = size - header_size;
     std::vector<unsigned char> result;
@@ -81,7 +79,7 @@ std::vector<unsigned char> unpack_metadata_pdb(const unsigned char* data, std::u
     boost::iostreams::zlib_decompressor filter(raw_deflate(), 4096);
     filter.write(sink, reinterpret_cast<const char*>(data + header_size), static_cast<std::streamsize>(packed_size));
     filter.close(sink, BOOST_IOS::out);
-    if (result.size() != declared) fail(other_size, __LINE__);
+    if (result.size() != declared) throw_error(other_size, here);
     return result;
 }
 

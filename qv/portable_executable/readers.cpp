@@ -126,69 +126,64 @@ void core_stream_adapter::read_ahead() {
 
 template <class Stream>
 void read_image_header(Stream& stream, image_header& header) {
+    static constexpr throw_site here{"void __cdecl qv::portable_executable::read_image_header<" QV_STREAM ">(" QV_STREAM
+                                     " &,union qv::portable_executable::image_header &)",
+                                     source};
     std::uint16_t signature = 0;
     stream.read(&signature, sizeof signature);
     switch (signature) {
         case vxd_signature: return read_rest(stream, header.vxd, signature);
         case os2_signature:
         case dos_signature: return read_rest(stream, header.dos, signature);
-        default:
-            throw_error("Invalid DOS header signature",
-                        "void __cdecl qv::portable_executable::read_image_header<" QV_STREAM ">(" QV_STREAM
-                        " &,union qv::portable_executable::image_header &)",
-                        source, __LINE__, errtag_pe_dos_hdr_signature{signature});
+        default: throw_error("Invalid DOS header signature", here, errtag_pe_dos_hdr_signature{signature});
     }
 }
 
 template <class Stream>
 void read_image_file_header(Stream& stream, const image_header& header, IMAGE_FILE_HEADER& file_header) {
-    static constexpr const char* function =
+    static constexpr throw_site here{
         "void __cdecl qv::portable_executable::read_image_file_header<" QV_STREAM ">(" QV_STREAM
-        " &,const union qv::portable_executable::image_header &,struct _IMAGE_FILE_HEADER &)";
+        " &,const union qv::portable_executable::image_header &,struct _IMAGE_FILE_HEADER &)",
+        source};
     if (header.signature != dos_signature)
-        throw_error("Unexpected DOS header signature", function, source, __LINE__,
-                    errtag_pe_dos_hdr_signature{header.signature});
+        throw_error("Unexpected DOS header signature", here, errtag_pe_dos_hdr_signature{header.signature});
     stream.seek(header.dos.e_lfanew);
     std::uint32_t signature = 0;
     stream.read(&signature, sizeof signature);
     if (signature != nt_signature)
-        throw_error("Invalid NT header signature", function, source, __LINE__, errtag_pe_nt_hdr_signature{signature});
+        throw_error("Invalid NT header signature", here, errtag_pe_nt_hdr_signature{signature});
     stream.read(&file_header, sizeof file_header);
 }
 
 template <class Stream>
 void read_image_optional_header(Stream& stream, const IMAGE_FILE_HEADER& file_header,
                                 image_optional_header& optional_header) {
-    static constexpr const char* function =
+    static constexpr throw_site here{
         "void __cdecl qv::portable_executable::read_image_optional_header<" QV_STREAM ">(" QV_STREAM
-        " &,const struct _IMAGE_FILE_HEADER &,struct qv::portable_executable::image_optional_header &)";
+        " &,const struct _IMAGE_FILE_HEADER &,struct qv::portable_executable::image_optional_header &)",
+        source};
     const unsigned size = file_header.SizeOfOptionalHeader;
     std::uint16_t magic = 0;
-    if (size < sizeof magic) throw_error("Invalid option header size", function, source, __LINE__);
+    if (size < sizeof magic) throw_error("Invalid option header size", here);
     stream.read(&magic, sizeof magic);
 
     std::uint32_t directories = 0;
     switch (magic) {
         case optional_header_32_magic:
-            if (size < sizeof optional_header.header32)
-                throw_error("Invalid 32-bit option header size", function, source, __LINE__);
+            if (size < sizeof optional_header.header32) throw_error("Invalid 32-bit option header size", here);
             read_rest(stream, optional_header.header32, magic);
             directories = optional_header.header32.NumberOfRvaAndSizes;
             break;
         case optional_header_64_magic:
-            if (size < sizeof optional_header.header64)
-                throw_error("Invalid 64-bit option header size", function, source, __LINE__);
+            if (size < sizeof optional_header.header64) throw_error("Invalid 64-bit option header size", here);
             read_rest(stream, optional_header.header64, magic);
             directories = optional_header.header64.NumberOfRvaAndSizes;
             break;
         case optional_header_rom_magic:
-            if (size < sizeof optional_header.rom)
-                throw_error("Invalid ROM option header size", function, source, __LINE__);
+            if (size < sizeof optional_header.rom) throw_error("Invalid ROM option header size", here);
             read_rest(stream, optional_header.rom, magic);
             break;
-        default:
-            throw_error(invalid_optional_header_message, function, source, __LINE__,
-                        errtag_pe_opt_hdr_signature{magic});
+        default: throw_error(invalid_optional_header_message, here, errtag_pe_opt_hdr_signature{magic});
     }
     if (directories > standard_directories)
         read_items(stream, directories - standard_directories, optional_header.further_directories);
@@ -197,32 +192,32 @@ void read_image_optional_header(Stream& stream, const IMAGE_FILE_HEADER& file_he
 template <class Stream>
 void read_image_com_data_directory(Stream& stream, const image_sections& sections,
                                    const IMAGE_DATA_DIRECTORY& directory, std::vector<unsigned char>& metadata) {
-    static constexpr const char* function =
+    static constexpr throw_site here{
         "void __cdecl qv::portable_executable::read_image_com_data_directory<" QV_STREAM ">(" QV_STREAM
         " &," QV_SECTIONS
         ",const struct _IMAGE_DATA_DIRECTORY &,class std::vector<unsigned char,class std::allocator<unsigned char> > "
-        "&)";
-    if (is_absent(directory)) throw_error("Invalid cor image directory", function, source, __LINE__);
+        "&)",
+        source};
+    if (is_absent(directory)) throw_error("Invalid cor image directory", here);
     const std::uint64_t header_offset = to_file_offset(sections, directory);
-    if (header_offset == 0) throw_error("Can't get cor image directory virtual address", function, source, __LINE__);
+    if (header_offset == 0) throw_error("Can't get cor image directory virtual address", here);
 
     IMAGE_COR20_HEADER header;
     stream.seek(static_cast<std::int64_t>(header_offset));
     stream.read(&header, sizeof header);
-    if (header.cb != sizeof header)
-        throw_error("Invalid cor header size, version 2.0 expected", function, source, __LINE__);
-    if (is_absent(header.MetaData)) throw_error("Invalid metadata image directory ", function, source, __LINE__);
+    if (header.cb != sizeof header) throw_error("Invalid cor header size, version 2.0 expected", here);
+    if (is_absent(header.MetaData)) throw_error("Invalid metadata image directory ", here);
     // The fixed part of the metadata root and the shortest version string.
-    if (header.MetaData.Size < 20) throw_error("Too small metadata size", function, source, __LINE__);
+    if (header.MetaData.Size < 20) throw_error("Too small metadata size", here);
     const std::uint64_t metadata_offset = to_file_offset(sections, header.MetaData);
-    if (metadata_offset == 0) throw_error("Can't get metadata virtual address", function, source, __LINE__);
+    if (metadata_offset == 0) throw_error("Can't get metadata virtual address", here);
 
     stream.seek(static_cast<std::int64_t>(metadata_offset));
     read_items(stream, header.MetaData.Size, metadata);
     std::uint32_t signature = 0;
     std::memcpy(&signature, metadata.data(), sizeof signature);
     if (signature != metadata_signature)
-        throw_error("Invalid metadata signature", function, source, __LINE__, errtag_pe_cor_sec_signature{signature});
+        throw_error("Invalid metadata signature", here, errtag_pe_cor_sec_signature{signature});
 }
 
 // Data of different entries may overlap in a hostile image, so that a small file would yield data without end. The
@@ -230,20 +225,21 @@ void read_image_com_data_directory(Stream& stream, const image_sections& section
 template <class Stream>
 bool read_image_debug_directory(Stream& stream, const section_ranges& sections, const IMAGE_DEBUG_DIRECTORY& directory,
                                 std::uint64_t& data_allowance, image_debug_entry& entry) {
-    static constexpr const char* function =
+    static constexpr throw_site here{
         "bool __cdecl qv::portable_executable::read_image_debug_directory<" QV_STREAM ">(" QV_STREAM " &," QV_SECTIONS
         ",const struct _IMAGE_DEBUG_DIRECTORY &,unsigned __int64 &,struct qv::portable_executable::image_debug_entry "
-        "&)";
+        "&)",
+        source};
     if (!leads_to_symbols(directory.Type)) return false;
     entry = {directory.Characteristics, directory.TimeDateStamp, directory.MajorVersion,
              directory.MinorVersion,    directory.Type,          {}};
     if (directory.SizeOfData == 0) return true;
     if (directory.PointerToRawData == 0)
-        throw_error("RAW data pointer in image debug directory should be declared", function, source, __LINE__);
+        throw_error("RAW data pointer in image debug directory should be declared", here);
     if (!sections.hold(directory.PointerToRawData, directory.SizeOfData)) return true;
     stream.seek(directory.PointerToRawData);
     read_items(stream, directory.SizeOfData, entry.data);
-    if (directory.SizeOfData > data_allowance) throw_error("Too large debug data", function, source, __LINE__);
+    if (directory.SizeOfData > data_allowance) throw_error("Too large debug data", here);
     data_allowance -= directory.SizeOfData;
     return true;
 }
@@ -251,16 +247,15 @@ bool read_image_debug_directory(Stream& stream, const section_ranges& sections, 
 template <class Stream>
 void read_image_debug_data_directory(Stream& stream, const image_sections& sections,
                                      const IMAGE_DATA_DIRECTORY& directory, std::vector<image_debug_entry>& entries) {
+    static constexpr throw_site here{"void __cdecl qv::portable_executable::read_image_debug_data_directory<" QV_STREAM
+                                     ">(" QV_STREAM " &," QV_SECTIONS
+                                     ",const struct _IMAGE_DATA_DIRECTORY &,class std::vector<struct "
+                                     "qv::portable_executable::image_debug_entry,class "
+                                     "std::allocator<struct qv::portable_executable::image_debug_entry> > &)",
+                                     source};
     if (is_absent(directory)) return;
     const std::uint64_t offset = to_file_offset(sections, directory);
-    if (offset == 0)
-        throw_error("Can't get debug data directory virtual address",
-                    "void __cdecl qv::portable_executable::read_image_debug_data_directory<" QV_STREAM ">(" QV_STREAM
-                    " &," QV_SECTIONS
-                    ",const struct _IMAGE_DATA_DIRECTORY &,class std::vector<struct "
-                    "qv::portable_executable::image_debug_entry,class std::allocator<struct "
-                    "qv::portable_executable::image_debug_entry> > &)",
-                    source, __LINE__);
+    if (offset == 0) throw_error("Can't get debug data directory virtual address", here);
     stream.seek(0);
     std::uint64_t data_allowance = stream.remaining();
     stream.seek(static_cast<std::int64_t>(offset));

@@ -11,6 +11,7 @@
 #include <type_traits>
 
 #include "quorvex/common/guid.h"
+#include "qv/diagnostics/exception.h"
 #include "qv/diagnostics/work_counter.h"
 
 namespace qv::metadata::detail_metadata {
@@ -25,9 +26,11 @@ struct CMiniPdbSchemaBase;
 constexpr const char* end_of_region_message = "End of region";
 constexpr const char* out_of_region_message = "Out of arent region";
 
-// The signature under which a failing read_value reports itself.
+constexpr const char* metadata_source = "sharedCommon/Native/Shared/include/qv/metadata/metadata";
+
+// As what a failing read_value reports itself.
 template <class T>
-extern const char* const read_value_signature;
+extern const throw_site read_value_site;
 
 class md_region {
 public:
@@ -45,7 +48,7 @@ public:
     T read_value(std::uint32_t& position) const {
         static_assert(std::is_trivially_copyable_v<T>);
         T value;
-        std::memcpy(&value, take(position, sizeof value, read_value_signature<T>), sizeof value);
+        std::memcpy(&value, take(position, sizeof value, read_value_site<T>), sizeof value);
         return value;
     }
 
@@ -67,24 +70,26 @@ public:
 
 private:
     // The bounds gate: every byte that is read comes through here.
-    const unsigned char* take(std::uint32_t& position, std::uint32_t count, const char* function) const {
+    const unsigned char* take(std::uint32_t& position, std::uint32_t count, const throw_location& where) const {
         count_work(1);
-        if (position > size_ || count > size_ - position) end_of_region(function);
+        if (position > size_ || count > size_ - position) end_of_region(where);
         const unsigned char* const bytes = data_ + position;
         position += count;
         return bytes;
     }
 
-    [[noreturn]] static void end_of_region(const char* function);
+    [[noreturn]] static void end_of_region(const throw_location& where);
 
     const unsigned char* data_ = nullptr;
     std::uint32_t size_ = 0;
 };
 
-#define QV_READ_VALUE(type, name)                                   \
-    template <>                                                     \
-    inline constexpr const char* const read_value_signature<type> = \
-        "const " name " &__cdecl qv::metadata::detail_metadata::md_region::read_value<" name ">(unsigned int &) const"
+#define QV_READ_VALUE(type, name)                                                            \
+    template <>                                                                              \
+    inline constexpr throw_site read_value_site<type> = {                                    \
+        "const " name " &__cdecl qv::metadata::detail_metadata::md_region::read_value<" name \
+        ">(unsigned int &) const",                                                           \
+        metadata_source}
 QV_READ_VALUE(unsigned char, "unsigned char");
 QV_READ_VALUE(unsigned short, "unsigned short");
 QV_READ_VALUE(unsigned int, "unsigned int");

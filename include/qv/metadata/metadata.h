@@ -28,9 +28,6 @@ public:
     // Throws "Invalid metadata signature", "No #~ stream", "End of region", "Out of arent region".
     metadata_parser(std::uint64_t size, const unsigned char* data);
 
-    std::uint16_t major_version() const noexcept { return major_version_; }
-    std::uint16_t minor_version() const noexcept { return minor_version_; }
-
     // NUL-terminated, inside the block.
     const char* version() const noexcept { return version_; }
 
@@ -62,8 +59,6 @@ private:
     void read_pdb_header(const md_region& stream);
     void place_tables(const md_region& stream, std::uint32_t position);
 
-    std::uint16_t major_version_ = 0;
-    std::uint16_t minor_version_ = 0;
     const char* version_ = nullptr;
     std::optional<pdb_header> pdb_;
     std::array<md_region, heap_kinds> heaps_{};  // by heap kind - 1

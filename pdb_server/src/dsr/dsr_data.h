@@ -1,16 +1,30 @@
 // The way to the platform's symbol reader. Windows only.
 #pragma once
 
+#include <objbase.h>
+
 #include <exception>
+#include <functional>
 #include <memory>
 
 #include "common/sdk_helpers.h"
-#include "pdb_server/src/dsr/com_services.h"
 #include "pdb_server/src/pdb_processor_dsr.h"
 #include "qv/com/runtime_interfaces.h"
 #include "qv/com/symbol_interfaces.h"
 
 namespace qv::profiler::pdb_server {
+
+// What the backend asks of COM and of the runtime's host library, as replaceable functions.
+struct com_services {
+    // CoCreateInstance of an object in this process.
+    std::function<HRESULT(REFCLSID class_id, REFIID interface_id, void** object)> create_instance;
+
+    // CLRCreateInstance; empty on a machine without it.
+    std::function<HRESULT(REFCLSID class_id, REFIID interface_id, void** object)> clr_create_instance;
+
+    // CoTaskMemFree.
+    std::function<void(void* block)> task_mem_free;
+};
 
 struct dsr_data {
     com_services services;

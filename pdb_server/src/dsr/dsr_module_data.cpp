@@ -30,17 +30,20 @@ dsr_module_data::~dsr_module_data() {
 }
 
 void dsr_module_data::destroy_reader() const {
+    static constexpr throw_site here{
+        "void __cdecl qv::profiler::pdb_server::dsr_module_data::destroy_reader(void) const", source};
     const log::scope scope(log::component::PdbGt, destroy_context);
     const auto disposable = reader_.query_nullable<com::ISymUnmanagedDispose>();
     if (!disposable) return;
     const HRESULT result = disposable->Destroy();
-    if (FAILED(result))
-        throw_hresult_error("Can't unload PDB file", result,
-                            "void __cdecl qv::profiler::pdb_server::dsr_module_data::destroy_reader(void) const",
-                            source, __LINE__);
+    if (FAILED(result)) throw_hresult_error("Can't unload PDB file", result, here);
 }
 
 void dsr_module_data::get_source_server_data(std::vector<std::uint8_t>& data) {
+    static constexpr throw_site here{
+        "void __cdecl qv::profiler::pdb_server::dsr_module_data::get_source_server_data(class std::vector<unsigned "
+        "char,class std::allocator<unsigned char> > &)",
+        source};
     data.clear();
     const auto module = reader_.query_nullable<com::ISymUnmanagedSourceServerModule>();
     if (!module) return;
@@ -48,11 +51,7 @@ void dsr_module_data::get_source_server_data(std::vector<std::uint8_t>& data) {
     BYTE* block = nullptr;
     const HRESULT result = module->GetSourceServerData(&size, &block);
     const std::unique_ptr<BYTE, const std::function<void(void*)>&> owner(block, task_mem_free_);
-    if (FAILED(result))
-        throw_hresult_error("Can't get source server data", result,
-                            "void __cdecl qv::profiler::pdb_server::dsr_module_data::get_source_server_data(class "
-                            "std::vector<unsigned char,class std::allocator<unsigned char> > &)",
-                            source, __LINE__);
+    if (FAILED(result)) throw_hresult_error("Can't get source server data", result, here);
     if (block != nullptr) data.assign(block, block + size);
 }
 
@@ -92,13 +91,13 @@ std::uint32_t dsr_module_data::enter_document(const com_hld<com::ISymUnmanagedDo
 
 void dsr_module_data::get_document(std::uint32_t document_id, std::wstring& url, GUID& checksum_algorithm,
                                    std::vector<std::uint8_t>& checksum) {
+    static constexpr throw_site here{
+        "void __cdecl qv::profiler::pdb_server::dsr_module_data::get_document(unsigned int,class std::basic_string<"
+        "wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > &,struct _GUID &,class "
+        "std::vector<unsigned char,class std::allocator<unsigned char> > &)",
+        source};
     const std::shared_ptr<document_data> found = documents_.find_atom(document_id);
-    if (!found)
-        throw_error("Unknown PDB document",
-                    "void __cdecl qv::profiler::pdb_server::dsr_module_data::get_document(unsigned int,class "
-                    "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > &,"
-                    "struct _GUID &,class std::vector<unsigned char,class std::allocator<unsigned char> > &)",
-                    source, __LINE__);
+    if (!found) throw_error("Unknown PDB document", here);
     url = found->url;
     checksum_algorithm = read_checksum_algorithm(found->document);
     checksum = read_checksum(found->document);

@@ -7,7 +7,6 @@
 
 #include "common/sdk_helpers.h"
 #include "core/src/Util/slave_key_atom_map.h"
-#include "pdb_server/src/dsr/document_data.h"
 #include "pdb_server/src/module_data.h"
 #include "qv/com/symbol_interfaces.h"
 
@@ -17,7 +16,7 @@ namespace qv::profiler::pdb_server {
 // without a document has the id 0. The thread of every call, the destructor's included, has initialised COM.
 class dsr_module_data : public module_data {
 public:
-    // `task_mem_free` is CoTaskMemFree. Throws "Null interface pointer" for an empty reader.
+    // `task_mem_free` is CoTaskMemFree. Throws for an empty reader.
     dsr_module_data(const GUID& id, com_hld<com::ISymUnmanagedReader> reader,
                     std::function<void(void* block)> task_mem_free);
 
@@ -33,6 +32,11 @@ public:
                       std::vector<std::uint8_t>& checksum) override;
 
 private:
+    struct document_data {
+        std::wstring url;
+        com_hld<com::ISymUnmanagedDocument> document;
+    };
+
     struct document_traits {
         using key_hash = std::hash<std::wstring>;
         static const std::wstring& key(const std::shared_ptr<document_data>& value) { return value->url; }

@@ -53,6 +53,11 @@ std::string_view read_separator(const md_region& blob, std::uint32_t& position) 
 }  // namespace
 
 void read_document_name(const metadata_parser& parser, md_stream<blob_heap> index, std::wstring& name) {
+    static constexpr throw_site here{
+        "void __cdecl qv::profiler::pdb_server::ppdb_module_data::get_document(const unsigned int,class "
+        "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > &,struct _GUID "
+        "&,class std::vector<unsigned char,class std::allocator<unsigned char> > &)",
+        "pdb_server/src/pdb_processor_ppdb"};
     const md_region blob = parser.get_stream_data(index);
     std::uint32_t position = 0;
     const std::string_view separator = read_separator(blob, position);
@@ -63,13 +68,7 @@ void read_document_name(const metadata_parser& parser, md_stream<blob_heap> inde
         if (!first) name += wide_separator;
         const md_region part = parser.get_stream_data(part_index);
         length += part.size() + (first ? 0 : separator.size());
-        if (length > max_document_name)
-            throw_error(
-                "Too long document name",
-                "void __cdecl qv::profiler::pdb_server::ppdb_module_data::get_document(const unsigned int,class "
-                "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > "
-                "&,struct _GUID &,class std::vector<unsigned char,class std::allocator<unsigned char> > &)",
-                "pdb_server/src/pdb_processor_ppdb", __LINE__);
+        if (length > max_document_name) throw_error("Too long document name", here);
         name += convert(part.read_text_utf8());
     }
 }

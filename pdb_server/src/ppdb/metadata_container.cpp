@@ -9,12 +9,11 @@ namespace qv::profiler::pdb_server {
 
 metadata_container::metadata_container(std::vector<unsigned char>&& bytes)
     : bytes_(std::move(bytes)), parser_(bytes_.size(), bytes_.data()) {
-    if (!parser_.pdb())
-        throw_error(
-            "Metadata doesn't containt PDB information",
-            "__cdecl qv::profiler::pdb_server::metadata_container::metadata_container(class std::vector<unsigned "
-            "char,class std::allocator<unsigned char> > &&)",
-            "pdb_server/src/pdb_processor_ppdb", __LINE__);
+    static constexpr throw_site here{
+        "__cdecl qv::profiler::pdb_server::metadata_container::metadata_container(class std::vector<unsigned "
+        "char,class std::allocator<unsigned char> > &&)",
+        "pdb_server/src/pdb_processor_ppdb"};
+    if (!parser_.pdb()) throw_error("Metadata doesn't containt PDB information", here);
 }
 
 bool metadata_container::has_id(const GUID& guid, std::uint32_t stamp) const noexcept {

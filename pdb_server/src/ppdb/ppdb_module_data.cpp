@@ -23,13 +23,13 @@ void copy(const md_region& blob, std::vector<std::uint8_t>& bytes) {
 
 // Source Link belongs to the module as a whole.
 void require_module(md_token<idx_HasCustomDebugInformation> token) {
-    static constexpr const char* function =
+    static constexpr throw_site here{
         "void __cdecl qv::profiler::pdb_server::ppdb_module_data::get_source_server_data(class std::vector<unsigned "
-        "char,class std::allocator<unsigned char> > &)";
-    static constexpr const char* source = "pdb_server/src/pdb_processor_ppdb";
+        "char,class std::allocator<unsigned char> > &)",
+        "pdb_server/src/pdb_processor_ppdb"};
     const table_row parent = decode(token);
-    if (parent.table != md_Module::number) throw_error("Invalid parent index type", function, source, __LINE__);
-    if (parent.row != 1) throw_error("Invalid parent index rid", function, source, __LINE__);
+    if (parent.table != md_Module::number) throw_error("Invalid parent index type", here);
+    if (parent.row != 1) throw_error("Invalid parent index rid", here);
 }
 
 }  // namespace

@@ -15,9 +15,9 @@
 namespace qv::profiler::pdb_server::symsrv_imports {
 namespace {
 
-constexpr const char* source = "pdb_server/src/system/windows/symsrv_imports";
-constexpr const char* init_function =
-    "void __cdecl qv::profiler::pdb_server::symsrv_imports::init(class boost::filesystem::path)";
+constexpr throw_site init_site{
+    "void __cdecl qv::profiler::pdb_server::symsrv_imports::init(class boost::filesystem::path)",
+    "pdb_server/src/system/windows/symsrv_imports"};
 
 using library_ptr = std::shared_ptr<const symbol_server::library>;
 
@@ -48,8 +48,7 @@ boost::filesystem::path executable_directory() {
     std::vector<wchar_t> buffer(MAX_PATH);
     for (;;) {
         const DWORD length = GetModuleFileNameW(nullptr, buffer.data(), static_cast<DWORD>(buffer.size()));
-        if (length == 0)
-            throw_win32_error("Can't get module file name", GetLastError(), init_function, source, __LINE__);
+        if (length == 0) throw_win32_error("Can't get module file name", GetLastError(), init_site);
         if (length < buffer.size()) return boost::filesystem::path(buffer.data(), buffer.data() + length).parent_path();
         buffer.resize(buffer.size() * 2);
     }
@@ -60,12 +59,10 @@ boost::filesystem::path executable_directory() {
 void init(boost::filesystem::path directory) {
     if (directory.empty()) directory = executable_directory();
     if (!directory.has_root_name() || !directory.has_root_directory())
-        throw_error("Symbol server path isn't absolute", init_function, source, __LINE__,
-                    errtag_directory_name_w{directory.native()});
+        throw_error("Symbol server path isn't absolute", init_site, errtag_directory_name_w{directory.native()});
     boost::system::error_code ignored;
     if (!boost::filesystem::is_directory(text::to_system_path(directory), ignored))
-        throw_error("Symbol server path doesn't exist", init_function, source, __LINE__,
-                    errtag_directory_name_w{directory.native()});
+        throw_error("Symbol server path doesn't exist", init_site, errtag_directory_name_w{directory.native()});
 
     const auto path = (directory / L"SymSrv.dll").make_preferred();
     const auto name = text::to_system_path(path);
@@ -73,9 +70,7 @@ void init(boost::filesystem::path directory) {
     const DWORD error = GetLastError();
     const auto library = loaded ? std::make_shared<const symbol_server::library>(std::move(loaded)) : nullptr;
     current().replace(library);
-    if (!library)
-        throw_win32_error("Symbol server wasn't loaded", error, init_function, source, __LINE__,
-                          errtag_file_w{path.native()});
+    if (!library) throw_win32_error("Symbol server wasn't loaded", error, init_site, errtag_file_w{path.native()});
 }
 
 boost::filesystem::path find_file(const std::wstring& parameters, const std::wstring& file_name, const GUID& id,
