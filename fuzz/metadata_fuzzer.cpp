@@ -5,7 +5,6 @@
 
 #include "fuzz/fuzz_target.h"
 #include "fuzz/sample_pdb.h"
-#include "pdb_server/src/ppdb/document_name.h"
 #include "pdb_server/src/ppdb/ppdb_module_data.h"
 #include "qv/metadata/module_identity.h"
 #include "tests/support/costly_files/costly_files.h"

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "qv/metadata/module_identity.h"
-#include "qv/portable_executable/image_file.h"
+#include "qv/portable_executable/readers.h"
 #include "qv/text/path.h"
 
 namespace qv::profiler::pdb_client {

@@ -23,7 +23,7 @@ struct dsr_data;
 // and terminate belong to the connection's own thread. All failures are exceptions.
 class pdb_processor {
 public:
-    // Loads that search for long fail with "The server is stopping" once `stop` answers true.
+    // Loads that search for long fail once `stop` answers true.
     explicit pdb_processor(const platform_services& services = system_services(), stop_check stop = {});
     ~pdb_processor();
     pdb_processor(const pdb_processor&) = delete;
@@ -44,8 +44,8 @@ public:
     // Lets one id go; an unknown one is no error, 0 is.
     void unload_module(unsigned int mid);
 
-    // The queries of module_data, by module id. "Invalid PDB module id" for 0, "Invalid method token" for what is no
-    // MethodDef token, "Invalid PDB document id" for 0, "Unknown PDB module" for an id that is not loaded.
+    // The queries of module_data, by module id. They fail, and look in this order, for a module id of 0, for a token
+    // that is no MethodDef token or a document id of 0, and for a module id that is not loaded.
     void get_method_offsets(unsigned int mid, unsigned int token, std::vector<unsigned int>& offsets) const;
     void get_method_ranges(unsigned int mid, unsigned int token, std::vector<unsigned int>& document_ids,
                            std::vector<unsigned int>& start_lines, std::vector<unsigned int>& start_columns,

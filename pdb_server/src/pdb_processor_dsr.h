@@ -21,15 +21,16 @@ namespace qv::profiler::pdb_server {
 // State shared by every classic module of one connection: the way to the symbol reader, or why there is none.
 struct dsr_data;
 
-// Never empty, and never fails for want of the service. Throws what the list of runtimes fails with, "Can't get
-// metahost", and any failure for want of memory. The calling thread has initialised COM.
+// Never empty, and never fails for want of the service. Throws what the runtimes and their list fail with, and any
+// failure for want of memory. The calling thread has initialised COM.
 std::shared_ptr<dsr_data> dsr_init();
 
 // Whether the service is there, so that dsr_load_module has someone to ask.
 bool dsr_is_available(const std::shared_ptr<dsr_data>& data) noexcept;
 
 // Opens the symbols of the image; empty, with the record "no_sud", when the reader finds none. Throws what dsr_init
-// went without, "Can't open metadata scope", and "The server is stopping" between two pieces of a long search path.
+// went without, hresult_exception for an image without metadata, and, between two pieces of a long search path, that
+// the server is stopping.
 std::shared_ptr<module_data> dsr_load_module(const std::shared_ptr<dsr_data>& data, const boost::filesystem::path& path,
                                              const GUID& mvid, const search_path_list& search_paths,
                                              std::uint8_t policy, const stop_check& stop = {});

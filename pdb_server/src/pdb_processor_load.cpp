@@ -10,7 +10,7 @@
 #include "qv/diagnostics/log.h"
 #include "qv/diagnostics/log_keys.h"
 #include "qv/metadata/module_identity.h"
-#include "qv/portable_executable/image_file.h"
+#include "qv/portable_executable/readers.h"
 #include "qv/text/path.h"
 
 namespace qv::profiler::pdb_server {

@@ -7,11 +7,11 @@
 #include <utility>
 
 #include "core/src/stream/FileNativeStream.h"
-#include "pdb_server/src/ppdb/metadata_container.h"
 #include "pdb_server/src/ppdb/ppdb_module_data.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/diagnostics/work_counter.h"
 #include "qv/portable_executable/metadata_pdb_unpacker.h"
+#include "qv/symbol_search.h"
 #include "qv/text/path.h"
 #include "qv/text/utf.h"
 
@@ -22,10 +22,6 @@ using portable_executable::image_debug_entry;
 
 constexpr std::uint32_t rsds_signature = 0x53445352;  // "RSDS"
 constexpr std::size_t codeview_header_size = 24;
-
-// An image names one portable PDB, and perhaps those of what it was made from; for each of them all places are
-// searched.
-constexpr unsigned most_records = 16;
 
 // What a CodeView entry says about the PDB of its image.
 struct codeview_record {
@@ -103,12 +99,12 @@ std::shared_ptr<module_data> try_load_module(const GUID& mvid, const portable_ex
     }
 
     std::shared_ptr<module_data> found;
-    unsigned records = 0;
+    std::size_t records = 0;
     for (const auto& entry : image.debug_entries) {
         const auto record = read_codeview(entry);
         // A portable PDB always has the age 1; no file can satisfy a record with another one.
         if (!record || record->age != 1 || record->path.size() > text::longest_path) continue;
-        if (++records > most_records) throw_error("Too many portable PDB records", here);
+        if (++records > most_codeview_records) throw_error("Too many portable PDB records", here);
         candidates(record->path, record->guid, [&](const boost::filesystem::path& candidate) {
             found = try_load(mvid, *record, candidate);
             return found != nullptr;

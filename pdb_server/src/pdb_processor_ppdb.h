@@ -21,8 +21,7 @@ using candidate_source =
 
 // Finds the portable PDB of an image: the embedded one first, else the first candidate file whose id belongs to the
 // image. Empty when there is none. A candidate that is not a portable PDB or belongs to another build is passed over;
-// one that is malformed throws, and so does an image whose records ask for too many searches, "Too many portable PDB
-// records". No file stays open.
+// one that is malformed throws, and so does an image whose records ask for too many searches. No file stays open.
 std::shared_ptr<module_data> try_load_module(const GUID& mvid, const portable_executable::image_data& image,
                                              const candidate_source& candidates);
 

@@ -1,19 +1,19 @@
 // Entry point: prepares what the whole process needs and serves the pipe until it is told to stop.
 #include <windows.h>
 
+#include <boost/algorithm/string/replace.hpp>
 #include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "common/holders.h"
 #include "pdb_server/src/command_processor.h"
-#include "pdb_server/src/console.h"
 #include "pdb_server/src/host_events.h"
 #include "pdb_server/src/options.h"
 #include "pdb_server/src/pipe_manager.h"
 #include "pdb_server/src/system/windows/clr_host.h"
 #include "pdb_server/src/system/windows/symsrv_imports.h"
-#include "pdb_server/version.h"
 #include "quorvex/common/os/console_ctrl_hld.h"
 #include "qv/diagnostics/error_text.h"
 #include "qv/diagnostics/exception.h"
@@ -26,6 +26,35 @@ constexpr throw_site here{"int __cdecl wmain(const int,const wchar_t *const [])"
 
 enum exit_code { exit_ok = 0, exit_failure = 1, exit_bad_command_line = 2 };
 
+// --- Words to whoever started the server.
+
+// What is not UTF-8, such as a system text in an old code page, shows as replacement characters.
+std::wstring to_display(const std::string& utf8) {
+    const int size = static_cast<int>(utf8.size());
+    std::wstring result(utf8.size(), L'\0');
+    const int length = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), size, result.data(), size);
+    result.resize(static_cast<std::size_t>(length));
+    return result;
+}
+
+// Writes the text, whose lines end with "\n", as one piece and at once: UTF-8 for a file or a pipe, the characters
+// themselves for a console. A stream that is closed or broken is ignored. Any thread may call.
+void write_text(DWORD stream, std::string_view utf8) {
+    const auto handle = GetStdHandle(stream);
+    if (handle == nullptr || handle == INVALID_HANDLE_VALUE) return;
+    const std::string text = boost::algorithm::replace_all_copy(std::string(utf8), "\n", "\r\n");
+    DWORD mode = 0;
+    DWORD written = 0;
+    if (GetConsoleMode(handle, &mode)) {
+        const std::wstring shown = to_display(text);
+        WriteConsoleW(handle, shown.data(), static_cast<DWORD>(shown.size()), &written, nullptr);
+    } else {
+        WriteFile(handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+    }
+}
+
+// --- The server's life.
+
 handle_hld create_stop_event() {
     handle_hld event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     if (!event) throw_win32_error("Can't create event", GetLastError(), here);
@@ -35,14 +64,14 @@ handle_hld create_stop_event() {
 bool handle_console_control(std::uint32_t control_type, HANDLE stop_event) {
     if (control_type != CTRL_C_EVENT) return false;
     log::write_event("S::ConsoleCtrl", "Ctrl+C");
-    write_text(console_stream::output, "Ctrl-C was detected\n");
+    write_text(STD_OUTPUT_HANDLE, "Ctrl-C was detected\n");
     SetEvent(stop_event);
     return true;
 }
 
 void signal_ready(const std::wstring& pipe) {
     if (set_external_ready_signal(pipe)) log::write_state("S::SetExternalReadySignal", log::state::ok);
-    write_text(console_stream::output, "Press Ctrl-C to terminate...\n");
+    write_text(STD_OUTPUT_HANDLE, "Press Ctrl-C to terminate...\n");
 }
 
 void serve(const server_options& options) {
@@ -63,14 +92,14 @@ void serve(const server_options& options) {
 
     if (host_request.requested()) {
         log::write_state("S::HasExternalStopRequest", log::state::ok);
-        write_text(console_stream::output, "External stop request was detected\n");
+        write_text(STD_OUTPUT_HANDLE, "External stop request was detected\n");
     }
 }
 
 // The first line is for whoever started the server, the rest for whoever has to find out why it did not run.
 void tell_exception(const std::string& text, const std::string& details) {
-    write_text(console_stream::output, "Exception: " + text + "\n");
-    if (!details.empty()) write_text(console_stream::error, details);
+    write_text(STD_OUTPUT_HANDLE, "Exception: " + text + "\n");
+    if (!details.empty()) write_text(STD_ERROR_HANDLE, details);
 }
 
 // Tells of the exception being handled. Failures that are not the program's own have no text that its host knows.
@@ -99,8 +128,7 @@ int run(const std::vector<std::wstring>& arguments) noexcept {
     int result = exit_ok;
     server_options options;
     try {
-        write_text(console_stream::output,
-                   std::string("PDB Server v") + server_version + ", by the PDB Server authors\n");
+        write_text(STD_OUTPUT_HANDLE, "PDB Server v" QV_VERSION ", by the PDB Server authors\n");
         options = parse_options(arguments);
         open_log(options);
         if (options.pipe.empty()) throw_error("Id can't be empty", here);

@@ -58,7 +58,7 @@ private:
     std::exception_ptr first_failure_;
 };
 
-// Starts one worker; it ends by itself once the state is stopping. Throws "Can't create thread".
+// Starts one worker; it ends by itself once the state is stopping. Throws when the system has no thread to give.
 void run_new_thread(pipe_manager_state& state);
 
 // "S::RunPipes res=started", and with further keys what `more(TextStream&)` writes.

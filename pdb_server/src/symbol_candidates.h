@@ -31,7 +31,7 @@ struct symbol_candidates {
     const platform_services& services;
     const stop_check& stop;
 
-    // Offers the places to `visit` until it answers true. Throws "The server is stopping".
+    // Offers the places to `visit` until it answers true. Throws that the server is stopping.
     void offer(const std::wstring& recorded_path, const GUID& pdb_guid, const candidate_visitor& visit) const;
 };
 

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "core/src/stream/FileNativeStream.h"
 #include "qv/diagnostics/exception.h"
 
 #define QV_STREAM "class qv::portable_executable::core_stream_adapter"
@@ -18,6 +19,9 @@ namespace {
 constexpr std::uint64_t longest_ahead = 4096;
 
 constexpr const char* source = "sharedCommon/Native/Shared/include/qv/portable_executable/readers";
+
+// How a header with an unknown magic fails, and a ROM header where directories are wanted.
+constexpr const char* invalid_optional_header_message = "Invalid optional header signature";
 
 // Reads the rest of a record whose first member has been read already.
 template <class Stream, class Record, class First>
@@ -189,6 +193,18 @@ void read_image_optional_header(Stream& stream, const IMAGE_FILE_HEADER& file_he
         read_items(stream, directories - standard_directories, optional_header.further_directories);
 }
 
+const image_data_directories& get_data_directories(const image_optional_header& header) {
+    static constexpr throw_site here{
+        "const class std::array<struct _IMAGE_DATA_DIRECTORY,16> &__cdecl "
+        "qv::portable_executable::get_data_directories(const struct qv::portable_executable::image_optional_header &)",
+        "sharedCommon/Native/Shared/include/qv/portable_executable/parser"};
+    switch (header.Magic) {
+        case optional_header_32_magic: return header.header32.DataDirectory;
+        case optional_header_64_magic: return header.header64.DataDirectory;
+        default: throw_error(invalid_optional_header_message, here, errtag_pe_opt_hdr_signature{header.Magic});
+    }
+}
+
 template <class Stream>
 void read_image_com_data_directory(Stream& stream, const image_sections& sections,
                                    const IMAGE_DATA_DIRECTORY& directory, std::vector<unsigned char>& metadata) {
@@ -283,6 +299,15 @@ void read_image_data(Stream& stream, image_data& image) {
     const image_data_directories& directories = get_data_directories(optional_header);
     read_image_com_data_directory(stream, sections, directories[com_directory], image.metadata);
     read_image_debug_data_directory(stream, sections, directories[debug_directory], image.debug_entries);
+}
+
+image_data read_image_file(const boost::filesystem::path& path) {
+    FileNativeStream file;
+    file.Open(path);
+    core_stream_adapter stream(file);
+    image_data image;
+    read_image_data(stream, image);
+    return image;
 }
 
 template void read_image_header(core_stream_adapter&, image_header&);

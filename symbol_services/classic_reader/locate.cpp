@@ -15,7 +15,6 @@ namespace {
 
 namespace fs = boost::filesystem;
 
-constexpr std::size_t most_records = 16;                  // no image has more than a few
 constexpr std::uint32_t codeview_signature = 0x53445352;  // "RSDS"
 
 // "\\.\" and "\\?\" lead past the file system, and a record may name anything.
@@ -48,13 +47,13 @@ public:
 
 private:
     bool try_original_path() {
-        if ((search_.policy & search_original_path) == 0 || is_device_path(record_.path)) return false;
+        if ((search_.policy & policy_original_path) == 0 || is_device_path(record_.path)) return false;
         const auto path = to_path(record_.path);
         return path && path->is_absolute() && try_file(*path);
     }
 
     bool try_reference_path() {
-        if ((search_.policy & search_reference_path) == 0) return false;
+        if ((search_.policy & policy_reference_path) == 0) return false;
         const auto directory = search_.image.parent_path();
         if (const auto name = to_path(name_); name && try_file(directory / *name)) return true;
         auto own_name = search_.image.filename();
@@ -75,7 +74,7 @@ private:
 
     // Nothing is asked for an element of another library.
     bool try_symbol_server(const std::optional<std::wstring>& parameters) {
-        if ((search_.policy & search_symbol_server) == 0 || !search_.server || !parameters) return false;
+        if ((search_.policy & policy_symbol_server) == 0 || !search_.server || !parameters) return false;
         const auto path = search_.server(*parameters, record_);
         return path && try_file(*path);
     }
@@ -138,7 +137,7 @@ std::optional<codeview_record> parse_codeview(std::span<const unsigned char> dat
 located_pdb locate_pdb(const pdb_search& search) {
     if (search.records.empty()) throw_hresult_error("Image has no debug record", e_pdb_no_debug_info);
     std::optional<hresult_exception> refusal;
-    for (const auto& record : std::span(search.records).first(std::min(search.records.size(), most_records)))
+    for (const auto& record : std::span(search.records).first(std::min(search.records.size(), most_codeview_records)))
         if (auto found = record_search(search, record, refusal).run()) return std::move(*found);
     if (refusal) throw hresult_exception(*refusal);
     throw_hresult_error("PDB file not found", e_pdb_not_found);

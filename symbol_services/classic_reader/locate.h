@@ -10,11 +10,11 @@
 // A file belongs to the image when GUID and age are those of a record. The age is the one of the DBI stream; time
 // stamps do not count. The places are tried in this order, for each record in directory order (the first 16 at most):
 //
-//   1. the recorded path, if it is absolute                         (search_original_path)
-//   2. beside the image, under the recorded file name and under     (search_reference_path)
+//   1. the recorded path, if it is absolute                         (policy_original_path)
+//   2. beside the image, under the recorded file name and under     (policy_reference_path)
 //      the image's own name
 //   3. the elements of the search path in their order: directories, and symbol-server elements ("srv*", "symsrv*",
-//      "cache*"), which are answered by a callback                  (search_symbol_server)
+//      "cache*"), which are answered by a callback                  (policy_symbol_server)
 #pragma once
 
 #include <boost/filesystem/path.hpp>
@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "quorvex/common/guid.h"
+#include "qv/symbol_search.h"
 #include "symbol_services/classic_reader/pdb.h"
 
 namespace qv::classic_reader {
@@ -42,11 +43,6 @@ struct codeview_record {
 // None when the data is no record of this kind, or its path is no text.
 std::optional<codeview_record> parse_codeview(std::span<const unsigned char> data);
 
-// Bits of the search policy that a client of the binder gives.
-constexpr std::uint32_t search_symbol_server = 0x2;
-constexpr std::uint32_t search_original_path = 0x4;
-constexpr std::uint32_t search_reference_path = 0x8;
-
 // Asks a symbol server with the parameters of common/symbol_server/search_elements.h: the path of a file that has the
 // record's name, GUID and age, or none.
 using server_function = std::function<std::optional<boost::filesystem::path>(const std::wstring& parameters,
@@ -56,8 +52,8 @@ struct pdb_search {
     boost::filesystem::path image;
     std::vector<codeview_record> records;
     std::wstring search_path;  // elements separated by ';'
-    std::uint32_t policy;
-    server_function server;  // may be empty
+    std::uint32_t policy;      // bits of search_policy
+    server_function server;    // may be empty
 };
 
 struct located_pdb {

@@ -21,7 +21,7 @@ protected:
     Locate() {
         search.image = directory.path() / "bin" / "module.dll";
         search.records = {{sample.guid, sample.age, text::to_wide(original)}};
-        search.policy = search_symbol_server | search_original_path | search_reference_path;
+        search.policy = policy_symbol_server | policy_original_path | policy_reference_path;
     }
 
     fs::path write(const fs::path& relative) const {
@@ -45,14 +45,14 @@ TEST_F(Locate, PlacesAreTriedInOrderAndPolicyClosesThem) {
         EXPECT_EQ(locate_pdb(search).path, written);
     }
     search.search_path.clear();
-    search.policy = search_symbol_server;
+    search.policy = policy_symbol_server;
     EXPECT_EQ(failure(), "PDB file not found, 806d0005");
-    search.policy = search_reference_path;
+    search.policy = policy_reference_path;
     EXPECT_EQ(locate_pdb(search).path, directory.path() / "bin" / "module.pdb");
-    search.policy = search_original_path;
+    search.policy = policy_original_path;
     EXPECT_EQ(locate_pdb(search).path, original);
     // The image was renamed together with its PDB.
-    search.policy = search_reference_path;
+    search.policy = policy_reference_path;
     search.image = directory.path() / "bin" / "renamed.dll";
     fs::rename(directory.path() / "bin" / "module.pdb", directory.path() / "bin" / "renamed.pdb");
     EXPECT_EQ(locate_pdb(search).path, directory.path() / "bin" / "renamed.pdb");
@@ -94,7 +94,7 @@ TEST_F(Locate, SymbolServerElementsGoToTheServer) {
     };
     EXPECT_EQ(locate_pdb(search).path, stored);
     EXPECT_EQ(asked, (std::vector<std::wstring>{L"https://symbols.example", L"z"}));
-    search.policy = search_original_path | search_reference_path;
+    search.policy = policy_original_path | policy_reference_path;
     EXPECT_EQ(failure(), "PDB file not found, 806d0005");
 }
 

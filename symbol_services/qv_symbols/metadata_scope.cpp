@@ -2,7 +2,7 @@
 
 #include "qv/com/outputs.h"
 #include "qv/metadata/metadata.h"
-#include "qv/portable_executable/image_file.h"
+#include "qv/portable_executable/readers.h"
 #include "qv/text/utf.h"
 #include "symbol_services/qv_symbols/outputs.h"
 

@@ -14,6 +14,7 @@
 #include "qv/com/metadata_import.h"
 #include "qv/com/runtime_interfaces.h"
 #include "qv/com/symbol_interfaces.h"
+#include "qv/symbol_search.h"
 #include "tests/support/builders/metadata_builder.h"
 #include "tests/support/builders/pe_builder.h"
 #include "tests/support/pdb_writer/sample_module.h"
@@ -73,7 +74,7 @@ protected:
     }
 
     HRESULT open(const boost::filesystem::path& image, com_hld<com::ISymUnmanagedReader>& reader,
-                 const std::wstring& search_path = L"", ULONG32 with_policy = com::allow_reference_path_access) {
+                 const std::wstring& search_path = L"", ULONG32 with_policy = policy_reference_path) {
         return binder->GetReaderForFile2(open_scope(image).get(), image.c_str(), search_path.c_str(), with_policy,
                                          reader.put());
     }
@@ -233,7 +234,7 @@ TEST_F(SymbolLibrary, PolicySearchPathAndStreamsAreHandedOn) {
     const sample_module module;
     const auto elsewhere = module.directory.copy(module.pdb, "elsewhere/module.pdb");
     com_hld<com::ISymUnmanagedReader> reader;
-    EXPECT_EQ(open(module.image, reader, L"", com::allow_original_path_access), pdb_not_found);
+    EXPECT_EQ(open(module.image, reader, L"", policy_original_path), pdb_not_found);
     EXPECT_EQ(open(module.image, reader, elsewhere.parent_path().native(), 0), S_OK);
     ULONG32 count = 0;
     std::vector<WCHAR> name(MAX_PATH);

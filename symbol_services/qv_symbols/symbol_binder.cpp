@@ -56,7 +56,7 @@ void* symbol_binder::find_interface(REFIID id) noexcept {
 
 HRESULT symbol_binder::GetReaderForFile(IUnknown* importer, const WCHAR* file, const WCHAR* search_path,
                                         com::ISymUnmanagedReader** reader) {
-    return GetReaderForFile2(importer, file, search_path, com::allow_reference_path_access, reader);
+    return GetReaderForFile2(importer, file, search_path, policy_reference_path, reader);
 }
 
 HRESULT symbol_binder::GetReaderFromStream(IUnknown* importer, IStream* stream, com::ISymUnmanagedReader** reader) {

@@ -50,7 +50,7 @@ private:
     duplex_end& stream_ = *pipe_.client;
 #endif
     profiler::pdb_client::session session_{
-        stream_, {.policy = profiler::policy_original_path | profiler::policy_reference_path, .search_paths = {}}};
+        stream_, {.policy = policy_original_path | policy_reference_path, .search_paths = {}}};
 };
 
 }  // namespace qv::testing

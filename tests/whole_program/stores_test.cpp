@@ -6,7 +6,7 @@
 
 #include "pdb_client/library/pipe_connection.h"
 #include "pdb_client/library/session.h"
-#include "qv/portable_executable/image_file.h"
+#include "qv/portable_executable/readers.h"
 #include "tests/support/pdb_writer/sample_module.h"
 #include "tests/support/server/server_process.h"
 

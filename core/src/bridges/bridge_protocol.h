@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "quorvex/common/guid.h"
+#include "qv/symbol_search.h"
 
 namespace qv::profiler {
 
@@ -25,14 +26,6 @@ constexpr std::uint8_t packet_options = 0xE0;           // the client's options 
 
 // Both sides must name the same version; there is no negotiation.
 constexpr GUID protocol_version = {0x7d3be11c, 0x9bd2, 0x4ca7, {0xa6, 0x26, 0x1c, 0x82, 0xb9, 0x39, 0x35, 0xa9}};
-
-// Bits of the search policy, the first byte of the options packet.
-enum search_policy : std::uint8_t {
-    policy_registry = 0x1,        // registry access
-    policy_symbol_server = 0x2,   // symbol-server access
-    policy_original_path = 0x4,   // the path recorded in the image
-    policy_reference_path = 0x8,  // beside the image
-};
 
 // The start and end line of a sequence point that belongs to no source line.
 constexpr std::uint32_t hidden_line = 0xFEEFEE;

@@ -20,14 +20,6 @@ inline constexpr GUID clsid_symbol_binder{0x0A29FF9E, 0x7F9C, 0x4437, {0x8B, 0x1
 // What every call on a symbol object answers after Destroy.
 inline constexpr HRESULT e_sym_destroyed = static_cast<HRESULT>(0x8004DEAD);
 
-// Where the binder may look for a symbol file.
-enum search_policy : ULONG32 {
-    allow_registry_access = 1,
-    allow_symbol_server_access = 2,
-    allow_original_path_access = 4,   // the path that the image records
-    allow_reference_path_access = 8,  // beside the image
-};
-
 struct ISymUnmanagedDocument : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE GetURL(ULONG32 capacity, ULONG32* count, WCHAR* url) = 0;
     virtual HRESULT STDMETHODCALLTYPE GetDocumentType(GUID* type) = 0;
@@ -104,7 +96,7 @@ struct ISymUnmanagedBinder : IUnknown {
 };
 
 struct ISymUnmanagedBinder2 : ISymUnmanagedBinder {
-    // `policy` holds bits of search_policy.
+    // `policy` holds bits of search_policy (qv/symbol_search.h).
     virtual HRESULT STDMETHODCALLTYPE GetReaderForFile2(IUnknown* importer, const WCHAR* file, const WCHAR* search_path,
                                                         ULONG32 policy, ISymUnmanagedReader** reader) = 0;
 };

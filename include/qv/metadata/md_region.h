@@ -1,8 +1,9 @@
 // A bounded view of metadata bytes and the primitive reads of ECMA-335 II.23.2 and II.24.
 //
 // This is the only place where the metadata reader touches bytes. Positions are counted from the beginning of the view,
-// taken by reference and advanced by what was read; a failed read leaves its position where the failing byte is.
-// Nothing is owned: the bytes outlive the view. Immutable, so any number of threads may share one.
+// taken by reference and advanced by what was read; a read that leaves the view throws qv::exception, and its position
+// is where the failing byte would be. Nothing is owned: the bytes outlive the view. Immutable, so any number of threads
+// may share one.
 #pragma once
 
 #include <cstdint>
@@ -40,10 +41,9 @@ public:
     const unsigned char* data() const noexcept { return data_; }
     std::uint32_t size() const noexcept { return size_; }
 
-    // The part of this view that begins at `offset`. Throws "Out of arent region" when it is not inside.
+    // The part of this view that begins at `offset`; fails when it is not inside.
     md_region create_child(std::uint32_t offset, std::uint32_t size) const;
 
-    // Throws "End of region" when fewer bytes are left than T has.
     template <class T>
     T read_value(std::uint32_t& position) const {
         static_assert(std::is_trivially_copyable_v<T>);
@@ -53,8 +53,7 @@ public:
     }
 
     // One character of UTF-8, as long as its lead byte says; the bytes after it are not looked at. Returns where it
-    // begins and, on request, where the next one does. Throws "End of region", or std::runtime_error "Unexpected UTF8
-    // slave symbol at master position", "Invalid UTF8 master symbol".
+    // begins and, on request, where the next one does. Throws std::runtime_error for a byte that leads no character.
     const unsigned char* read_char_utf8(std::uint32_t& position, const unsigned char** next = nullptr) const;
 
     // Characters up to one whose first byte is 0, which is consumed. The text ends at its first zero byte.
@@ -64,15 +63,16 @@ public:
     std::string_view read_text_utf8() const;
 
     // Compressed integers of 1, 2 or 4 bytes. A lead byte of 0xE0 or above is taken as the 4-byte form with its low
-    // five bits. The signed form is returned in two's complement. Both throw "End of region".
+    // five bits. The signed form is returned in two's complement.
     std::uint32_t read_compressed_unsigned(std::uint32_t& position) const;
     std::uint32_t read_compressed_signed(std::uint32_t& position) const;
 
 private:
     // The bounds gate: every byte that is read comes through here.
-    const unsigned char* take(std::uint32_t& position, std::uint32_t count, const throw_location& where) const {
+    const unsigned char* take(std::uint32_t& position, std::uint32_t count, const throw_site& site,
+                              source_location here = source_location::current()) const {
         count_work(1);
-        if (position > size_ || count > size_ - position) end_of_region(where);
+        if (position > size_ || count > size_ - position) end_of_region({site, here});
         const unsigned char* const bytes = data_ + position;
         position += count;
         return bytes;

@@ -25,7 +25,6 @@ struct pdb_header {
 
 class metadata_parser {
 public:
-    // Throws "Invalid metadata signature", "No #~ stream", "End of region", "Out of arent region".
     metadata_parser(std::uint64_t size, const unsigned char* data);
 
     // NUL-terminated, inside the block.
@@ -41,14 +40,13 @@ public:
     std::uint32_t row_size(unsigned table) const noexcept { return row_sizes_[table]; }
     const md_region& table(unsigned table) const noexcept { return tables_[table]; }
 
-    // The GUID of an index; index 0 throws "Zero #GUID stream index", or is the zero GUID where null is allowed. Throws
-    // "End of region".
+    // The GUID of an index; index 0 fails, or is the zero GUID where null is allowed.
     GUID get_stream_data(md_stream<guid_heap> index, bool null_allowed) const;
 
-    // The name of an index, inside the block. Throws "End of region", or std::runtime_error for malformed UTF-8.
+    // The name of an index, inside the block.
     std::string_view get_stream_data(md_stream<strings_heap> index) const;
 
-    // The blob of an index. Throws "End of region", "Out of arent region".
+    // The blob of an index.
     md_region get_stream_data(md_stream<blob_heap> index) const;
 
 private:
@@ -78,8 +76,7 @@ public:
         return parser_.row_count(T::number);
     }
 
-    // The raw value of column F in the 1-based row of table T. Throws "Zero table index", "Too large table index",
-    // "End of region".
+    // The raw value of column F in the 1-based row of table T; fails for a row that the table does not have.
     template <class T, class F>
     auto get_field_value(std::uint32_t row) const {
         return T::template column<F>::get_value(

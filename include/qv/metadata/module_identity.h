@@ -13,8 +13,7 @@ struct module_identity {
     std::uint32_t method_rows;  // rows of the MethodDef table
 };
 
-// Reads it from the metadata block of an image. Throws what the metadata reader throws; "Too large table index" when
-// the Module table is empty.
+// Reads it from the metadata block of an image. Throws what the metadata reader throws, also for an empty Module table.
 module_identity read_module_identity(const std::vector<unsigned char>& metadata);
 
 }  // namespace qv::metadata

@@ -13,9 +13,8 @@ namespace qv::portable_executable {
 
 // `data` is the data of a debug directory entry of type 17. Memory follows what the stream really expands to, whatever
 // is declared, and unpacking ends as soon as that exceeds what was declared, or 16 MiB and 64 times the packed bytes.
-// Bytes after the end of the deflate stream are ignored. Throws qv::exception "Invalid packed portable PDB size",
-// "Invalid packed portable PDB signature", "Uncompressed buffer isn't the same as declared" or "Too large uncompressed
-// portable PDB"; a corrupt or incomplete stream raises the library's boost::iostreams::zlib_error.
+// Bytes after the end of the deflate stream are ignored. Throws qv::exception for a bad header or size; a corrupt or
+// incomplete stream raises the library's boost::iostreams::zlib_error.
 std::vector<unsigned char> unpack_metadata_pdb(const unsigned char* data, std::uint64_t size);
 
 }  // namespace qv::portable_executable

@@ -1,5 +1,5 @@
-// The records of a PE image as they lie in the file (PE/COFF specification and ECMA-335 II.25), and the choice of the
-// data directories. All integers are little-endian; every record is read byte for byte.
+// The records of a PE image as they lie in the file (PE/COFF specification and ECMA-335 II.25). All integers are
+// little-endian; every record is read byte for byte.
 #pragma once
 
 #include <array>
@@ -20,9 +20,6 @@ constexpr std::uint32_t metadata_signature = 0x424A5342;  // "BSJB"
 constexpr std::uint16_t optional_header_32_magic = 0x10B;
 constexpr std::uint16_t optional_header_64_magic = 0x20B;
 constexpr std::uint16_t optional_header_rom_magic = 0x107;
-
-// How a header with any other magic fails, and a ROM header where directories are wanted.
-constexpr const char* invalid_optional_header_message = "Invalid optional header signature";
 
 struct IMAGE_DOS_HEADER {
     std::uint16_t e_magic;
@@ -133,8 +130,5 @@ struct IMAGE_DEBUG_DIRECTORY {
     std::uint32_t PointerToRawData;
 };
 static_assert(sizeof(IMAGE_DEBUG_DIRECTORY) == 28);
-
-// The standard data directories of a 32-bit or 64-bit image; any other kind throws "Invalid optional header signature".
-const image_data_directories& get_data_directories(const image_optional_header& header);
 
 }  // namespace qv::portable_executable

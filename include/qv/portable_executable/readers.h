@@ -9,6 +9,7 @@
 // the image is believed beyond what the stream holds.
 #pragma once
 
+#include <boost/filesystem/path.hpp>
 #include <cstdint>
 #include <vector>
 
@@ -81,35 +82,35 @@ private:
     std::uint64_t ahead_begin_ = 0;
 };
 
-// DOS or VxD header. Throws "Invalid DOS header signature".
+// DOS or VxD header.
 template <class Stream>
 void read_image_header(Stream& stream, image_header& header);
 
-// NT signature and file header. Throws "Unexpected DOS header signature", "Invalid NT header signature".
+// NT signature and file header; only behind a DOS header.
 template <class Stream>
 void read_image_file_header(Stream& stream, const image_header& header, IMAGE_FILE_HEADER& file_header);
 
-// Optional header with all data directories. Throws "Invalid option header size", "Invalid 32-bit option header size",
-// "Invalid 64-bit option header size", "Invalid ROM option header size", "Invalid optional header signature".
+// Optional header with all data directories.
 template <class Stream>
 void read_image_optional_header(Stream& stream, const IMAGE_FILE_HEADER& file_header,
                                 image_optional_header& optional_header);
 
-// CLI header and metadata. Throws "Invalid cor image directory", "Can't get cor image directory virtual address",
-// "Invalid cor header size, version 2.0 expected", "Invalid metadata image directory ", "Too small metadata size",
-// "Can't get metadata virtual address", "Invalid metadata signature".
+// The standard data directories of a 32-bit or 64-bit image; any other kind fails.
+const image_data_directories& get_data_directories(const image_optional_header& header);
+
+// CLI header and metadata; an image without them fails.
 template <class Stream>
 void read_image_com_data_directory(Stream& stream, const image_sections& sections,
                                    const IMAGE_DATA_DIRECTORY& directory, std::vector<unsigned char>& metadata);
 
-// Debug directory; an absent one has no entries. Throws "Can't get debug data directory virtual address".
+// Debug directory; an absent one has no entries, one that no section holds fails.
 template <class Stream>
 void read_image_debug_data_directory(Stream& stream, const image_sections& sections,
                                      const IMAGE_DATA_DIRECTORY& directory, std::vector<image_debug_entry>& entries);
 
 // One debug entry, with its data when it is of a kind that leads to symbols; false for any other kind. Leaves the
 // stream anywhere. `data_allowance` is how many data bytes the entries of the image may still have, see the
-// definition. Throws "RAW data pointer in image debug directory should be declared", "Too large debug data".
+// definition.
 template <class Stream>
 bool read_image_debug_directory(Stream& stream, const section_ranges& sections, const IMAGE_DEBUG_DIRECTORY& directory,
                                 std::uint64_t& data_allowance, image_debug_entry& entry);
@@ -117,5 +118,8 @@ bool read_image_debug_directory(Stream& stream, const section_ranges& sections, 
 // All of the above in order. After a failure `image` is filled as far as the reading got.
 template <class Stream>
 void read_image_data(Stream& stream, image_data& image);
+
+// The same of a file, which is closed before this returns. Throws also what opening the file throws.
+image_data read_image_file(const boost::filesystem::path& path);
 
 }  // namespace qv::portable_executable

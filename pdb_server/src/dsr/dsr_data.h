@@ -33,8 +33,8 @@ struct dsr_data {
     std::exception_ptr failure;  // why the two above are missing
 };
 
-// dsr_init with services of the caller's choice. The failures kept are "Can't create symbol binder", "Runtime with
-// metadata dispenser was not found", "Can't get metadata dispemnser" and "Can't create metadata dispenser".
+// dsr_init with services of the caller's choice. Kept is that there is no binder, no dispenser or no runtime to give
+// one.
 std::shared_ptr<dsr_data> dsr_init(const com_services& services);
 
 }  // namespace qv::profiler::pdb_server

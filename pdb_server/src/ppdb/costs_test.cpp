@@ -6,7 +6,7 @@
 
 #include "pdb_server/src/pdb_processor_ppdb.h"
 #include "qv/diagnostics/work_counter.h"
-#include "qv/portable_executable/image_file.h"
+#include "qv/portable_executable/readers.h"
 #include "tests/support/builders/failure.h"
 #include "tests/support/costly_files/costly_files.h"
 #include "tests/support/costly_files/largest_allocation.h"

@@ -1,7 +1,14 @@
 #include "pdb_server/src/ppdb/ppdb_module_data.h"
 
+#include <algorithm>
+#include <codecvt>
+#include <cstring>
+#include <locale>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
 #include "core/src/bridges/bridge_protocol.h"
-#include "pdb_server/src/ppdb/document_name.h"
 #include "pdb_server/src/ppdb/sequence_points.h"
 #include "qv/diagnostics/exception.h"
 
@@ -9,6 +16,8 @@ namespace qv::profiler::pdb_server {
 namespace {
 
 using namespace metadata::detail_metadata;
+
+constexpr const char* source = "pdb_server/src/pdb_processor_ppdb";
 
 // The kind of custom debug information that holds the Source Link document.
 constexpr GUID source_link = {0xCC110556, 0xA091, 0x4D38, {0x9F, 0xEC, 0x25, 0xAB, 0x9A, 0x35, 0x1A, 0x6A}};
@@ -26,13 +35,85 @@ void require_module(md_token<idx_HasCustomDebugInformation> token) {
     static constexpr throw_site here{
         "void __cdecl qv::profiler::pdb_server::ppdb_module_data::get_source_server_data(class std::vector<unsigned "
         "char,class std::allocator<unsigned char> > &)",
-        "pdb_server/src/pdb_processor_ppdb"};
+        source};
     const table_row parent = decode(token);
     if (parent.table != md_Module::number) throw_error("Invalid parent index type", here);
     if (parent.row != 1) throw_error("Invalid parent index rid", here);
 }
 
+// --- Names of documents (Portable PDB format, "Document Name Blob").
+
+[[noreturn]] void fail_conversion() {
+    throw std::range_error("bad conversion");
+}
+
+// UTF-16 surrogates that were encoded one by one are no UTF-8 (RFC 3629, 3), and the name could not be encoded again.
+// In text that is otherwise well-formed the byte ED begins U+D000 to U+DFFF, the upper half of which are surrogates.
+bool has_surrogate(std::string_view utf8) {
+    return std::adjacent_find(utf8.begin(), utf8.end(), [](char first, char second) {
+               return first == '\xED' && static_cast<unsigned char>(second) >= 0xA0;
+           }) != utf8.end();
+}
+
+// The standard converter is deprecated without a successor; this is the only file that may use it (see the build).
+std::wstring convert(std::string_view utf8) {
+    try {
+        // Some libraries let surrogates through.
+        if (has_surrogate(utf8)) fail_conversion();
+        // Yields UTF-16 code units whatever the width of wchar_t.
+        std::wstring_convert<std::codecvt_utf8_utf16<wchar_t>> converter;
+        return converter.from_bytes(utf8.data(), utf8.data() + utf8.size());
+    } catch (const std::range_error&) {
+        // Libraries word this differently; clients know one wording.
+        fail_conversion();
+    }
+}
+
+// The first character of the blob; a zero byte stands for no separator.
+std::string_view read_separator(const md_region& blob, std::uint32_t& position) {
+    const unsigned char* end = nullptr;
+    const unsigned char* const begin = blob.read_char_utf8(position, &end);
+    if (*begin == 0) return {};
+    return {reinterpret_cast<const char*>(begin), static_cast<std::size_t>(end - begin)};
+}
+
+// Appends the name to `name`.
+void read_document_name(const metadata_parser& parser, md_stream<blob_heap> index, std::wstring& name) {
+    static constexpr throw_site here{
+        "void __cdecl qv::profiler::pdb_server::ppdb_module_data::get_document(const unsigned int,class "
+        "std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class std::allocator<wchar_t> > &,struct _GUID "
+        "&,class std::vector<unsigned char,class std::allocator<unsigned char> > &)",
+        source};
+    const md_region blob = parser.get_stream_data(index);
+    std::uint32_t position = 0;
+    const std::string_view separator = read_separator(blob, position);
+    const std::wstring wide_separator = convert(separator);
+    std::uint64_t length = 0;
+    for (bool first = true; position != blob.size(); first = false) {
+        const md_stream<blob_heap> part_index = {blob.read_compressed_unsigned(position)};
+        if (!first) name += wide_separator;
+        const md_region part = parser.get_stream_data(part_index);
+        length += part.size() + (first ? 0 : separator.size());
+        if (length > max_document_name) throw_error("Too long document name", here);
+        name += convert(part.read_text_utf8());
+    }
+}
+
 }  // namespace
+
+metadata_container::metadata_container(std::vector<unsigned char>&& bytes)
+    : bytes_(std::move(bytes)), parser_(bytes_.size(), bytes_.data()) {
+    static constexpr throw_site here{
+        "__cdecl qv::profiler::pdb_server::metadata_container::metadata_container(class std::vector<unsigned "
+        "char,class std::allocator<unsigned char> > &&)",
+        source};
+    if (!parser_.pdb()) throw_error("Metadata doesn't containt PDB information", here);
+}
+
+bool metadata_container::has_id(const GUID& guid, std::uint32_t stamp) const noexcept {
+    const unsigned char* const id = parser_.pdb()->id.data();
+    return std::memcmp(id, &guid, sizeof guid) == 0 && std::memcmp(id + sizeof guid, &stamp, sizeof stamp) == 0;
+}
 
 void ppdb_module_data::get_source_server_data(std::vector<std::uint8_t>& data) {
     data.clear();

@@ -1,16 +1,42 @@
-// Symbols of a module whose PDB is portable, answered straight from the tables.
+// The symbols of a module whose PDB is portable, answered straight from its tables.
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "pdb_server/src/module_data.h"
-#include "pdb_server/src/ppdb/metadata_container.h"
+#include "quorvex/common/guid.h"
+#include "qv/metadata/metadata.h"
 
 namespace qv::profiler::pdb_server {
 
+// The parts of one name may all refer to the same large blob, so that a small file spells a name of any length. Names
+// are paths or URLs; none that any system can open comes near this many bytes of UTF-8.
+constexpr std::uint64_t max_document_name = 1u << 20;
+
+// The bytes of a portable PDB and the parser over them. Immutable after construction; any number of threads may read
+// through it.
+class metadata_container {
+public:
+    // Throws what the metadata reader throws, and for metadata without a "#Pdb" stream.
+    explicit metadata_container(std::vector<unsigned char>&& bytes);
+    metadata_container(const metadata_container&) = delete;
+    metadata_container& operator=(const metadata_container&) = delete;
+
+    const metadata::detail_metadata::metadata_parser& parser() const noexcept { return parser_; }
+
+    // Whether the PDB was written for the image whose debug directory names this GUID and time stamp.
+    bool has_id(const GUID& guid, std::uint32_t stamp) const noexcept;
+
+private:
+    const std::vector<unsigned char> bytes_;
+    const metadata::detail_metadata::metadata_parser parser_;
+};
+
 // See module_data. A document id is a row of the Document table; source-server data is the Source Link document. All
-// operations clear their outputs first. Errors are those of the metadata reader, of read_document_name, and "Invalid
-// parent index type", "Invalid parent index rid".
+// operations clear their outputs first. Fails as the metadata reader does, with std::range_error for a document name
+// that is no UTF-8, and for a name of more than max_document_name bytes.
 class ppdb_module_data final : public module_data {
 public:
     ppdb_module_data(const GUID& id, std::unique_ptr<const metadata_container> container) noexcept

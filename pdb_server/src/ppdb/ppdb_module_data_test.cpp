@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include "pdb_server/src/ppdb/document_name.h"
 #include "qv/text/utf.h"
 #include "tests/support/builders/failure.h"
 #include "tests/support/builders/portable_pdb_builder.h"

@@ -26,7 +26,7 @@ public:
     sequence_point_reader(const metadata::detail_metadata::md_region& blob, std::uint32_t document);
 
     // Reads the next point; false at the end of the blob. A blob always has a first point: one that ends after its
-    // header throws "End of region".
+    // header fails.
     bool next(sequence_point& point);
 
 private:
@@ -45,8 +45,7 @@ private:
 }  // namespace detail
 
 // Calls visit(const sequence_point&) for each sequence point of the method in blob order; the method is given by its
-// row. A PDB without debug information for methods has none. Throws "Zero table index", "Too large table index", "End
-// of region", "Out of arent region".
+// row. A PDB without debug information for methods has none. Throws what the metadata reader throws.
 template <class Visitor>
 void for_each_sequence_point(const metadata::detail_metadata::metadata_parser& parser, std::uint32_t method_row,
                              Visitor&& visit) {

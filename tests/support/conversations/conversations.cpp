@@ -2,7 +2,7 @@
 
 #include "core/src/stream/MemoryStream.h"
 #include "qv/metadata/module_identity.h"
-#include "qv/portable_executable/image_file.h"
+#include "qv/portable_executable/readers.h"
 #include "qv/text/path.h"
 #include "tests/support/files/test_files.h"
 

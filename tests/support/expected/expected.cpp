@@ -10,7 +10,7 @@
 #include <set>
 #include <sstream>
 
-#include "qv/portable_executable/image_file.h"
+#include "qv/portable_executable/readers.h"
 #include "qv/text/path.h"
 #include "qv/text/utf.h"
 

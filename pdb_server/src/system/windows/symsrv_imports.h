@@ -1,7 +1,6 @@
-// The symbol-server library that the process has loaded.
+// The symbol-server library that the process has loaded. Windows only.
 //
-// The library's published entry points are those documented with dbghelp.h. Elsewhere than on Windows there is no such
-// library and nothing is ever found.
+// The library's published entry points are those documented with dbghelp.h.
 #pragma once
 
 #include <boost/filesystem/path.hpp>
@@ -13,8 +12,9 @@
 namespace qv::profiler::pdb_server::symsrv_imports {
 
 // Loads "SymSrv.dll" from the directory, which must be absolute; an empty one means the directory of the running
-// executable. The library loaded before is released, also when the new one cannot be loaded. Throws "Symbol server path
-// isn't absolute", "Symbol server path doesn't exist" and "Symbol server wasn't loaded" with the path attached.
+// executable. The library loaded before is released, also when the new one cannot be loaded. Throws for a directory
+// that is not absolute or not there, and win32_error_exception for a library that cannot be loaded; the path is
+// attached.
 void init(boost::filesystem::path directory);
 
 // Asks the loaded library for a file; `parameters` are those of common/symbol_server/search_elements.h. Empty when the
