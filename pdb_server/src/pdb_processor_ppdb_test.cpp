@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "core/src/stream/MemoryBlockStream.h"
-#include "tests/support/builders/failure.h"
+#include "diagnostics/exception_test_support.h"
 #include "tests/support/builders/pe_builder.h"
 #include "tests/support/builders/portable_pdb_builder.h"
 #include "tests/support/files/test_files.h"
@@ -13,7 +13,7 @@ namespace {
 
 using boost::filesystem::path;
 using test::bytes;
-using test::failure_of;
+using test::message_of;
 using test::pe_builder;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -92,9 +92,9 @@ TEST_F(TryLoadModule, FirstCandidateThatBelongsToTheImageWins) {
 TEST_F(TryLoadModule, MalformedPdbsFail) {
     const char* const other_metadata = "Metadata doesn't containt PDB information";
     const bytes image = test::image_metadata(mvid).build();
-    EXPECT_EQ(failure_of([&] { load(with_codeview().embedded(image)); }), other_metadata);
-    EXPECT_EQ(failure_of([&] { load(with_codeview(), {file("image", image)}); }), other_metadata);
-    EXPECT_EQ(failure_of([&] { load(with_codeview(), {file("cut", {'B', 'S', 'J', 'B', 1})}); }), "End of region");
+    EXPECT_EQ(message_of([&] { load(with_codeview().embedded(image)); }), other_metadata);
+    EXPECT_EQ(message_of([&] { load(with_codeview(), {file("image", image)}); }), other_metadata);
+    EXPECT_EQ(message_of([&] { load(with_codeview(), {file("cut", {'B', 'S', 'J', 'B', 1})}); }), "End of region");
 }
 
 TEST_F(TryLoadModule, OnlyRecordsOfPortablePdbsAreAskedAbout) {
@@ -118,7 +118,7 @@ TEST_F(TryLoadModule, RecordedPathEndsAtItsTerminatorOrWithTheEntry) {
          {padded, bytes(record.begin(), record.end() - 1), bytes(record.begin(), record.begin() + 24)})
         load(managed().debug_entry(2, 0x504D, stamp, data));
     EXPECT_THAT(asked_, ElementsAre(L"\u00E4/a.pdb", L"\u00E4/a.pdb", L""));
-    EXPECT_EQ(failure_of([&] { load(managed().codeview(pdb_guid, stamp, "\xC3")); }), "Invalid UTF8 slave symbol");
+    EXPECT_EQ(message_of([&] { load(managed().codeview(pdb_guid, stamp, "\xC3")); }), "Invalid UTF8 slave symbol");
 }
 
 }  // namespace

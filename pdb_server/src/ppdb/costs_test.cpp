@@ -4,10 +4,10 @@
 
 #include <map>
 
+#include "diagnostics/exception_test_support.h"
 #include "pdb_server/src/pdb_processor_ppdb.h"
 #include "qv/diagnostics/work_counter.h"
 #include "qv/portable_executable/readers.h"
-#include "tests/support/builders/failure.h"
 #include "tests/support/costly_files/costly_files.h"
 #include "tests/support/costly_files/largest_allocation.h"
 #include "tests/support/files/test_files.h"
@@ -47,7 +47,7 @@ cost cost_of(const test::costly_shape& shape, std::size_t size) {
     test::largest_allocation = 0;
     [[maybe_unused]] const std::uint64_t before = work_done;
     std::string outcome;
-    const std::string failure = test::failure_of([&] { outcome = load(image); });
+    const std::string failure = test::message_of([&] { outcome = load(image); });
     return {outcome.empty() ? failure : outcome, work_done - before, test::largest_allocation,
             files.image.size() + files.pdb.size()};
 }

@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include "diagnostics/exception_test_support.h"
 #include "qv/text/utf.h"
-#include "tests/support/builders/failure.h"
 #include "tests/support/builders/portable_pdb_builder.h"
 
 namespace qv::profiler::pdb_server {
@@ -11,8 +11,8 @@ namespace {
 
 using test::byte_writer;
 using test::bytes;
-using test::failure_of;
 using test::hidden;
+using test::message_of;
 using test::portable_pdb_builder;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -62,7 +62,7 @@ TEST(SequencePoints, AreGivenInBlobOrder) {
         for (std::size_t i = 0; i < record.size(); ++i) {
             // Between two records the blob may end, but not before the first one.
             const bool may_end = i == 0 && !points.empty();
-            EXPECT_EQ(failure_of([&] { points_of_blob(4, blob); }), may_end ? "(no failure)" : "End of region");
+            EXPECT_EQ(message_of([&] { points_of_blob(4, blob); }), may_end ? "" : "End of region");
             blob.push_back(record[i]);
         }
         points.push_back(expected);
@@ -146,7 +146,7 @@ TEST(DocumentNames, Failures) {
         {{'/', 22}, "Out of arent region"},
         {{'/', 0xBF, 0xFF}, "End of region"},
     };
-    for (const auto& item : cases) EXPECT_EQ(failure_of([&] { name_of(item.blob); }), item.message);
+    for (const auto& item : cases) EXPECT_EQ(message_of([&] { name_of(item.blob); }), item.message);
 }
 
 TEST(DocumentNames, CannotGrowWithoutEnd) {
@@ -157,8 +157,8 @@ TEST(DocumentNames, CannotGrowWithoutEnd) {
     builder.document_with_name(byte_writer().u8('/').packed(half).packed(half).data());
     const auto module = load(builder);
     EXPECT_EQ(document_name(*module, 1).size(), max_document_name);
-    EXPECT_EQ(failure_of([&] { document_name(*module, 2); }), "Too long document name");
-    EXPECT_EQ(failure_of([&] { document_name(*module, 3); }), "Too large table index");
+    EXPECT_EQ(message_of([&] { document_name(*module, 2); }), "Too long document name");
+    EXPECT_EQ(message_of([&] { document_name(*module, 3); }), "Too large table index");
 }
 
 TEST(SourceLink, IsTheValueOfTheFirstRecordOfItsKindWhichIsTheModules) {
@@ -178,7 +178,7 @@ TEST(SourceLink, IsTheValueOfTheFirstRecordOfItsKindWhichIsTheModules) {
         builder.custom(item.parent, item.kind, {'f', 'i', 'r', 's', 't'});
         builder.source_link("second");
         bytes data = {1};
-        const std::string failure = failure_of([&] { load(builder)->get_source_server_data(data); });
+        const std::string failure = message_of([&] { load(builder)->get_source_server_data(data); });
         EXPECT_EQ(data.empty() ? failure : std::string(data.begin(), data.end()), item.outcome);
     }
 }
