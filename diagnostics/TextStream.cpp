@@ -80,8 +80,7 @@ static_assert(dec_size<int> == 12 && hex_size<unsigned short> == 5);
 std::size_t piece_size(std::wstring_view utf16) {
     constexpr std::size_t size = 256;
     if (utf16.size() <= size) return utf16.size();
-    const bool high_surrogate_is_last = (utf16[size - 1] & 0xFC00) == 0xD800;
-    return high_surrogate_is_last ? size + 1 : size;
+    return text::is_high_surrogate(utf16[size - 1]) ? size + 1 : size;
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "common/module_path.h"
 #include "diagnostics/environment.h"
 
 namespace qv::log {
@@ -149,19 +150,6 @@ session_facts query_session() {
     return facts;
 }
 
-std::wstring query_executable() {
-    constexpr std::size_t longest = 1u << 16;  // no path of the system is longer
-    std::wstring path(MAX_PATH, L'\0');
-    for (;;) {
-        const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
-        if (length < path.size() || path.size() >= longest) {
-            path.resize(length);
-            return path;
-        }
-        path.resize(2 * path.size());
-    }
-}
-
 }  // namespace
 
 environment query_environment() {
@@ -170,7 +158,7 @@ environment query_environment() {
             query_system(),
             query_processor(),
             query_session(),
-            {GetCurrentProcessId(), query_executable(), GetCommandLineW()}};
+            {GetCurrentProcessId(), module_path(nullptr), GetCommandLineW()}};
 }
 
 }  // namespace qv::log

@@ -10,27 +10,17 @@ namespace {
 
 constexpr std::uint32_t replacement_character = 0xFFFD;
 
-bool is_surrogate(std::uint32_t unit, std::uint32_t first) {
-    return unit >= first && unit < first + 0x400;
-}
-
-std::uint32_t first_unit(std::wstring_view utf16) {
-    return static_cast<std::make_unsigned_t<wchar_t>>(utf16.front());
-}
-
 // Takes one character off the front of the text; whatever is malformed counts as one replacement character.
 std::uint32_t take_code_point(std::wstring_view& utf16) {
-    const std::uint32_t unit = first_unit(utf16);
-    utf16.remove_prefix(1);
-    if (is_surrogate(unit, 0xD800) && !utf16.empty()) {
-        const std::uint32_t next = first_unit(utf16);
-        if (is_surrogate(next, 0xDC00)) {
-            utf16.remove_prefix(1);
-            return ((unit - 0xD800) << 10 | (next - 0xDC00)) + 0x10000;
-        }
+    const auto number_of = [](wchar_t unit) { return static_cast<std::make_unsigned_t<wchar_t>>(unit); };
+    const std::uint32_t unit = number_of(utf16[0]);
+    if (begins_with_pair(utf16)) {
+        const std::uint32_t low = number_of(utf16[1]);
+        utf16.remove_prefix(2);
+        return combine_surrogates(unit, low);
     }
-    if (unit > 0xFFFF || (unit >= 0xD800 && unit <= 0xDFFF)) return replacement_character;
-    return unit;
+    utf16.remove_prefix(1);
+    return unit > 0xFFFF || is_surrogate(unit) ? replacement_character : unit;
 }
 
 }  // namespace

@@ -71,6 +71,14 @@ std::vector<std::wstring_view> names_of(std::wstring_view path) {
 
 }  // namespace
 
+std::string_view file_name(std::string_view path) noexcept {
+    return path.substr(path.find_last_of("/\\") + 1);
+}
+
+std::wstring_view file_name(std::wstring_view path) noexcept {
+    return path.substr(path.find_last_of(separators) + 1);
+}
+
 boost::filesystem::path to_path(const std::wstring& utf16) {
 #ifdef _WIN32
     return boost::filesystem::path(utf16);

@@ -22,7 +22,7 @@ std::uint32_t decode_utf8(const char*& position) {
 }
 
 void append_utf16(std::uint32_t code_point, std::wstring& utf16) {
-    if (code_point >= 0xD800 && code_point <= 0xDFFF) throw std::runtime_error("Surrogate code point detected");
+    if (is_surrogate(code_point)) throw std::runtime_error("Surrogate code point detected");
     if (code_point >= 0x110000) throw std::runtime_error("Unsupported UTF16 code point");
     if (code_point < 0x10000) {
         utf16.push_back(static_cast<wchar_t>(code_point));
@@ -37,17 +37,9 @@ std::uint32_t number_of(wchar_t unit) {
     return static_cast<std::make_unsigned_t<wchar_t>>(unit);
 }
 
-bool is_high_surrogate(std::uint32_t unit) {
-    return unit >= 0xD800 && unit <= 0xDBFF;
-}
-
-bool is_low_surrogate(std::uint32_t unit) {
-    return unit >= 0xDC00 && unit <= 0xDFFF;
-}
-
-std::uint32_t combine_surrogates(std::uint32_t high, std::uint32_t low) {
+std::uint32_t combine_pair(std::uint32_t high, std::uint32_t low) {
     if (!is_low_surrogate(low)) throw std::runtime_error("Invalid UTF16 slave symbol");
-    return ((high - 0xD800) << 10 | (low - 0xDC00)) + 0x10000;
+    return combine_surrogates(high, low);
 }
 
 void reject_leading_low_surrogate(std::uint32_t unit) {
@@ -95,7 +87,7 @@ const wchar_t* utf16_to_utf8(const wchar_t* utf16, std::string& utf8) {
         reject_leading_low_surrogate(unit);
         if (is_high_surrogate(unit)) {
             // A terminator here is no low surrogate, so the position never passes it.
-            code_point_to_utf8(combine_surrogates(unit, number_of(*utf16)), utf8);
+            code_point_to_utf8(combine_pair(unit, number_of(*utf16)), utf8);
             ++utf16;
         } else {
             code_point_to_utf8(unit, utf8);
@@ -110,7 +102,7 @@ void utf16_to_utf8(const wchar_t* begin, const wchar_t* end, std::string& utf8) 
         reject_leading_low_surrogate(unit);
         if (is_high_surrogate(unit)) {
             if (begin == end) throw std::runtime_error("Not enough input");
-            code_point_to_utf8(combine_surrogates(unit, number_of(*begin++)), utf8);
+            code_point_to_utf8(combine_pair(unit, number_of(*begin++)), utf8);
         } else {
             code_point_to_utf8(unit, utf8);
         }

@@ -31,15 +31,11 @@ DWORD write_bytes(HANDLE to, std::string_view bytes) {
     });
 }
 
-bool is_high_surrogate(wchar_t unit) {
-    return unit >= 0xD800 && unit < 0xDC00;
-}
-
 // A console shows a character only when it gets both units of it at once.
 DWORD write_characters(HANDLE to, std::string_view utf8) {
     const std::wstring utf16 = text::to_utf16(std::string(utf8));
     return write_parts(std::wstring_view(utf16), [to](const wchar_t* text, DWORD size, DWORD* written) {
-        if (size > 1 && is_high_surrogate(text[size - 1])) --size;
+        if (size > 1 && text::is_high_surrogate(text[size - 1])) --size;
         return ::WriteConsoleW(to, text, size, written, nullptr) != FALSE;
     });
 }

@@ -26,14 +26,6 @@ bool is_control(std::uint32_t unit) {
            (unit >= 0x2028 && unit <= 0x202E) || (unit >= 0x2066 && unit <= 0x2069) || unit == 0xFEFF;
 }
 
-bool is_surrogate(std::uint32_t unit) {
-    return unit >= 0xD800 && unit <= 0xDFFF;
-}
-
-bool is_pair(std::wstring_view text) {
-    return text.size() >= 2 && text[0] >= 0xD800 && text[0] < 0xDC00 && text[1] >= 0xDC00 && text[1] < 0xE000;
-}
-
 bool is_line_end(std::string_view text) {
     return text.substr(0, 1) == "\n" || text.substr(0, 2) == "\r\n";
 }
@@ -61,8 +53,8 @@ std::string printable(std::wstring_view utf16) {
     std::string result;
     while (!utf16.empty()) {
         const std::uint32_t unit = static_cast<char32_t>(utf16[0]);
-        const std::size_t units = is_pair(utf16) ? 2 : 1;
-        if (units == 1 && (is_surrogate(unit) || is_control(unit)))
+        const std::size_t units = text::begins_with_pair(utf16) ? 2 : 1;
+        if (units == 1 && (text::is_surrogate(unit) || is_control(unit)))
             result += escape(unit);
         else
             result += text::to_utf8(utf16.substr(0, units));

@@ -25,8 +25,7 @@ struct pdb_file {
 // been built on another system.
 path wanted_name(const module_info& module) {
     const std::string& recorded = module.recorded_pdb;
-    return is_utf8(recorded) ? text::to_path(text::to_utf16(recorded.substr(recorded.find_last_of("\\/") + 1)))
-                             : path();
+    return is_utf8(recorded) ? text::to_path(text::to_utf16(std::string(text::file_name(recorded)))) : path();
 }
 
 std::vector<path> places_of(const module_info& module, const std::vector<std::wstring>& search_paths) {

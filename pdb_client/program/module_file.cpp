@@ -1,11 +1,10 @@
 #include "pdb_client/program/module_file.h"
 
-#include <algorithm>
 #include <boost/filesystem/operations.hpp>
-#include <cstring>
-#include <string_view>
+#include <utility>
 
 #include "qv/metadata/module_identity.h"
+#include "qv/portable_executable/codeview.h"
 #include "qv/portable_executable/readers.h"
 #include "qv/text/path.h"
 
@@ -14,31 +13,16 @@ namespace {
 
 namespace pe = portable_executable;
 
-// A CodeView record is the signature "RSDS", the GUID, the age, and the path up to a NUL.
-constexpr std::string_view codeview_signature = "RSDS";
-constexpr std::size_t codeview_guid = 4;
-constexpr std::size_t codeview_age = 20;
-constexpr std::size_t codeview_path = 24;
-
-bool is_codeview(const pe::image_debug_entry& entry) {
-    return entry.Type == pe::debug_type_codeview && entry.data.size() >= codeview_path &&
-           std::equal(codeview_signature.begin(), codeview_signature.end(), entry.data.begin());
-}
-
 symbol_kind kind_of(const pe::image_debug_entry& entry) {
     if (entry.Type == pe::debug_type_embedded_portable_pdb) return symbol_kind::embedded;
-    if (!is_codeview(entry)) return symbol_kind::none;
+    if (entry.Type != pe::debug_type_codeview || !pe::read_codeview(entry.data)) return symbol_kind::none;
     return entry.MinorVersion == pe::portable_pdb_minor_version ? symbol_kind::portable : symbol_kind::classic;
 }
 
 void describe_named_pdb(const pe::image_debug_entry& entry, module_info& module) {
-    std::memcpy(&module.pdb.guid, entry.data.data() + codeview_guid, sizeof module.pdb.guid);
-    if (module.symbols == symbol_kind::portable)
-        module.pdb.number = entry.TimeDateStamp;
-    else
-        std::memcpy(&module.pdb.number, entry.data.data() + codeview_age, sizeof module.pdb.number);
-    const auto path = entry.data.begin() + static_cast<std::ptrdiff_t>(codeview_path);
-    module.recorded_pdb.assign(path, std::find(path, entry.data.end(), 0));
+    auto record = pe::read_codeview(entry.data).value();
+    module.pdb = {record.guid, module.symbols == symbol_kind::portable ? entry.TimeDateStamp : record.age};
+    module.recorded_pdb = std::move(record.path);
 }
 
 // An embedded PDB is preferred to a named one, and a portable one to a classic one, as the server does.

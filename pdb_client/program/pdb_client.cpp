@@ -3,6 +3,7 @@
 
 #include <optional>
 
+#include "common/module_path.h"
 #include "pdb_client/library/pipe_connection.h"
 #include "pdb_client/program/console_output.h"
 #include "pdb_client/program/display_text.h"
@@ -11,6 +12,7 @@
 #include "pdb_client/program/spawned_server.h"
 #include "qv/diagnostics/error_text.h"
 #include "qv/diagnostics/exception.h"
+#include "qv/text/path.h"
 
 namespace qv::profiler::pdb_client {
 namespace {
@@ -28,9 +30,7 @@ outcome failure(exit_code code, const std::string& messages) {
 }
 
 std::wstring server_beside_this_program() {
-    std::wstring path(32768, L'\0');  // no path is longer
-    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return path.substr(0, path.find_last_of(L'\\') + 1) + L"pdb_server.exe";
+    return text::to_wide(text::to_path(module_path(nullptr)).parent_path() / L"pdb_server.exe");
 }
 
 outcome converse(const std::wstring& pipe_id, const options& wanted, const module_info& module) {

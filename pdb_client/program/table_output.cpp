@@ -4,6 +4,7 @@
 #include <array>
 
 #include "pdb_client/program/display_text.h"
+#include "qv/text/path.h"
 
 namespace qv::profiler::pdb_client {
 namespace {
@@ -24,7 +25,7 @@ std::string counted(std::size_t count, const std::string& noun) {
 }
 
 std::string file_name(const std::wstring& path) {
-    return printable(std::wstring_view(path).substr(path.find_last_of(L"\\/") + 1));
+    return printable(text::file_name(path));
 }
 
 std::string offset_text(std::uint32_t offset) {

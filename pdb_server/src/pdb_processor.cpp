@@ -10,6 +10,7 @@
 #include "qv/diagnostics/log.h"
 #include "qv/diagnostics/log_keys.h"
 #include "qv/text/path.h"
+#include "qv/text/symbol_path.h"
 #include "qv/text/utf.h"
 
 namespace qv::profiler::pdb_server {
@@ -60,10 +61,10 @@ void log_search_options(std::uint8_t policy, const search_path_list& paths, cons
     }
 }
 
-void log_environment(const wchar_t* name, const std::vector<std::wstring>& elements) {
+void log_environment(const wchar_t* name, const std::vector<std::wstring_view>& elements) {
     log::Logger::instance().record(log::component::PdbGt, [&](log::TextStream& out) {
         out.text(environment_tag).key(log::key::name).quoted(std::wstring_view(name));
-        for (const std::wstring& element : elements) out.key(log::key::path).quoted(element);
+        for (const auto element : elements) out.key(log::key::path).quoted(element);
     });
 }
 
@@ -179,10 +180,10 @@ void pdb_processor::add_search_path_from_environment(const wchar_t* name) {
     if (hresult != 0)
         throw_hresult_error("Failed to get environment variable", static_cast<std::int32_t>(hresult), here,
                             errtag_environment_name_w{name});
-    const std::vector<std::wstring> elements = split_search_path(value);
+    const auto elements = symbol_path::split(value, L';', symbol_path::empty_parts::kept);
     log_environment(name, elements);
     search_path_list added;
-    for (const std::wstring& element : elements) added.push_back(text::to_path(element));
+    for (const auto element : elements) added.push_back(text::to_path(std::wstring(element)));
     search_paths_.reserve(search_paths_.size() + added.size());
     std::move(added.begin(), added.end(), std::back_inserter(search_paths_));
 }

@@ -12,6 +12,7 @@
 #include "qv/metadata/module_identity.h"
 #include "qv/portable_executable/readers.h"
 #include "qv/text/path.h"
+#include "qv/text/symbol_path.h"
 
 namespace qv::profiler::pdb_server {
 namespace {
@@ -92,7 +93,7 @@ bool pdb_processor::resolve_relative(const boost::filesystem::path& path, const 
                                      boost::filesystem::path& resolved, portable_executable::image_data& image) const {
     for (const boost::filesystem::path& element : search_paths_) {
         throw_if_stopping(stop_, load_module_site);
-        if (is_symbol_server_element(element)) continue;
+        if (symbol_path::is_server_element(element.native())) continue;
         resolved = element / path;
         if (image_has_mvid(resolved, mvid, image)) return true;
     }

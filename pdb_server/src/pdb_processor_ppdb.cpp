@@ -1,8 +1,6 @@
 #include "pdb_server/src/pdb_processor_ppdb.h"
 
-#include <algorithm>
 #include <boost/filesystem/operations.hpp>
-#include <cstring>
 #include <optional>
 #include <utility>
 
@@ -10,6 +8,7 @@
 #include "pdb_server/src/ppdb/ppdb_module_data.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/diagnostics/work_counter.h"
+#include "qv/portable_executable/codeview.h"
 #include "qv/portable_executable/metadata_pdb_unpacker.h"
 #include "qv/symbol_search.h"
 #include "qv/text/path.h"
@@ -20,34 +19,22 @@ namespace {
 
 using portable_executable::image_debug_entry;
 
-constexpr std::uint32_t rsds_signature = 0x53445352;  // "RSDS"
-constexpr std::size_t codeview_header_size = 24;
-
-// What a CodeView entry says about the PDB of its image.
-struct codeview_record {
+// What an entry says about the portable PDB of its image.
+struct named_pdb {
     GUID guid;
     std::uint32_t age;
     std::uint32_t stamp;  // of the debug directory entry; the last part of the PDB's id
     std::wstring path;    // as the compiler wrote it
 };
 
-// The record of an entry that names a portable PDB; none for any other entry. Throws on a path that is not UTF-8.
-std::optional<codeview_record> read_codeview(const image_debug_entry& entry) {
-    const auto& data = entry.data;
+// None for an entry that names no portable PDB. Throws on a path that is not UTF-8.
+std::optional<named_pdb> read_named_pdb(const image_debug_entry& entry) {
     if (entry.Type != portable_executable::debug_type_codeview ||
-        entry.MinorVersion != portable_executable::portable_pdb_minor_version || data.size() < codeview_header_size)
+        entry.MinorVersion != portable_executable::portable_pdb_minor_version)
         return {};
-    std::uint32_t signature = 0;
-    std::memcpy(&signature, data.data(), sizeof signature);
-    if (signature != rsds_signature) return {};
-
-    codeview_record record;
-    std::memcpy(&record.guid, data.data() + 4, sizeof record.guid);
-    std::memcpy(&record.age, data.data() + 20, sizeof record.age);
-    record.stamp = entry.TimeDateStamp;
-    const auto path = data.begin() + codeview_header_size;
-    record.path = text::to_utf16(std::string(path, std::find(path, data.end(), '\0')));
-    return record;
+    const auto record = portable_executable::read_codeview(entry.data);
+    if (!record) return {};
+    return named_pdb{record->guid, record->age, entry.TimeDateStamp, text::to_utf16(record->path)};
 }
 
 // The bytes of a file that can be metadata; none for any other file. The file is closed before this returns.
@@ -74,7 +61,7 @@ std::shared_ptr<module_data> make_module_data(const GUID& mvid, std::unique_ptr<
 }
 
 // The candidate's symbols when it is a portable PDB of this build.
-std::shared_ptr<module_data> try_load(const GUID& mvid, const codeview_record& record,
+std::shared_ptr<module_data> try_load(const GUID& mvid, const named_pdb& record,
                                       const boost::filesystem::path& candidate) {
     auto bytes = read_metadata_file(candidate);
     if (!bytes) return {};
@@ -101,7 +88,7 @@ std::shared_ptr<module_data> try_load_module(const GUID& mvid, const portable_ex
     std::shared_ptr<module_data> found;
     std::size_t records = 0;
     for (const auto& entry : image.debug_entries) {
-        const auto record = read_codeview(entry);
+        const auto record = read_named_pdb(entry);
         // A portable PDB always has the age 1; no file can satisfy a record with another one.
         if (!record || record->age != 1 || record->path.size() > text::longest_path) continue;
         if (++records > most_codeview_records) throw_error("Too many portable PDB records", here);

@@ -10,9 +10,6 @@ namespace qv::profiler::pdb_server {
 // Elements exactly as given: directories or symbol-server specifications, empty ones included.
 using search_path_list = std::vector<boost::filesystem::path>;
 
-// True for an element that begins with "srv*", "symsrv*" or "cache*" in any case: it is no directory.
-bool is_symbol_server_element(const boost::filesystem::path& element);
-
 // The list as symbol readers and libraries take it: all elements, joined by ";". A list beyond what an environment
 // variable could hold comes in several pieces, so that no one is asked to go through a very long list at one stroke.
 // Each further piece begins with the "cache*" elements of those before it, which go for all that follow them.
@@ -33,8 +30,5 @@ private:
     std::size_t next_ = 0;
     std::wstring caches_;
 };
-
-// Splits at every ";"; adjacent separators, or one at an end, give an empty element.
-std::vector<std::wstring> split_search_path(const std::wstring& value);
 
 }  // namespace qv::profiler::pdb_server

@@ -19,6 +19,7 @@ std::vector<std::wstring> pieces_of(const search_path_list& elements) {
 TEST(SearchPaths, LongListsComeInPiecesThatKnowTheCachesBeforeThem) {
     search_path_list many(2 * search_path_pieces::most_elements + 1, L"x");
     many[1] = L"CACHE*c";
+    many[2] = L"cache*d";
     const std::size_t full = search_path_pieces::most_elements;
     const auto joined = [](std::size_t count) {
         std::wstring text = L"x";
@@ -26,7 +27,8 @@ TEST(SearchPaths, LongListsComeInPiecesThatKnowTheCachesBeforeThem) {
         return text;
     };
     EXPECT_THAT(pieces_of(many),
-                ElementsAre(L"x;CACHE*c;" + joined(full - 2), L"CACHE*c;" + joined(full), L"CACHE*c;x"));
+                ElementsAre(L"x;CACHE*c;cache*d;" + joined(full - 3), L"CACHE*c;cache*d;" + joined(full),
+                            L"CACHE*c;cache*d;x"));
 
     const std::wstring longest(search_path_pieces::most_characters, L'y'), half(longest.size() / 2, L'z');
     EXPECT_THAT(pieces_of({half, half, L"b", longest, L"c", L"cache*" + half, longest}),

@@ -5,11 +5,11 @@
 #include <unordered_set>
 #include <vector>
 
-#include "common/symbol_server/search_elements.h"
 #include "core/src/bridges/bridge_protocol.h"
 #include "qv/diagnostics/log.h"
 #include "qv/diagnostics/log_keys.h"
 #include "qv/text/path.h"
+#include "qv/text/symbol_path.h"
 
 namespace qv::profiler::pdb_server {
 namespace {
@@ -53,7 +53,7 @@ public:
 
     bool along(const path& element) {
         if (!seen_.insert(element.native()).second) return false;
-        if (!is_symbol_server_element(element)) return in_directory(element);
+        if (!symbol_path::is_server_element(element.native())) return in_directory(element);
         if ((search_.policy & policy_symbol_server) != 0) return on_server(element);
         log_passed_over(element, "forbidden_by_policy");
         return false;
@@ -96,18 +96,13 @@ private:
     const GUID& pdb_guid_;
     const candidate_visitor& visit_;
     const path file_, extension_, store_key_;
-    symbol_server::element_walk servers_;
+    symbol_path::element_walk servers_;
     std::vector<path> first_;
     // Of the elements, not of the places: the list may be very long.
     std::unordered_set<std::basic_string_view<path::value_type>> seen_;
 };
 
 }  // namespace
-
-std::wstring recorded_file_name(const std::wstring& recorded_path) {
-    const std::size_t separator = recorded_path.find_last_of(L"/\\");
-    return separator == std::wstring::npos ? recorded_path : recorded_path.substr(separator + 1);
-}
 
 void symbol_candidates::offer(const std::wstring& recorded_path, const GUID& pdb_guid,
                               const candidate_visitor& visit) const {
@@ -116,7 +111,7 @@ void symbol_candidates::offer(const std::wstring& recorded_path, const GUID& pdb
         "std::char_traits<wchar_t>,class std::allocator<wchar_t> > &,const struct _GUID &,const class "
         "std::function<bool __cdecl(const class boost::filesystem::path &)> &) const",
         "pdb_server/src/symbol_candidates"};
-    const std::wstring name = recorded_file_name(recorded_path);
+    const std::wstring name(text::file_name(recorded_path));
     if (name.empty()) return;
     throw_if_stopping(stop, here);
     offering places(*this, name, pdb_guid, visit);

@@ -13,10 +13,6 @@
 
 namespace qv::profiler::pdb_server {
 
-// The part of a recorded path after its last separator. Both kinds of slash separate: the module may have been built on
-// another system than this one.
-std::wstring recorded_file_name(const std::wstring& recorded_path);
-
 // The places, in this order, for the portable PDB that a CodeView record names with file name F:
 //   the recorded path, if absolute
 //   F beside the image, then in "symbols" beside the image

@@ -1,13 +1,12 @@
 #include "symbol_services/classic_reader/locate.h"
 
 #include <algorithm>
-#include <cstring>
 #include <stdexcept>
 
-#include "common/symbol_server/search_elements.h"
+#include "qv/portable_executable/codeview.h"
 #include "qv/text/path.h"
+#include "qv/text/symbol_path.h"
 #include "qv/text/utf.h"
-#include "symbol_services/classic_reader/byte_cursor.h"
 #include "symbol_services/classic_reader/pdb_errors.h"
 
 namespace qv::classic_reader {
@@ -15,22 +14,11 @@ namespace {
 
 namespace fs = boost::filesystem;
 
-constexpr std::uint32_t codeview_signature = 0x53445352;  // "RSDS"
 
 // "\\.\" and "\\?\" lead past the file system, and a record may name anything.
 bool is_device_path(const std::wstring& path) {
     const auto slash = [](wchar_t c) { return c == L'\\' || c == L'/'; };
     return path.size() >= 3 && slash(path[0]) && slash(path[1]) && (path[2] == L'.' || path[2] == L'?');
-}
-
-std::vector<std::wstring> split(const std::wstring& search_path) {
-    std::vector<std::wstring> elements;
-    for (std::size_t begin = 0; begin <= search_path.size();) {
-        const auto end = std::min(search_path.find(L';', begin), search_path.size());
-        if (end != begin) elements.push_back(search_path.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    return elements;
 }
 
 // One record's way through the places, up to the first file that belongs to the image.
@@ -62,11 +50,11 @@ private:
     }
 
     bool try_search_path() {
-        const auto elements = split(search_.search_path);
-        symbol_server::element_walk servers;
-        return std::any_of(elements.begin(), elements.end(), [&](const std::wstring& element) {
-            if (symbol_server::is_server_element(element)) return try_symbol_server(servers.next(element));
-            const auto directory = to_path(element);
+        const auto elements = symbol_path::split(search_.search_path, L';', symbol_path::empty_parts::left_out);
+        symbol_path::element_walk servers;
+        return std::any_of(elements.begin(), elements.end(), [&](std::wstring_view element) {
+            if (symbol_path::is_server_element(element)) return try_symbol_server(servers.next(element));
+            const auto directory = to_path(std::wstring(element));
             const auto name = to_path(name_);
             return directory && name && try_file(*directory / *name);
         });
@@ -115,20 +103,14 @@ private:
 }  // namespace
 
 std::wstring codeview_record::file_name() const {
-    return path.substr(path.find_last_of(L"/\\") + 1);
+    return std::wstring(text::file_name(path));
 }
 
 std::optional<codeview_record> parse_codeview(std::span<const unsigned char> data) {
+    const auto record = portable_executable::read_codeview(data);
+    if (!record) return std::nullopt;
     try {
-        byte_cursor cursor(data);
-        if (cursor.read<std::uint32_t>() != codeview_signature) return std::nullopt;
-        codeview_record record;
-        record.guid = cursor.read<GUID>();
-        record.age = cursor.read<std::uint32_t>();
-        record.path = text::to_utf16(std::string(cursor.text()));
-        return record;
-    } catch (const hresult_exception&) {
-        return std::nullopt;
+        return codeview_record{record->guid, record->age, text::to_utf16(record->path)};
     } catch (const std::runtime_error&) {
         return std::nullopt;
     }

@@ -1,14 +1,8 @@
 // Finds the classic PDB file of an image.
 //
-// An image names its PDB file in CodeView records of its debug directory (PE/COFF specification, "RSDS"):
-//
-//      4  "RSDS"
-//     16  GUID
-//      4  age
-//      -  path in UTF-8, ended by NUL
-//
-// A file belongs to the image when GUID and age are those of a record. The age is the one of the DBI stream; time
-// stamps do not count. The places are tried in this order, for each record in directory order (the first 16 at most):
+// An image names its PDB file in CodeView records of its debug directory (qv/portable_executable/codeview.h). A file
+// belongs to the image when GUID and age are those of a record. The age is the one of the DBI stream; time stamps do
+// not count. The places are tried in this order, for each record in directory order (the first 16 at most):
 //
 //   1. the recorded path, if it is absolute                         (policy_original_path)
 //   2. beside the image, under the recorded file name and under     (policy_reference_path)
@@ -43,7 +37,7 @@ struct codeview_record {
 // None when the data is no record of this kind, or its path is no text.
 std::optional<codeview_record> parse_codeview(std::span<const unsigned char> data);
 
-// Asks a symbol server with the parameters of common/symbol_server/search_elements.h: the path of a file that has the
+// Asks a symbol server with the parameters of qv/text/symbol_path.h: the path of a file that has the
 // record's name, GUID and age, or none.
 using server_function = std::function<std::optional<boost::filesystem::path>(const std::wstring& parameters,
                                                                              const codeview_record& record)>;

@@ -112,8 +112,9 @@ TEST_F(Locate, RecordedPathsAreNotTrusted) {
 
 TEST(CodeView, OtherDataIsNone) {
     auto data = test::codeview_data({}, 7, "C:\\obj\\m\xC3\xA4.pdb");
-    EXPECT_EQ(parse_codeview(data).value().path, L"C:\\obj\\m\u00E4.pdb");
-    EXPECT_FALSE(parse_codeview(std::span(data).first(data.size() - 1))) << "no terminator";
+    for (const auto size : {data.size(), data.size() - 1})  // also without its terminator
+        EXPECT_EQ(parse_codeview(std::span(data).first(size)).value().path, L"C:\\obj\\m\u00E4.pdb");
+    EXPECT_FALSE(parse_codeview(std::span(data).first(23)));
     data[0] = 'N';
     EXPECT_FALSE(parse_codeview(data));
     EXPECT_FALSE(parse_codeview(test::codeview_data({}, 1, "\xFF.pdb")));

@@ -11,10 +11,6 @@ namespace {
 
 constexpr char32_t first_of_length[] = {0, 0, 0x80, 0x800, 0x10000};
 
-constexpr bool is_surrogate(char32_t code_point) {
-    return code_point >= 0xD800 && code_point <= 0xDFFF;
-}
-
 // Takes the character of several bytes off the front; 0, and nothing is taken, where there is none.
 char32_t take_character(std::string_view& rest) {
     const auto lead = static_cast<unsigned char>(rest.front());
@@ -26,7 +22,7 @@ char32_t take_character(std::string_view& rest) {
         if ((next & 0xC0) != 0x80) return 0;
         code_point = code_point << 6 | (next & 0x3Fu);
     }
-    if (code_point < first_of_length[length] || code_point > 0x10FFFF || is_surrogate(code_point)) return 0;
+    if (code_point < first_of_length[length] || code_point > 0x10FFFF || text::is_surrogate(code_point)) return 0;
     rest.remove_prefix(length);
     return code_point;
 }

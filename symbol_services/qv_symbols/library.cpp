@@ -1,7 +1,6 @@
 #include "symbol_services/qv_symbols/library.h"
 
-#include <vector>
-
+#include "common/module_path.h"
 #include "qv/diagnostics/exception.h"
 
 namespace qv::symbols {
@@ -16,13 +15,9 @@ HMODULE this_library() noexcept {
 }
 
 boost::filesystem::path path_of_library(HMODULE library) {
-    std::vector<wchar_t> buffer(MAX_PATH);
-    for (;;) {
-        const DWORD length = GetModuleFileNameW(library, buffer.data(), static_cast<DWORD>(buffer.size()));
-        if (length == 0) throw_win32_error("Can't get module file name", GetLastError());
-        if (length < buffer.size()) return boost::filesystem::path(buffer.data(), buffer.data() + length);
-        buffer.resize(buffer.size() * 2);
-    }
+    const auto path = module_path(library);
+    if (path.empty()) throw_win32_error("Can't get module file name", GetLastError());
+    return path;
 }
 
 }  // namespace qv::symbols

@@ -11,11 +11,9 @@
 #include <vector>
 
 #include "qv/com/outputs.h"
+#include "qv/text/path.h"
 
 namespace qv::symbols {
-
-// Texts that callers give are taken up to this length.
-constexpr std::size_t longest_text = 32767;
 
 // Copies `source` and sets the count. E_POINTER without any output, E_INVALIDARG for room that has no buffer.
 template <class Value>
@@ -39,8 +37,8 @@ inline HRESULT give_text(const std::wstring& text, ULONG32 capacity, ULONG32* co
 // The text of a caller; false for null and for one that is longer than a text can be.
 inline bool take_text(const WCHAR* text, std::wstring& taken) {
     if (text == nullptr) return false;
-    const std::size_t length = wcsnlen(text, longest_text + 1);
-    if (length > longest_text) return false;
+    const std::size_t length = wcsnlen(text, text::longest_path + 1);
+    if (length > text::longest_path) return false;
     taken.assign(text, length);
     return true;
 }

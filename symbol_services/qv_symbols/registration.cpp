@@ -10,6 +10,7 @@
 #include "common/unique_hld.h"
 #include "qv/com/runtime_interfaces.h"
 #include "qv/com/symbol_interfaces.h"
+#include "qv/text/path.h"
 #include "symbol_services/qv_symbols/com_object.h"
 
 namespace qv::symbols {
@@ -58,14 +59,14 @@ LSTATUS write_text(HKEY root, const std::wstring& key, const wchar_t* name, cons
                            static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
 }
 
-bool is_same_file(const std::wstring& left, const std::wstring& right) {
-    return CompareStringOrdinal(left.c_str(), -1, right.c_str(), -1, TRUE) == CSTR_EQUAL;
+bool is_same_file(std::wstring_view left, std::wstring_view right) {
+    return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
+                                static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
 }
 
 // Whether the path leads to this library or to a copy of it elsewhere, as an earlier version may have left behind.
 bool is_own(const std::wstring& server, const std::wstring& library) {
-    const auto name = [](const std::wstring& path) { return path.substr(path.find_last_of(L"\\/") + 1); };
-    return is_same_file(name(server), name(library));
+    return is_same_file(text::file_name(server), text::file_name(library));
 }
 
 // Whether a library other than this one makes objects of the class.

@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-#include "common/symbol_server/library.h"
+#include "common/symbol_server.h"
 #include "symbol_services/qv_symbols/library.h"
 
 namespace qv::symbols {

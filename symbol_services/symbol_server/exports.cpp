@@ -7,6 +7,7 @@
 #include <new>
 #include <string_view>
 
+#include "qv/text/path.h"
 #include "symbol_services/symbol_server/code_page.h"
 #include "symbol_services/symbol_server/service.h"
 
@@ -14,7 +15,7 @@ namespace {
 
 using namespace qv::symbol_store;
 
-constexpr std::size_t longest_text = 32767;
+using qv::text::longest_path;
 
 // What a caller did wrong, on its way to the last error.
 struct failure {
@@ -41,15 +42,15 @@ BOOL guard(Work&& work) noexcept {
 
 std::wstring take_text(PCWSTR text) {
     if (text == nullptr) throw failure{ERROR_INVALID_PARAMETER};
-    const auto length = wcsnlen(text, longest_text + 1);
-    if (length > longest_text) throw failure{ERROR_INVALID_PARAMETER};
+    const auto length = wcsnlen(text, longest_path + 1);
+    if (length > longest_path) throw failure{ERROR_INVALID_PARAMETER};
     return {text, length};
 }
 
 std::wstring take_text(PCSTR text) {
     if (text == nullptr) throw failure{ERROR_INVALID_PARAMETER};
-    const auto length = strnlen(text, longest_text + 1);
-    if (length > longest_text) throw failure{ERROR_INVALID_PARAMETER};
+    const auto length = strnlen(text, longest_path + 1);
+    if (length > longest_path) throw failure{ERROR_INVALID_PARAMETER};
     auto wide = from_code_page({text, length});
     if (!wide) throw failure{ERROR_NO_UNICODE_TRANSLATION};
     return std::move(*wide);
@@ -96,7 +97,7 @@ BOOL find_by_id(const Char* params, const Char* file_name, const void* id, DWORD
         const auto name = take_text(file_name);
         auto index = service::make_index(id, two, three);
         if (index.error != ERROR_SUCCESS) return index;
-        return service::find(search_string, name, index.value, std::min(size - 1, service::longest_path));
+        return service::find(search_string, name, index.value, std::min(size - 1, longest_path));
     });
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "qv/text/ascii.h"
 #include "symbol_services/symbol_server/path_rules.h"
 
 namespace qv::symbol_store {
@@ -19,7 +20,7 @@ bool is_of_domain(std::wstring_view host, std::wstring_view domain) {
     if (!domain.empty() && domain.front() == L'.') domain.remove_prefix(1);
     if (domain.empty() || host.size() < domain.size()) return false;
     const auto before = host.size() - domain.size();
-    return equal_ignoring_case(host.substr(before), domain) && (before == 0 || host[before - 1] == L'.');
+    return text::equal_ignoring_case(host.substr(before), domain) && (before == 0 || host[before - 1] == L'.');
 }
 
 bool is_excepted(std::wstring_view host, std::wstring_view list) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
 
+#include "qv/text/ascii.h"
 #include "qv/text/path.h"
 #include "symbol_services/symbol_server/absence_mark.h"
 #include "symbol_services/symbol_server/existing.h"
@@ -48,7 +49,7 @@ bool may_follow(const url& store, const fs::path& target) {
     const auto text = text::to_wide(target);
     if (text.size() < 2 || (text[0] != L'\\' && text[0] != L'/') || (text[1] != L'\\' && text[1] != L'/')) return true;
     const auto end = std::min(text.find_first_of(L"\\/", 2), text.size());
-    return equal_ignoring_case({text.data() + 2, end - 2}, std::wstring(store.host.begin(), store.host.end()));
+    return text::equal_ignoring_case(text.substr(2, end - 2), store.host);
 }
 
 }  // namespace
@@ -208,7 +209,7 @@ private:
 
     bool has_right_content(const std::wstring& place, const fs::path& file) {
         const auto identity = identify(file);
-        if (equal_ignoring_case(identity.index, wanted_.key.index())) return true;
+        if (text::equal_ignoring_case(identity.index, wanted_.key.index())) return true;
         is_absence_certain_ = false;
         trace(place, L"refused: " + (identity.index.empty() ? identity.reason : L"it is " + identity.index));
         return false;

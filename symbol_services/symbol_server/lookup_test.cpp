@@ -19,7 +19,7 @@ using status = lookup_status;
 
 class Lookup : public ::testing::Test {
 protected:
-    lookup_result find(const std::wstring& search_string, std::size_t longest_path = 32767,
+    lookup_result find(const std::wstring& search_string, std::size_t longest_path = text::longest_path,
                        const wchar_t* name = L"app.pdb", copy_policy copying = copy_policy::into_caches) {
         const request wanted = {*file_key::make(name, L"KEY1"), longest_path, [this](const auto&) { ++places_; }};
         const std::wstring default_store = at("default");
@@ -56,11 +56,11 @@ TEST_F(Lookup, OnlyTheFileOfThisBuildInTheLayoutOfTheStoreCounts) {
     root_.write("two/index2.txt", "");
     for (const auto& each : cases) {
         const auto file = root_.write(each.file, "x").make_preferred();
-        const auto found = find(at(each.file[0] == 'o' ? "one" : "two"), 32767, each.name).path;
+        const auto found = find(at(each.file[0] == 'o' ? "one" : "two"), text::longest_path, each.name).path;
         EXPECT_EQ(found, each.is_found ? file : fs::path()) << each.file;
     }
     const auto dots = root_.path() / "..x" / "KEY1" / "..x";
-    EXPECT_EQ(find(at("two") + L"*" + at(""), 32767, L"..x").path, dots) << "nor do copies leave a cache";
+    EXPECT_EQ(find(at("two") + L"*" + at(""), text::longest_path, L"..x").path, dots) << "nor do copies leave a cache";
 }
 
 TEST_F(Lookup, PointersLeadToFilesAndAreCopiedUnderTheNameAskedFor) {
@@ -108,7 +108,7 @@ TEST_F(Lookup, HitIsCopiedIntoEveryWritableCacheOnItsLeft) {
     root_.write("full", "a file where the directory should be");
     const auto search = L"cache*" + at("c1") + L";" + at("plain") + L";cache*" + at("c2") + L"*" + at("x") + L";srv*" +
                         at("a") + L"*" + at("full") + L"*" + at("b") + L"*" + at("hit") + L"*" + at("right");
-    EXPECT_EQ(find(search, 32767, L"app.pdb", copy_policy::never).path, file_in("hit"));
+    EXPECT_EQ(find(search, text::longest_path, L"app.pdb", copy_policy::never).path, file_in("hit"));
     EXPECT_FALSE(fs::exists(at("c1")));
     EXPECT_EQ(find(search).path, file_in("c1"));
     for (const auto* cache : {"c1", "c2", "a", "b"}) {

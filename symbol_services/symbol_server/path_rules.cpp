@@ -3,47 +3,39 @@
 #include <algorithm>
 #include <array>
 
+#include "qv/text/ascii.h"
+#include "qv/text/utf.h"
+
 namespace qv::symbol_store {
 namespace {
-
-wchar_t upper(wchar_t unit) noexcept {
-    return unit >= L'a' && unit <= L'z' ? static_cast<wchar_t>(unit - (L'a' - L'A')) : unit;
-}
 
 bool is_separator(wchar_t unit) noexcept {
     return unit == L'\\' || unit == L'/';
 }
 
-bool is_high_surrogate(wchar_t unit) noexcept {
-    return unit >= 0xD800 && unit <= 0xDBFF;
-}
-
-bool is_low_surrogate(wchar_t unit) noexcept {
-    return unit >= 0xDC00 && unit <= 0xDFFF;
-}
-
-bool is_well_formed(std::wstring_view text) noexcept {
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (is_low_surrogate(text[i])) return false;
-        if (!is_high_surrogate(text[i])) continue;
-        if (i + 1 == text.size() || !is_low_surrogate(text[i + 1])) return false;
-        ++i;
+bool is_well_formed(std::wstring_view name) noexcept {
+    while (!name.empty()) {
+        const bool is_pair = text::begins_with_pair(name);
+        if (!is_pair && text::is_surrogate(name.front())) return false;
+        name.remove_prefix(is_pair ? 2 : 1);
     }
     return true;
 }
 
 // Only what stands before the first dot decides: "NUL.pdb" is the device too.
 bool is_device_name(std::wstring_view name) noexcept {
-    static constexpr std::array<std::wstring_view, 7> names = {L"CON",    L"PRN",     L"AUX",   L"NUL",
-                                                               L"CONIN$", L"CONOUT$", L"CLOCK$"};
+    static constexpr std::array<std::string_view, 7> names = {"CON",    "PRN",     "AUX",   "NUL",
+                                                              "CONIN$", "CONOUT$", "CLOCK$"};
     // The superscript digits one, two and three count as digits here.
     static constexpr std::wstring_view digits = L"0123456789\u00B9\u00B2\u00B3";
 
     auto stem = name.substr(0, name.find(L'.'));
     while (!stem.empty() && stem.back() == L' ') stem.remove_suffix(1);
-    if (stem.size() == 4 && (starts_with_ignoring_case(stem, L"COM") || starts_with_ignoring_case(stem, L"LPT")))
+    if (stem.size() == 4 &&
+        (text::starts_with_ignoring_case(stem, "COM") || text::starts_with_ignoring_case(stem, "LPT")))
         return digits.find(stem[3]) != std::wstring_view::npos;
-    return std::any_of(names.begin(), names.end(), [&](auto device) { return equal_ignoring_case(stem, device); });
+    return std::any_of(names.begin(), names.end(),
+                       [&](auto device) { return text::equal_ignoring_case(stem, device); });
 }
 
 // Takes the text up to the next separator, and that separator, off the front of `path`.
@@ -62,13 +54,14 @@ bool take_network_prefix(std::wstring_view& path) noexcept {
 }
 
 bool is_drive(std::wstring_view component) noexcept {
-    return component.size() == 2 && component[1] == L':' && upper(component[0]) >= L'A' && upper(component[0]) <= L'Z';
+    return component.size() == 2 && component[1] == L':' && text::to_ascii_lower(component[0]) >= L'a' &&
+           text::to_ascii_lower(component[0]) <= L'z';
 }
 
 bool is_special_share(std::wstring_view rest) noexcept {
     take_component(rest);
     const auto share = take_component(rest);
-    return equal_ignoring_case(share, L"pipe") || equal_ignoring_case(share, L"mailslot");
+    return text::equal_ignoring_case(share, "pipe") || text::equal_ignoring_case(share, "mailslot");
 }
 
 // Takes the root off the front of `path`; false where it has none.
@@ -91,15 +84,6 @@ bool take_root(std::wstring_view& path) noexcept {
 
 }  // namespace
 
-bool equal_ignoring_case(std::wstring_view left, std::wstring_view right) noexcept {
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](wchar_t a, wchar_t b) { return upper(a) == upper(b); });
-}
-
-bool starts_with_ignoring_case(std::wstring_view text, std::wstring_view prefix) noexcept {
-    return equal_ignoring_case(text.substr(0, prefix.size()), prefix);
-}
-
 bool is_plain_component(std::wstring_view name) noexcept {
     static constexpr std::wstring_view forbidden = L"<>:\"/\\|?*";
     if (name.empty() || name.size() > longest_component) return false;
@@ -117,7 +101,7 @@ bool is_device_path(std::wstring_view path) noexcept {
     if (host != L"?") return is_special_share(path);
     const auto drive = take_component(rest);
     if (is_drive(drive)) return false;
-    return !equal_ignoring_case(drive, L"UNC") || is_special_share(rest);
+    return !text::equal_ignoring_case(drive, "UNC") || is_special_share(rest);
 }
 
 bool is_plain_absolute_path(std::wstring_view path) noexcept {

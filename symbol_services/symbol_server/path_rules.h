@@ -24,8 +24,4 @@ bool is_device_path(std::wstring_view path) noexcept;
 // True for an absolute path, on a drive or a share, of plain components that is no device path.
 bool is_plain_absolute_path(std::wstring_view path) noexcept;
 
-// Comparison of ASCII letters without regard to case, as for prefixes and file names of the published layout.
-bool equal_ignoring_case(std::wstring_view left, std::wstring_view right) noexcept;
-bool starts_with_ignoring_case(std::wstring_view text, std::wstring_view prefix) noexcept;
-
 }  // namespace qv::symbol_store

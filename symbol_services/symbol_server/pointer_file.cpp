@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <stdexcept>
 
+#include "qv/text/ascii.h"
 #include "qv/text/path.h"
 #include "qv/text/utf.h"
 #include "symbol_services/symbol_server/os_file.h"
@@ -26,15 +27,15 @@ std::wstring_view trim(std::wstring_view text) {
 }
 
 bool leads_to_pointer(std::wstring_view path) {
-    return equal_ignoring_case(path.substr(path.find_last_of(L"\\/") + 1), L"file.ptr");
+    return qv::text::equal_ignoring_case(qv::text::file_name(path), "file.ptr");
 }
 
 boost::filesystem::path parse_wide_pointer(std::wstring_view text) {
-    constexpr std::wstring_view prefix = L"PATH:";
+    constexpr std::string_view prefix = "PATH:";
     if (!text.empty() && text.front() == L'\uFEFF') text.remove_prefix(1);
     text = trim(first_line(text));
     // Without a prefix as well: a message can never pass for an absolute path.
-    if (starts_with_ignoring_case(text, prefix)) text.remove_prefix(prefix.size());
+    if (qv::text::starts_with_ignoring_case(text, prefix)) text.remove_prefix(prefix.size());
     const auto path = trim(text);
     if (!is_plain_absolute_path(path) || leads_to_pointer(path)) return {};
     return qv::text::to_path(std::wstring(path));

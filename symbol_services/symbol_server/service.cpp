@@ -7,6 +7,7 @@
 #include <mutex>
 #include <vector>
 
+#include "common/module_path.h"
 #include "qv/text/path.h"
 #include "symbol_services/symbol_server/cabinet.h"
 #include "symbol_services/symbol_server/code_page.h"
@@ -50,15 +51,7 @@ std::wstring library_directory() {
     HMODULE library = nullptr;
     constexpr DWORD flags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
     if (!GetModuleHandleExW(flags, reinterpret_cast<LPCWSTR>(&library_directory), &library)) return {};
-    std::wstring path(MAX_PATH, L'\0');
-    for (;;) {
-        const DWORD length = GetModuleFileNameW(library, path.data(), static_cast<DWORD>(path.size()));
-        if (length < path.size()) {
-            path.resize(length);
-            return text::to_wide(text::to_path(path).parent_path());
-        }
-        path.resize(path.size() * 2);
-    }
+    return text::to_wide(text::to_path(module_path(library)).parent_path());
 }
 
 std::wstring default_store(const option_values& options) {

@@ -13,10 +13,9 @@
 
 namespace qv::symbol_store::service {
 
-// The longest paths that are answered, in code units without the terminator: to callers who do not say what they can
-// take, what Win32 calls take without a prefix; to the others, what Win32 takes at all.
+// The longest path that is answered to callers who do not say what they can take, in code units without the terminator:
+// what Win32 calls take without a prefix.
 constexpr std::size_t usual_longest_path = MAX_PATH - 1;
-constexpr std::size_t longest_path = 32767;
 
 // An error code, or ERROR_SUCCESS and a value.
 template <class Value>

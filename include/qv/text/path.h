@@ -6,12 +6,17 @@
 #include <boost/filesystem/path.hpp>
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace qv::text {
 
 // In UTF-16 code units. Windows knows no longer paths, and other systems only shorter ones: a longer text names no
 // file.
 constexpr std::size_t longest_path = 32'767;
+
+// What follows the last slash of either kind.
+std::string_view file_name(std::string_view path) noexcept;
+std::wstring_view file_name(std::wstring_view path) noexcept;
 
 // Throws std::runtime_error where the text is malformed UTF-16 and the file system speaks UTF-8.
 boost::filesystem::path to_path(const std::wstring& utf16);

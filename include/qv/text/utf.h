@@ -10,6 +10,29 @@
 
 namespace qv::text {
 
+// Of code units and code points.
+template <class Unit>
+constexpr bool is_high_surrogate(Unit unit) noexcept {
+    return (static_cast<std::uint32_t>(unit) & 0xFFFFFC00) == 0xD800;
+}
+template <class Unit>
+constexpr bool is_low_surrogate(Unit unit) noexcept {
+    return (static_cast<std::uint32_t>(unit) & 0xFFFFFC00) == 0xDC00;
+}
+template <class Unit>
+constexpr bool is_surrogate(Unit unit) noexcept {
+    return is_high_surrogate(unit) || is_low_surrogate(unit);
+}
+
+// Whether the first two units are one character.
+constexpr bool begins_with_pair(std::wstring_view utf16) noexcept {
+    return utf16.size() >= 2 && is_high_surrogate(utf16[0]) && is_low_surrogate(utf16[1]);
+}
+// That character.
+constexpr std::uint32_t combine_surrogates(std::uint32_t high, std::uint32_t low) noexcept {
+    return ((high - 0xD800) << 10 | (low - 0xDC00)) + 0x10000;
+}
+
 // How many bytes a character has, by its lead byte: 1 to 6. Throws std::runtime_error for a byte that begins none.
 unsigned utf8_length(unsigned char lead);
 

@@ -6,9 +6,9 @@
 #include <memory>
 #include <mutex>
 #include <utility>
-#include <vector>
 
-#include "common/symbol_server/library.h"
+#include "common/module_path.h"
+#include "common/symbol_server.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/text/path.h"
 
@@ -45,13 +45,9 @@ current_library& current() {
 }
 
 boost::filesystem::path executable_directory() {
-    std::vector<wchar_t> buffer(MAX_PATH);
-    for (;;) {
-        const DWORD length = GetModuleFileNameW(nullptr, buffer.data(), static_cast<DWORD>(buffer.size()));
-        if (length == 0) throw_win32_error("Can't get module file name", GetLastError(), init_site);
-        if (length < buffer.size()) return boost::filesystem::path(buffer.data(), buffer.data() + length).parent_path();
-        buffer.resize(buffer.size() * 2);
-    }
+    const std::wstring path = module_path(nullptr);
+    if (path.empty()) throw_win32_error("Can't get module file name", GetLastError(), init_site);
+    return boost::filesystem::path(path).parent_path();
 }
 
 }  // namespace

@@ -1,18 +1,19 @@
-#include "common/symbol_server/search_elements.h"
+#include "qv/text/symbol_path.h"
 
 #include <gtest/gtest.h>
 
 #include <utility>
 
-namespace qv::symbol_server {
+namespace qv::symbol_path {
 namespace {
 
-TEST(SearchElements, BecomeTiersBehindTheCachesOnTheirLeft) {
+TEST(SymbolPath, ElementsBecomeTiersBehindTheCachesOnTheirLeft) {
     const std::pair<std::wstring, std::optional<std::wstring>> steps[] = {
         {L"", std::nullopt},
         {L"c:\\srv*", std::nullopt},
         {L"symsrv*symsrv.dll", std::nullopt},
         {L"symsrv*other.dll*c:\\a", std::nullopt},
+        {L"symsrv**c:\\a", std::nullopt},
         {L"SymSrv*SymSrv.DLL*c:\\a*\\\\host\\b", L"c:\\a*\\\\host\\b"},
         {L"SRV*", L""},
         {L"Cache*c*s", L"c*s"},
@@ -33,4 +34,4 @@ TEST(SearchElements, BecomeTiersBehindTheCachesOnTheirLeft) {
 }
 
 }  // namespace
-}  // namespace qv::symbol_server
+}  // namespace qv::symbol_path

@@ -1,5 +1,5 @@
 // The test program is itself a library with nothing but the published interface.
-#include "common/symbol_server/library.h"
+#include "common/symbol_server.h"
 
 #include <gtest/gtest.h>
 

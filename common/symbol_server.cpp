@@ -1,4 +1,4 @@
-#include "common/symbol_server/library.h"
+#include "common/symbol_server.h"
 
 #include <array>
 #include <cstdio>
