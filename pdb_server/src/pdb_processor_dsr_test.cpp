@@ -8,7 +8,7 @@
 #include "diagnostics/exception_test_support.h"
 #include "pdb_server/src/dsr/dsr_data.h"
 #include "qv/com/metadata_import.h"
-#include "qv/com/unimplemented.h"
+#include "qv/com/symbol_interfaces.h"
 #include "tests/support/com/fake_runtimes.h"
 #include "tests/support/files/log_of.h"
 
@@ -57,7 +57,7 @@ struct fake_module : fake_machine {
     }
 };
 
-struct fake_document : fake_object<fake_module, com::unimplemented_document, com::ISymUnmanagedDocument> {
+struct fake_document : fake_object<fake_module, com::ISymUnmanagedDocument> {
     fake_document(fake_module& module, std::size_t index) : fake_object(module), document_(module.documents[index]) {}
 
     HRESULT STDMETHODCALLTYPE GetURL(ULONG32 capacity, ULONG32* count, WCHAR* url) override {
@@ -76,7 +76,7 @@ struct fake_document : fake_object<fake_module, com::unimplemented_document, com
     const fake_module::document& document_;
 };
 
-struct fake_method : fake_object<fake_module, com::unimplemented_method, com::ISymUnmanagedMethod> {
+struct fake_method : fake_object<fake_module, com::ISymUnmanagedMethod> {
     using fake_object::fake_object;
 
     HRESULT STDMETHODCALLTYPE GetSequencePointCount(ULONG32* count) override {
@@ -101,8 +101,8 @@ struct fake_method : fake_object<fake_module, com::unimplemented_method, com::IS
     }
 };
 
-struct fake_reader : fake_object<fake_module, com::unimplemented_reader, com::ISymUnmanagedReader,
-                                 com::ISymUnmanagedSourceServerModule, com::ISymUnmanagedDispose> {
+struct fake_reader : fake_object<fake_module, com::ISymUnmanagedReader, com::ISymUnmanagedSourceServerModule,
+                                 com::ISymUnmanagedDispose> {
     using fake_object::fake_object;
 
     HRESULT STDMETHODCALLTYPE GetMethod(com::token, com::ISymUnmanagedMethod** result) override {

@@ -1,17 +1,17 @@
-// What all COM objects of this library share: reference counts, the count that keeps the library loaded, and the
-// boundary that no exception crosses.
+// What all COM objects of this library share: the count that keeps the library loaded, the boundary that no exception
+// crosses, and the factory that makes them.
 #pragma once
 
 #include <objidl.h>
 
 #include <atomic>
+#include <mutex>
 #include <new>
 #include <utility>
 
 #include "common/sdk_helpers.h"
-#include "qv/com/interface_id.h"
+#include "qv/com/counted_object.h"
 #include "qv/diagnostics/exception.h"
-#include "symbol_services/qv_symbols/free_threaded_marshaler.h"
 
 namespace qv::symbols {
 
@@ -54,45 +54,62 @@ HRESULT guard(Work&& work) noexcept {
     }
 }
 
-// Implements IUnknown over the interfaces; the first one is the identity. Objects are made by make_object, begin with
-// one reference, and may be used from any thread of any apartment.
-template <class First, class... Others>
-class com_object : public First, public Others... {
+// Makes an object's interface pointers good in every apartment of the process: COM hands them over as they are, and
+// does not wrap them into a proxy that leads back to the apartment where the object was made. The system's part is made
+// when it is first asked for, since few objects ever cross apartments.
+class free_threaded_marshaler {
 public:
-    com_object() = default;
-    com_object(const com_object&) = delete;
-    com_object& operator=(const com_object&) = delete;
+    // Answers a query of `owner`, which the marshaler is a part of, for IMarshal.
+    HRESULT query(IUnknown* owner, void** marshal) noexcept;
 
+private:
+    std::mutex mutex_;
+    com_hld<IUnknown> aggregated_;
+};
+
+// An object that any thread of any apartment may use, made by make_object.
+template <class First, class... Others>
+class com_object : public com::counted_object<First, Others...> {
+public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
-        if (object == nullptr) return E_POINTER;
-        if (IsEqualGUID(id, IID_IMarshal)) return marshaler_.query(static_cast<First*>(this), object);
-        *object = IsEqualGUID(id, com::iid_of<IUnknown>) ? static_cast<First*>(this) : find_interface(id);
-        if (*object == nullptr) return E_NOINTERFACE;
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG left = --references_;
-        if (left == 0) delete this;
-        return left;
+        if (object != nullptr && IsEqualGUID(id, IID_IMarshal))
+            return marshaler_.query(static_cast<First*>(this), object);
+        return com::counted_object<First, Others...>::QueryInterface(id, object);
     }
 
 protected:
-    virtual ~com_object() = default;
-
-    // The interface of this id, without a reference; null where there is none.
-    virtual void* find_interface(REFIID id) noexcept = 0;
+    ~com_object() override = default;
 
 private:
     module_lock lock_;
     free_threaded_marshaler marshaler_;
-    std::atomic<ULONG> references_{1};
 };
 
 template <class Object, class... Arguments>
 com_hld<Object> make_object(Arguments&&... arguments) {
     return com_hld<Object>(new Object(std::forward<Arguments>(arguments)...));
 }
+
+// Makes the objects of one class of this library.
+template <class Object>
+class class_factory final : public com_object<IClassFactory> {
+public:
+    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID id, void** object) override {
+        if (object == nullptr) return E_POINTER;
+        *object = nullptr;
+        if (outer != nullptr) return CLASS_E_NOAGGREGATION;
+        return guard([&] { return make_object<Object>()->QueryInterface(id, object); });
+    }
+    HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override {
+        if (lock != FALSE)
+            module_lock::add();
+        else
+            module_lock::remove();
+        return S_OK;
+    }
+
+private:
+    ~class_factory() override = default;
+};
 
 }  // namespace qv::symbols

@@ -1,7 +1,16 @@
 #include "symbol_services/qv_symbols/library.h"
 
+#include <objbase.h>
+
 #include "common/module_path.h"
+#include "qv/com/runtime_interfaces.h"
+#include "qv/com/symbol_interfaces.h"
 #include "qv/diagnostics/exception.h"
+#include "qv/text/path.h"
+#include "symbol_services/qv_symbols/com_object.h"
+#include "symbol_services/qv_symbols/metadata.h"
+#include "symbol_services/qv_symbols/registration.h"
+#include "symbol_services/qv_symbols/symbol_binder.h"
 
 namespace qv::symbols {
 namespace {
@@ -22,7 +31,43 @@ boost::filesystem::path path_of_library(HMODULE library) {
 
 }  // namespace qv::symbols
 
+namespace {
+
+using namespace qv::symbols;
+
+std::wstring own_path() {
+    return qv::text::to_wide(path_of_library(this_library()));
+}
+
+}  // namespace
+
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
-    if (reason == DLL_PROCESS_ATTACH) qv::symbols::library_handle = instance;
+    if (reason == DLL_PROCESS_ATTACH) library_handle = instance;
     return TRUE;
+}
+
+// By these COM and regsvr32 know an in-process server.
+
+STDAPI DllGetClassObject(REFCLSID class_id, REFIID interface_id, void** object) {
+    if (object == nullptr) return E_POINTER;
+    *object = nullptr;
+    return guard([&]() -> HRESULT {
+        if (IsEqualGUID(class_id, qv::com::clsid_symbol_binder))
+            return make_object<class_factory<symbol_binder>>()->QueryInterface(interface_id, object);
+        if (IsEqualGUID(class_id, qv::com::clsid_metadata_dispenser))
+            return make_object<class_factory<metadata_dispenser>>()->QueryInterface(interface_id, object);
+        return CLASS_E_CLASSNOTAVAILABLE;
+    });
+}
+
+STDAPI DllCanUnloadNow() {
+    return module_lock::held() ? S_FALSE : S_OK;
+}
+
+STDAPI DllRegisterServer() {
+    return guard([] { return register_classes(own_path()); });
+}
+
+STDAPI DllUnregisterServer() {
+    return guard([] { return unregister_classes(own_path()); });
 }

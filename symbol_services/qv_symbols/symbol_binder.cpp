@@ -5,7 +5,7 @@
 
 #include "qv/text/path.h"
 #include "symbol_services/classic_reader/locate.h"
-#include "symbol_services/qv_symbols/metadata_scope.h"
+#include "symbol_services/qv_symbols/metadata.h"
 #include "symbol_services/qv_symbols/outputs.h"
 #include "symbol_services/qv_symbols/symbol_reader.h"
 #include "symbol_services/qv_symbols/symbol_server.h"
@@ -49,9 +49,8 @@ HRESULT read_stream(IStream& stream, std::vector<unsigned char>& bytes) {
 }  // namespace
 
 void* symbol_binder::find_interface(REFIID id) noexcept {
-    const bool known = IsEqualGUID(id, com::iid_of<com::ISymUnmanagedBinder>) ||
-                       IsEqualGUID(id, com::iid_of<com::ISymUnmanagedBinder2>);
-    return known ? static_cast<com::ISymUnmanagedBinder2*>(this) : nullptr;
+    const bool is_older = IsEqualGUID(id, com::iid_of<com::ISymUnmanagedBinder>);
+    return com_object::find_interface(is_older ? com::iid_of<com::ISymUnmanagedBinder2> : id);
 }
 
 HRESULT symbol_binder::GetReaderForFile(IUnknown* importer, const WCHAR* file, const WCHAR* search_path,

@@ -15,8 +15,7 @@ std::optional<std::uint32_t> symbol_document::index_of(com::ISymUnmanagedDocumen
 }
 
 void* symbol_document::find_interface(REFIID id) noexcept {
-    if (IsEqualGUID(id, com::iid_of<com::ISymUnmanagedDocument>)) return static_cast<com::ISymUnmanagedDocument*>(this);
-    return IsEqualGUID(id, com::iid_of<symbol_document>) ? this : nullptr;
+    return IsEqualGUID(id, iid) ? this : com_object::find_interface(id);
 }
 
 HRESULT symbol_document::unimplemented() const noexcept {

@@ -4,14 +4,17 @@
 #include <memory>
 #include <optional>
 
-#include "qv/com/unimplemented.h"
+#include "qv/com/symbol_interfaces.h"
 #include "symbol_services/qv_symbols/com_object.h"
 #include "symbol_services/qv_symbols/symbol_file.h"
 
 namespace qv::symbols {
 
-class symbol_document final : public com_object<com::unimplemented_document> {
+class symbol_document final : public com_object<com::ISymUnmanagedDocument> {
 public:
+    // By this id the documents of this library know each other.
+    static constexpr GUID iid{0x91A45CE9, 0xB22C, 0x4DF1, {0xA3, 0x81, 0x8E, 0x25, 0x5D, 0x95, 0x09, 0x4B}};
+
     // `index` is less than the number of documents of the file.
     symbol_document(std::shared_ptr<const symbol_file> file, std::uint32_t index);
 
@@ -45,9 +48,3 @@ private:
 };
 
 }  // namespace qv::symbols
-
-// By this id the documents of this library know each other.
-template <>
-struct qv::com::interface_id<qv::symbols::symbol_document> {
-    static constexpr GUID value{0x91A45CE9, 0xB22C, 0x4DF1, {0xA3, 0x81, 0x8E, 0x25, 0x5D, 0x95, 0x09, 0x4B}};
-};

@@ -56,8 +56,7 @@ symbol_method::symbol_method(std::shared_ptr<const symbol_file> file, com::token
     : file_(std::move(file)), token_(token) {}
 
 void* symbol_method::find_interface(REFIID id) noexcept {
-    if (IsEqualGUID(id, com::iid_of<com::ISymUnmanagedMethod>)) return static_cast<com::ISymUnmanagedMethod*>(this);
-    return IsEqualGUID(id, com::iid_of<symbol_method>) ? this : nullptr;
+    return IsEqualGUID(id, iid) ? this : com_object::find_interface(id);
 }
 
 bool symbol_method::is_of(com::ISymUnmanagedMethod* method, const symbol_file& file) {

@@ -6,15 +6,18 @@
 #include <optional>
 #include <vector>
 
-#include "qv/com/unimplemented.h"
+#include "qv/com/symbol_interfaces.h"
 #include "symbol_services/qv_symbols/com_object.h"
 #include "symbol_services/qv_symbols/symbol_file.h"
 
 namespace qv::symbols {
 
 // The points are read at the first question about them, so that a method whose lines are broken is still a method.
-class symbol_method final : public com_object<com::unimplemented_method> {
+class symbol_method final : public com_object<com::ISymUnmanagedMethod> {
 public:
+    // By this id the methods of this library know each other.
+    static constexpr GUID iid{0x6C8534D3, 0xDFEB, 0x44E4, {0xBF, 0xE1, 0xE8, 0x66, 0x66, 0x8E, 0x88, 0x39}};
+
     symbol_method(std::shared_ptr<const symbol_file> file, com::token token);
 
     // Whether a method that a client hands in is one of this file.
@@ -47,9 +50,3 @@ private:
 };
 
 }  // namespace qv::symbols
-
-// By this id the methods of this library know each other.
-template <>
-struct qv::com::interface_id<qv::symbols::symbol_method> {
-    static constexpr GUID value{0x6C8534D3, 0xDFEB, 0x44E4, {0xBF, 0xE1, 0xE8, 0x66, 0x66, 0x8E, 0x88, 0x39}};
-};

@@ -37,14 +37,6 @@ HRESULT give_objects(const std::shared_ptr<const symbol_file>& file, std::span<c
 symbol_reader::symbol_reader(std::shared_ptr<const classic_reader::pdb> file, std::wstring name)
     : file_(std::make_shared<symbol_file>(std::move(file), std::move(name))) {}
 
-void* symbol_reader::find_interface(REFIID id) noexcept {
-    if (IsEqualGUID(id, com::iid_of<com::ISymUnmanagedReader>)) return static_cast<com::ISymUnmanagedReader*>(this);
-    if (IsEqualGUID(id, com::iid_of<com::ISymUnmanagedSourceServerModule>))
-        return static_cast<com::ISymUnmanagedSourceServerModule*>(this);
-    if (IsEqualGUID(id, com::iid_of<com::ISymUnmanagedDispose>)) return static_cast<com::ISymUnmanagedDispose*>(this);
-    return nullptr;
-}
-
 HRESULT symbol_reader::unimplemented() const noexcept {
     return file_->is_destroyed() ? com::e_sym_destroyed : E_NOTIMPL;
 }

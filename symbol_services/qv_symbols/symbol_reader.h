@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "qv/com/unimplemented.h"
+#include "qv/com/symbol_interfaces.h"
 #include "symbol_services/qv_symbols/com_object.h"
 #include "symbol_services/qv_symbols/symbol_file.h"
 
@@ -14,7 +14,7 @@ namespace qv::symbols {
 // attributes and changes to the file are not implemented. After Destroy every call on the reader and on what it has
 // given out answers E_SYM_DESTROYED.
 class symbol_reader final
-    : public com_object<com::unimplemented_reader, com::ISymUnmanagedSourceServerModule, com::ISymUnmanagedDispose> {
+    : public com_object<com::ISymUnmanagedReader, com::ISymUnmanagedSourceServerModule, com::ISymUnmanagedDispose> {
 public:
     // The name is that of the file; empty for one that came in a stream.
     symbol_reader(std::shared_ptr<const classic_reader::pdb> file, std::wstring name);
@@ -43,7 +43,6 @@ public:
 
 private:
     ~symbol_reader() override = default;
-    void* find_interface(REFIID id) noexcept override;
     HRESULT unimplemented() const noexcept override;
 
     const std::shared_ptr<symbol_file> file_;

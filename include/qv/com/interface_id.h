@@ -5,21 +5,13 @@
 
 namespace qv::com {
 
-// Specialised beside the declaration of each interface: static constexpr GUID value.
+// An interface that is declared here carries its id: static constexpr GUID iid. Those of the platform are named below.
 template <class Interface>
-struct interface_id;
+inline constexpr GUID iid_of = Interface::iid;
 
 template <>
-struct interface_id<IUnknown> {
-    static constexpr GUID value{0x00000000, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-};
-
+inline constexpr GUID iid_of<IUnknown>{0x00000000, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 template <>
-struct interface_id<IClassFactory> {
-    static constexpr GUID value{0x00000001, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-};
-
-template <class Interface>
-inline constexpr const GUID& iid_of = interface_id<Interface>::value;
+inline constexpr GUID iid_of<IClassFactory>{0x00000001, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
 }  // namespace qv::com

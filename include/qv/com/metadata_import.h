@@ -9,6 +9,8 @@
 namespace qv::com {
 
 struct IMetaDataImport : IUnknown {
+    static constexpr GUID iid{0x7DAC8207, 0xD3AE, 0x4C75, {0x9B, 0x67, 0x92, 0x80, 0x1A, 0x49, 0x7D, 0x44}};
+
     virtual void STDMETHODCALLTYPE CloseEnum() {}
     virtual HRESULT STDMETHODCALLTYPE CountEnum() { return E_NOTIMPL; }
     virtual HRESULT STDMETHODCALLTYPE ResetEnum() { return E_NOTIMPL; }
@@ -72,11 +74,6 @@ struct IMetaDataImport : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE GetNestedClassProps() { return E_NOTIMPL; }
     virtual HRESULT STDMETHODCALLTYPE GetNativeCallConvFromSig() { return E_NOTIMPL; }
     virtual HRESULT STDMETHODCALLTYPE IsGlobal() { return E_NOTIMPL; }
-};
-
-template <>
-struct interface_id<IMetaDataImport> {
-    static constexpr GUID value{0x7DAC8207, 0xD3AE, 0x4C75, {0x9B, 0x67, 0x92, 0x80, 0x1A, 0x49, 0x7D, 0x44}};
 };
 
 }  // namespace qv::com

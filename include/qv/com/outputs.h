@@ -37,4 +37,11 @@ void clear_outputs(Outputs... outputs) noexcept {
     (clear_output(outputs), ...);
 }
 
+// The same, and the answer of a call that does nothing else.
+template <class... Outputs>
+HRESULT refuse(HRESULT answer, Outputs... outputs) noexcept {
+    clear_outputs(outputs...);
+    return answer;
+}
+
 }  // namespace qv::com

@@ -10,8 +10,11 @@
 #include <utility>
 #include <vector>
 
-#include "qv/com/interface_id.h"
+#include "qv/com/counted_object.h"
 #include "qv/com/runtime_interfaces.h"
+
+template <>
+inline constexpr GUID qv::com::iid_of<IEnumUnknown>{0x00000100, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
 namespace qv::testing {
 
@@ -29,37 +32,23 @@ struct fake_machine {
     }
 };
 
-// Implements IUnknown over `First`, which is known as `Interface`, and the others. Starts with its maker's reference.
-template <class Script, class First, class Interface = First, class... Others>
-class fake_object : public First, public Others... {
+// Starts with its maker's reference.
+template <class Script, class First, class... Others>
+class fake_object : public com::counted_object<First, Others...> {
 public:
     explicit fake_object(Script& script) : script_(script) { ++script_.live; }
-    virtual ~fake_object() { --script_.live; }
+    ~fake_object() override { --script_.live; }
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
-        const auto offer = [&](const GUID& own, void* pointer) { *object = IsEqualGUID(id, own) ? pointer : *object; };
-        *object = nullptr;
         const HRESULT result = script_.result_of("QueryInterface");
-        if (FAILED(result) && !IsEqualGUID(id, com::iid_of<IUnknown>)) return result;
-        (offer(com::iid_of<Others>, static_cast<Others*>(this)), ...);
-        offer(com::iid_of<Interface>, static_cast<First*>(this));
-        offer(com::iid_of<IUnknown>, static_cast<First*>(this));
-        if (*object == nullptr) return E_NOINTERFACE;
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG left = --references_;
-        if (left == 0) delete this;
-        return left;
+        if (SUCCEEDED(result) || IsEqualGUID(id, com::iid_of<IUnknown>))
+            return com::counted_object<First, Others...>::QueryInterface(id, object);
+        *object = nullptr;
+        return result;
     }
 
 protected:
     Script& script_;
-
-private:
-    ULONG references_ = 1;
 };
 
 struct fake_runtime : fake_object<fake_machine, com::ICLRRuntimeInfo> {
@@ -82,7 +71,7 @@ struct fake_runtime : fake_object<fake_machine, com::ICLRRuntimeInfo> {
     const std::wstring version_;
 };
 
-struct fake_enumerator : fake_object<fake_machine, IEnumUnknown, IUnknown> {
+struct fake_enumerator : fake_object<fake_machine, IEnumUnknown> {
     using fake_object::fake_object;
 
     HRESULT STDMETHODCALLTYPE Next(ULONG, IUnknown** elements, ULONG* fetched) override {

@@ -1,4 +1,4 @@
-#include "symbol_services/qv_symbols/free_threaded_marshaler.h"
+#include "symbol_services/qv_symbols/com_object.h"
 
 #include <objbase.h>
 // after <objbase.h>

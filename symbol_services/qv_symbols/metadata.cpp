@@ -1,12 +1,18 @@
-#include "symbol_services/qv_symbols/metadata_scope.h"
+#include "symbol_services/qv_symbols/metadata.h"
 
 #include "qv/com/outputs.h"
 #include "qv/metadata/metadata.h"
 #include "qv/portable_executable/readers.h"
+#include "qv/text/path.h"
 #include "qv/text/utf.h"
 #include "symbol_services/qv_symbols/outputs.h"
 
 namespace qv::symbols {
+namespace {
+
+constexpr DWORD open_for_writing = 1;
+
+}  // namespace
 
 image_facts read_image_facts(const boost::filesystem::path& path) {
     using namespace metadata::detail_metadata;
@@ -32,8 +38,7 @@ com_hld<metadata_scope> metadata_scope::find(IUnknown* scope) {
 }
 
 void* metadata_scope::find_interface(REFIID id) noexcept {
-    if (IsEqualGUID(id, com::iid_of<com::IMetaDataImport>)) return static_cast<com::IMetaDataImport*>(this);
-    return IsEqualGUID(id, com::iid_of<metadata_scope>) ? this : nullptr;
+    return IsEqualGUID(id, iid) ? this : com_object::find_interface(id);
 }
 
 HRESULT metadata_scope::GetScopeProps(WCHAR* name, ULONG capacity, ULONG* count, GUID* mvid) {
@@ -46,6 +51,18 @@ HRESULT metadata_scope::GetScopeProps(WCHAR* name, ULONG capacity, ULONG* count,
         const HRESULT result = give_text(facts_.module_name, capacity, &size, name);
         if (count != nullptr) *count = size;
         return result;
+    });
+}
+
+HRESULT metadata_dispenser::OpenScope(const WCHAR* file, DWORD flags, REFIID interface_id, IUnknown** scope) {
+    return guard([&] {
+        if (scope == nullptr) return E_POINTER;
+        *scope = nullptr;
+        std::wstring name;
+        if (!take_text(file, name) || name.empty()) return E_INVALIDARG;
+        if ((flags & open_for_writing) != 0) return E_NOTIMPL;
+        const auto object = make_object<metadata_scope>(read_image_facts(text::to_path(name)));
+        return object->QueryInterface(interface_id, reinterpret_cast<void**>(scope));
     });
 }
 

@@ -1,4 +1,4 @@
-// The metadata of one image, as far as a consumer of symbols asks about it.
+// The metadata of images, as far as a consumer of symbols asks about it.
 #pragma once
 
 #include <boost/filesystem/path.hpp>
@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "qv/com/metadata_import.h"
+#include "qv/com/runtime_interfaces.h"
 #include "symbol_services/classic_reader/locate.h"
 #include "symbol_services/qv_symbols/com_object.h"
 
@@ -21,9 +22,12 @@ struct image_facts {
 // Reads an image and closes it. Throws what opening the file and the image and metadata readers throw.
 image_facts read_image_facts(const boost::filesystem::path& path);
 
-// Immutable.
+// The metadata of one image. Immutable.
 class metadata_scope final : public com_object<com::IMetaDataImport> {
 public:
+    // By this id the binder knows the scopes of this library.
+    static constexpr GUID iid{0x6D4EE187, 0x3692, 0x4DE9, {0xBD, 0x7A, 0x3F, 0xF5, 0xC1, 0x5C, 0xC8, 0xFD}};
+
     explicit metadata_scope(image_facts facts);
 
     // The scope that a client hands in; empty for one of another library.
@@ -40,10 +44,15 @@ private:
     const image_facts facts_;
 };
 
-}  // namespace qv::symbols
+// Opens the metadata of images for reading.
+class metadata_dispenser final : public com_object<com::IMetaDataDispenser> {
+public:
+    metadata_dispenser() = default;
 
-// By this id the binder knows the scopes of this library.
-template <>
-struct qv::com::interface_id<qv::symbols::metadata_scope> {
-    static constexpr GUID value{0x6D4EE187, 0x3692, 0x4DE9, {0xBD, 0x7A, 0x3F, 0xF5, 0xC1, 0x5C, 0xC8, 0xFD}};
+    HRESULT STDMETHODCALLTYPE OpenScope(const WCHAR* file, DWORD flags, REFIID interface_id, IUnknown** scope) override;
+
+private:
+    ~metadata_dispenser() override = default;
 };
+
+}  // namespace qv::symbols
