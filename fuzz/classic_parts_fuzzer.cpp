@@ -2,8 +2,7 @@
 // module, 2 its line information.
 #include "fuzz/fuzz_target.h"
 #include "symbol_services/classic_reader/dbi.h"
-#include "symbol_services/classic_reader/line_sections.h"
-#include "symbol_services/classic_reader/module_symbols.h"
+#include "symbol_services/classic_reader/module_stream.h"
 #include "tests/support/pdb_writer/pdb_writer.h"
 
 namespace qv::fuzz {

@@ -21,7 +21,7 @@ public:
 
     std::uint64_t remaining() const noexcept { return rest_.size(); }
 
-    // All of these throw "Unexpected end of PDB data" and then leave the position where it was.
+    // All of these throw where the bytes end, and then leave the position where it was.
     template <class T>
     T read() {
         static_assert(std::is_trivially_copyable_v<T>);

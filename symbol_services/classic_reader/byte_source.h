@@ -2,7 +2,9 @@
 #pragma once
 
 #include <algorithm>
+#include <boost/filesystem/path.hpp>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <utility>
 #include <vector>
@@ -36,5 +38,15 @@ public:
 private:
     const std::vector<unsigned char> bytes_;
 };
+
+// A file on disk.
+//
+// It is read by ordinary calls and never mapped: a share or a removable disk that goes away makes a read fail, where
+// the pages of a mapping would end the process. Others may write, replace, rename and delete the file meanwhile; one
+// that was written to is read no further, because old and new content would mix.
+//
+// The file is closed with the object. Only regular files are taken. Throws e_pdb_not_found, e_pdb_access_denied or
+// e_pdb_file_system; reading throws the last one, also where the file was written to.
+std::unique_ptr<const byte_source> open_disk_file(const boost::filesystem::path& path);
 
 }  // namespace qv::classic_reader

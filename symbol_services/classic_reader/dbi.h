@@ -22,7 +22,7 @@
 //      4  reserved
 //     28  its first section contribution
 //      2  flags
-//      2  its stream, see module_symbols.h and line_sections.h; 0xFFFF when it has none
+//      2  its stream, see module_stream.h and module_stream.h; 0xFFFF when it has none
 //      4  size of the symbols in that stream
 //      4  size of the line information of old compilers (C11)
 //      4  size of the line information (C13)
@@ -39,7 +39,7 @@
 //      -  names, each ended by NUL
 //
 //   debug header: 2 bytes for each stream; 0xFFFF for one that is not there
-//         the seventh one is the token map, see token_map.h
+//         the seventh one is the token map, see procedure_index.h
 #pragma once
 
 #include <cstdint>
@@ -69,7 +69,7 @@ struct dbi_info {
     std::uint32_t source_list_size;
 };
 
-// Throws "Unsupported DBI version" (e_pdb_not_implemented), "Invalid DBI stream", "Unexpected end of PDB data".
+// Throws also e_pdb_not_implemented, for older versions.
 dbi_info read_dbi(const msf_stream& stream);
 
 // A source file and the first module that lists it.
@@ -78,8 +78,7 @@ struct source_file {
     std::uint32_t module;
 };
 
-// The files of all modules in their order, those at one place of the list once. Throws "Invalid source file list",
-// "Unexpected end of PDB data".
+// The files of all modules in their order, those at one place of the list once.
 std::vector<source_file> read_source_list(std::span<const unsigned char> list);
 
 }  // namespace qv::classic_reader

@@ -1,4 +1,4 @@
-#include "symbol_services/classic_reader/disk_file.h"
+#include "symbol_services/classic_reader/byte_source.h"
 
 #include <gtest/gtest.h>
 

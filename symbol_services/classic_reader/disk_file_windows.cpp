@@ -2,7 +2,7 @@
 
 #include "common/holders.h"
 #include "qv/text/path.h"
-#include "symbol_services/classic_reader/disk_file.h"
+#include "symbol_services/classic_reader/byte_source.h"
 #include "symbol_services/classic_reader/pdb_errors.h"
 
 namespace qv::classic_reader {

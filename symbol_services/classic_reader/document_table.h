@@ -21,8 +21,7 @@
 #include "quorvex/common/guid.h"
 #include "symbol_services/classic_reader/lazy.h"
 #include "symbol_services/classic_reader/msf.h"
-#include "symbol_services/classic_reader/name_index.h"
-#include "symbol_services/classic_reader/pdb_info.h"
+#include "symbol_services/classic_reader/names.h"
 
 namespace qv::classic_reader {
 
@@ -78,10 +77,10 @@ private:
     lazy<folded_names> by_folded_name_;
 };
 
-// Reads a document's record into `document`, its URL aside. Throws "Invalid document" and what the stream throws.
+// Reads a document's record into `document`, its URL aside.
 void read_document_record(const msf_stream& record, document& document);
 
-// The source that a record embeds, as it is there; empty without one. Throws as above.
+// The source that a record embeds, as it is there; empty without one.
 std::vector<unsigned char> read_embedded_source(const msf_stream& record);
 
 // The algorithm of a checksum in a file table; zeros for none and for unknown ones.

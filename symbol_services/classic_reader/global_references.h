@@ -39,8 +39,7 @@ struct procedure_location {
 // Immutable; the container outlives it.
 class global_references {
 public:
-    // Throws "Unsupported global symbols" (e_pdb_not_implemented), "Invalid global symbols", and what the streams
-    // throw.
+    // Throws also e_pdb_not_implemented, for other versions.
     global_references(const msf_stream& global_symbols, const msf_stream& symbol_records);
 
     // Looks through the bucket of a token of the PDB file and counts every entry down from the allowance; at 0 the

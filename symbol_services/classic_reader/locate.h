@@ -55,9 +55,9 @@ struct located_pdb {
     std::shared_ptr<const pdb> file;
 };
 
-// Throws "Image has no debug record" (e_pdb_no_debug_info); "PDB file not found" (e_pdb_not_found); or, where files
-// were found but none of them belongs to the image, why the first of those did not: "PDB file of another build"
-// (e_pdb_invalid_sig), "PDB file of another age" (e_pdb_invalid_age), or what opening it threw.
+// Throws e_pdb_no_debug_info without records, e_pdb_not_found without files, and where files were found but none of
+// them belongs to the image, why the first of those did not: e_pdb_invalid_sig, e_pdb_invalid_age, or what opening it
+// threw.
 located_pdb locate_pdb(const pdb_search& search);
 
 }  // namespace qv::classic_reader

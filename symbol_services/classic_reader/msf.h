@@ -69,9 +69,8 @@ private:
 
 class msf_file {
 public:
-    // Reads superblock and stream directory. Throws "Not a PDB file" (e_pdb_format), "PDB file of the format before
-    // 7.0" (e_pdb_v1_pdb), "Portable PDB file, not a classic one" (e_pdb_not_implemented), "Invalid PDB superblock",
-    // "Invalid PDB stream directory", and what the source throws.
+    // Reads superblock and stream directory. Throws also e_pdb_format for what is no PDB file, e_pdb_v1_pdb
+    // for one of the format before 7.0, and e_pdb_not_implemented for a portable one.
     explicit msf_file(std::unique_ptr<const byte_source> source);
     msf_file(const msf_file&) = delete;
     msf_file& operator=(const msf_file&) = delete;
@@ -79,7 +78,7 @@ public:
     std::uint32_t stream_count() const noexcept { return static_cast<std::uint32_t>(streams_.size()); }
     bool has_stream(std::uint32_t index) const noexcept;
 
-    // Throws "PDB stream not found".
+    // Throws where there is no such stream.
     msf_stream stream(std::uint32_t index) const;
 
 private:

@@ -7,7 +7,7 @@
 #include <functional>
 #include <string_view>
 
-#include "symbol_services/classic_reader/disk_file.h"
+#include "symbol_services/classic_reader/byte_source.h"
 #include "symbol_services/classic_reader/failure_test_support.h"
 #include "tests/support/files/test_files.h"
 #include "tests/support/pdb_writer/msf_writer.h"

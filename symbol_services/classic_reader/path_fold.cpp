@@ -1,13 +1,68 @@
 #include "symbol_services/classic_reader/path_fold.h"
 
+#ifdef _WIN32
+#include <windows.h>
+
+#include <numeric>
+#include <vector>
+#else
+#include <locale.h>
+#include <wctype.h>
+
+#include "common/unique_hld.h"
+#endif
+
 #include <cstdint>
 
 #include "qv/diagnostics/work_counter.h"
+#include "qv/text/ascii.h"
 #include "qv/text/utf.h"
-#include "symbol_services/classic_reader/lower_case.h"
 
 namespace qv::classic_reader {
 namespace {
+
+// lower_case() answers the character itself where it has no lower case. Its argument is a code point and no surrogate.
+#ifdef _WIN32
+
+void map_to_lower_case(const wchar_t* text, int size, wchar_t* mapped) {
+    LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_LOWERCASE, text, size, mapped, size, nullptr, nullptr, 0);
+}
+
+// Of all characters of one unit, because asking for each costs a call.
+std::vector<wchar_t> make_table() {
+    std::vector<wchar_t> units(0x10000);
+    std::iota(units.begin(), units.end(), wchar_t{0});
+    auto table = units;
+    map_to_lower_case(units.data(), static_cast<int>(units.size()), table.data());
+    return table;
+}
+
+char32_t lower_case(char32_t code_point) {
+    static const auto table = make_table();
+    if (code_point < table.size()) return table[code_point];
+    const auto above = code_point - 0x10000;
+    const wchar_t pair[] = {static_cast<wchar_t>(0xD800 | above >> 10), static_cast<wchar_t>(0xDC00 | (above & 0x3FF))};
+    wchar_t mapped[] = {pair[0], pair[1]};
+    map_to_lower_case(pair, 2, mapped);
+    return text::combine_surrogates(mapped[0], mapped[1]);
+}
+
+#else
+
+struct free_locale {
+    void operator()(locale_t locale) const noexcept { ::freelocale(locale); }
+};
+
+constexpr char32_t capital_i_with_dot = 0x0130;
+
+char32_t lower_case(char32_t code_point) {
+    // Its lower case is a matter of language, so Windows leaves it alone here.
+    if (code_point == capital_i_with_dot) return code_point;
+    static const unique_hld<locale_t, free_locale> unicode(::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr));
+    return unicode ? static_cast<char32_t>(::towlower_l(static_cast<wint_t>(code_point), unicode.get())) : code_point;
+}
+
+#endif
 
 constexpr char32_t first_of_length[] = {0, 0, 0x80, 0x800, 0x10000};
 
@@ -40,7 +95,7 @@ std::string fold_path(std::string_view path) {
             continue;
         }
         path.remove_prefix(1);
-        folded += c == '/' ? '\\' : c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+        folded += c == '/' ? '\\' : text::to_ascii_lower(c);
     }
     return folded;
 }

@@ -8,13 +8,12 @@
 #include <tuple>
 
 #include "qv/text/utf.h"
-#include "symbol_services/classic_reader/disk_file.h"
+#include "symbol_services/classic_reader/byte_source.h"
+#include "symbol_services/classic_reader/names.h"
 #include "symbol_services/classic_reader/pdb_errors.h"
-#include "symbol_services/classic_reader/pdb_info.h"
 #include "symbol_services/classic_reader/position_index.h"
 #include "symbol_services/classic_reader/procedure_index.h"
 #include "symbol_services/classic_reader/source_link.h"
-#include "symbol_services/classic_reader/string_table.h"
 
 namespace qv::classic_reader {
 namespace {

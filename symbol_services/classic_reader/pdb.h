@@ -18,7 +18,7 @@
 
 #include "symbol_services/classic_reader/byte_source.h"
 #include "symbol_services/classic_reader/document_table.h"
-#include "symbol_services/classic_reader/line_sections.h"
+#include "symbol_services/classic_reader/module_stream.h"
 
 namespace qv::classic_reader {
 
@@ -31,7 +31,7 @@ struct pdb_id {
 
 class pdb {
 public:
-    // The file stays open as long as the object lives; see disk_file.h.
+    // The file stays open as long as the object lives; see byte_source.h.
     static std::shared_ptr<const pdb> open(const boost::filesystem::path& path);
     // The same for the bytes of a file.
     static std::shared_ptr<const pdb> open(std::vector<unsigned char> bytes);
@@ -50,7 +50,7 @@ public:
     std::vector<sequence_point> points(std::uint32_t token) const;
 
     std::uint32_t document_count() const;
-    // `index` is less than document_count(). A URL that is not UTF-8 throws "Invalid document name".
+    // `index` is less than document_count(). A URL that is not UTF-8 throws.
     std::wstring document_url(std::uint32_t index) const;
     document get_document(std::uint32_t index) const;
     std::vector<unsigned char> embedded_source(std::uint32_t index) const;

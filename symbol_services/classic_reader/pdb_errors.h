@@ -1,7 +1,8 @@
 // How the reader of classic PDB files fails.
 //
 // Every failure is a qv::hresult_exception: a plain message and one of the codes below, which Windows publishes for
-// symbol files. Bad input never fails in another way, memory aside.
+// symbol files. Bad input never fails in another way, memory aside. What reads from a file throws e_pdb_corrupt for
+// content that contradicts itself or leaves its bounds, and e_pdb_file_system; headers name the other codes.
 #pragma once
 
 #include <cstdint>

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "symbol_services/classic_reader/line_sections.h"
+#include "symbol_services/classic_reader/module_stream.h"
 
 namespace qv::classic_reader {
 

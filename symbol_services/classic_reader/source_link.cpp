@@ -8,6 +8,8 @@
 #include <set>
 #include <string>
 
+#include "qv/text/ascii.h"
+
 namespace qv::classic_reader {
 namespace {
 
@@ -19,10 +21,7 @@ constexpr std::string_view mappings = "documents";
 // 0 for "sourcelink", n for "sourcelink$n"; none for other names.
 std::optional<std::uint32_t> number_of(std::string_view name) {
     const auto rest = name.substr(std::min(name.size(), stream_name.size()));
-    if (name.size() - rest.size() != stream_name.size() ||
-        !std::equal(stream_name.begin(), stream_name.end(), name.begin(),
-                    [](char wanted, char c) { return wanted == (c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c); }))
-        return std::nullopt;
+    if (!text::starts_with_ignoring_case(name, stream_name)) return std::nullopt;
     if (rest.empty()) return 0;
     std::uint32_t number = 0;
     const auto* const end = rest.data() + rest.size();

@@ -7,13 +7,13 @@
 #include <vector>
 
 #include "symbol_services/classic_reader/msf.h"
-#include "symbol_services/classic_reader/pdb_info.h"
+#include "symbol_services/classic_reader/names.h"
 
 namespace qv::classic_reader {
 
 // The one document as it is recorded. Several become one with the mappings of all: they are joined in the order of
 // their numbers, and of two mappings for one path the first stays. Those that are no Source Link documents are left
-// out, and where none is one, the first is given as it is. Empty without any. Throws what the streams throw.
+// out, and where none is one, the first is given as it is. Empty without any.
 std::vector<unsigned char> read_source_link(const msf_file& file, const named_streams& names);
 
 }  // namespace qv::classic_reader

@@ -10,7 +10,7 @@ namespace qv::symbols {
 // Set by DllMain before anything else runs.
 HMODULE this_library() noexcept;
 
-// Throws "Can't get module file name".
+// Throws win32_error_exception.
 boost::filesystem::path path_of_library(HMODULE library);
 
 }  // namespace qv::symbols

@@ -17,8 +17,8 @@ public:
     symbol_file(std::shared_ptr<const classic_reader::pdb> file, std::wstring name)
         : file_(std::move(file)), name_(std::move(name)) {}
 
-    // The open file, which stays open as long as the caller holds it. Throws "Symbol file is destroyed"
-    // (E_SYM_DESTROYED) after destroy().
+    // The open file, which stays open as long as the caller holds it. Throws E_SYM_DESTROYED after
+    // destroy().
     std::shared_ptr<const classic_reader::pdb> get() const;
 
     bool is_destroyed() const noexcept;

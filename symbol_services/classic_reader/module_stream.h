@@ -1,4 +1,28 @@
-// The line information of a module: sequence points and source files (C13 subsections).
+// The stream of a module: its symbols, and among them its procedures; then its line information.
+//
+//   beginning of a module's stream
+//      4  4, the version of the records
+//      -  records, to the size that the module list gives
+//
+//   any record
+//      2  length of what follows
+//      2  kind
+//      -  content
+//
+//   managed procedure (S_GMANPROC 0x112A, S_LMANPROC 0x112B); what belongs to it follows up to its S_END
+//      4  record of the enclosing scope, 0 for none
+//      4  record of its S_END
+//      4  record of the next procedure
+//      4  size of its code
+//      8  where prologue and epilogue end
+//      4  token
+//      4  offset of its code | with the section, the key under which its lines are kept; in a pure IL image
+//      2  section            | an address that is made up
+//      -  flags, return register, name
+//
+// The links between records are not followed: the lengths alone lead from one record to the next.
+//
+// Line information (C13 subsections)
 //
 //   any subsection
 //      4  kind; the top bit says that it is to be ignored
@@ -25,13 +49,37 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <vector>
 
-#include "symbol_services/classic_reader/module_symbols.h"
 #include "symbol_services/classic_reader/msf.h"
 
 namespace qv::classic_reader {
+
+// The place of code within the sections of an image.
+struct code_address {
+    std::uint16_t section;
+    std::uint32_t offset;
+
+    friend bool operator==(const code_address&, const code_address&) = default;
+    friend bool operator<(const code_address& left, const code_address& right) noexcept {
+        return left.section != right.section ? left.section < right.section : left.offset < right.offset;
+    }
+};
+
+struct procedure {
+    std::uint32_t token;  // of the PDB file
+    code_address address;
+    std::uint32_t record;  // offset in the module's stream
+};
+
+// The procedure whose record lies there; none when another record or the end of the symbols does.
+std::optional<procedure> procedure_at(const msf_stream& module, std::uint32_t symbol_size, std::uint32_t offset);
+
+// All procedures in their order. What comes after a record that leaves its bounds is lost, and what comes before is
+// not.
+std::vector<procedure> read_procedures(const msf_stream& module, std::uint32_t symbol_size);
 
 // The line of a sequence point that belongs to no source line.
 constexpr std::uint32_t hidden_line = 0x00FEEFEE;
@@ -64,12 +112,12 @@ public:
     line_sections(const msf_stream& module, std::uint64_t begin, std::uint64_t size);
 
     // Appends the points of the code at the address in recorded order; returns false where it has no lines.
-    // `document_of` turns the offset of a file table entry into the document of its points. Throws "Invalid line
-    // information", what the stream throws, and what `document_of` throws.
+    // `document_of` turns the offset of a file table entry into the document of its points. Throws also what
+    // `document_of` throws.
     bool read_points(code_address address, const std::function<std::uint32_t(std::uint32_t)>& document_of,
                      std::vector<sequence_point>& points) const;
 
-    // Throws "Invalid source file table".
+    // Throws where no entry lies there.
     file_entry file(std::uint32_t offset) const;
 
     // Offsets of all entries of the file table; an entry that leaves its bounds ends it.

@@ -1,20 +1,18 @@
-#include "symbol_services/classic_reader/pdb_info.h"
+#include "symbol_services/classic_reader/names.h"
 
 #include <algorithm>
 #include <bit>
+#include <functional>
 #include <string>
 
 #include "qv/diagnostics/work_counter.h"
+#include "qv/text/ascii.h"
 #include "symbol_services/classic_reader/pdb_errors.h"
 
 namespace qv::classic_reader {
 namespace {
 
 constexpr std::uint32_t first_version_with_guid = 20000404;
-
-char lower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
 
 struct named_entry {
     std::uint32_t name;  // offset
@@ -35,7 +33,41 @@ std::vector<named_entry> read_entries(byte_cursor& cursor) {
     return entries;
 }
 
+constexpr std::uint32_t table_signature = 0xEFFEEFFE;
+constexpr std::uint32_t longest_name = 0x7FFF;  // no path is longer
+
+struct table_header {
+    std::uint32_t signature;
+    std::uint32_t version;
+    std::uint32_t size;
+};
+
 }  // namespace
+
+name_index::entry name_index::make_entry(std::string_view name, std::uint32_t value) {
+    count_work(name.size());
+    return {std::hash<std::string_view>()(name), name, value};
+}
+
+bool name_index::before(const entry& left, const entry& right) noexcept {
+    count_work(1);
+    return left.hash != right.hash ? left.hash < right.hash : left.name < right.name;
+}
+
+void name_index::add(std::string_view name, std::uint32_t value) {
+    entries_.push_back(make_entry(name, value));
+}
+
+void name_index::finish() {
+    std::stable_sort(entries_.begin(), entries_.end(), before);
+    const auto same_name = [](const entry& left, const entry& right) { return left.name == right.name; };
+    entries_.erase(std::unique(entries_.begin(), entries_.end(), same_name), entries_.end());
+}
+
+std::optional<std::uint32_t> name_index::find(std::string_view name) const {
+    const auto at = std::lower_bound(entries_.begin(), entries_.end(), make_entry(name, 0), before);
+    return at == entries_.end() || at->name != name ? std::nullopt : std::optional(at->value);
+}
 
 pdb_info read_pdb_info(byte_cursor& cursor) {
     pdb_info info = {};
@@ -52,7 +84,7 @@ named_streams read_named_streams(byte_cursor& cursor) {
     const auto names = cursor.take(cursor.read<std::uint32_t>());
     result.names_.assign(names.begin(), names.end());
     result.folded_.resize(names.size());
-    std::transform(result.names_.begin(), result.names_.end(), result.folded_.begin(), lower);
+    std::transform(result.names_.begin(), result.names_.end(), result.folded_.begin(), text::to_ascii_lower<char>);
     cursor.skip(8);
 
     auto entries = read_entries(cursor);
@@ -74,8 +106,25 @@ named_streams read_named_streams(byte_cursor& cursor) {
 
 std::optional<std::uint32_t> named_streams::find(std::string_view name) const {
     std::string folded(name);
-    std::transform(folded.begin(), folded.end(), folded.begin(), lower);
+    std::transform(folded.begin(), folded.end(), folded.begin(), text::to_ascii_lower<char>);
     return by_folded_name_.find(folded);
+}
+
+string_table::string_table(const msf_stream& stream) : stream_(stream) {
+    const auto header = stream.read_value<table_header>(0);
+    if (header.signature != table_signature || header.size > stream.size() - sizeof header)
+        throw_corrupt("Invalid string table");
+    size_ = header.size;
+}
+
+bool string_table::has_name(std::uint32_t offset) const {
+    return offset < size_ &&
+           (offset == 0 || stream_.read_value<char>(sizeof(table_header) + std::uint64_t{offset} - 1) == '\0');
+}
+
+std::string string_table::text(std::uint32_t offset) const {
+    if (!has_name(offset)) throw_corrupt("Invalid name offset");
+    return stream_.text(sizeof(table_header) + std::uint64_t{offset}, std::min(size_ - offset, longest_name));
 }
 
 }  // namespace qv::classic_reader
