@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "common/holders.h"
+#include "common/module_path.h"
 #include "qv/text/path.h"
 #include "tests/support/files/test_files.h"
 #include "tests/support/server/server_process.h"
@@ -24,9 +25,7 @@ std::wstring quoted(const boost::filesystem::path& path) {
 
 // pdb_client.exe, which lies in the folder `bin` beside the folder of the test programs.
 std::wstring command_line(const std::wstring& arguments) {
-    std::wstring self(32768, L'\0');
-    self.resize(::GetModuleFileNameW(nullptr, self.data(), static_cast<DWORD>(self.size())));
-    const auto folder = boost::filesystem::path(self).parent_path().parent_path() / L"bin";
+    const auto folder = boost::filesystem::path(module_path(nullptr)).parent_path().parent_path() / L"bin";
     return L"\"" + folder.native() + L"\\pdb_client.exe\" " + arguments;
 }
 

@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "common/module_path.h"
 #include "common/sdk_helpers.h"
 #include "qv/com/metadata_import.h"
 #include "qv/com/runtime_interfaces.h"
@@ -33,9 +34,7 @@ constexpr ULONG32 hidden = 0xFEEFEE;
 
 // The test programs lie beside the folder of the product's programs.
 boost::filesystem::path library_path() {
-    wchar_t program[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, program, MAX_PATH);
-    return boost::filesystem::path(program).parent_path().parent_path() / "bin" / "qv_symbols.dll";
+    return boost::filesystem::path(module_path(nullptr)).parent_path().parent_path() / "bin" / "qv_symbols.dll";
 }
 
 template <class... Arguments>

@@ -10,6 +10,7 @@
 #include <set>
 #include <sstream>
 
+#include "qv/portable_executable/codeview.h"
 #include "qv/portable_executable/readers.h"
 #include "qv/text/path.h"
 #include "qv/text/utf.h"
@@ -135,9 +136,9 @@ fs::path stage(const expected_module& module, const temporary_directory& directo
         auto pdb = module.image;
         if (!fs::exists(pdb.replace_extension(extension))) continue;
         for (const auto& entry : portable_executable::read_image_file(module.image).debug_entries) {
-            if (entry.Type != portable_executable::debug_type_codeview || entry.data.size() < 24) continue;
-            const std::string path(entry.data.begin() + 24, std::find(entry.data.begin() + 24, entry.data.end(), 0));
-            const auto name = path.substr(path.find_last_of("/\\") + 1);
+            const auto record = portable_executable::read_codeview(entry.data);
+            if (entry.Type != portable_executable::debug_type_codeview || !record) continue;
+            const std::string name(text::file_name(record->path));
             if (name.find('.') != name.npos) directory.copy(pdb, folder / text::to_path(text::to_utf16(name)));
         }
     }
