@@ -26,9 +26,8 @@ TEST(SearchPaths, LongListsComeInPiecesThatKnowTheCachesBeforeThem) {
         for (; count > 1; --count) text += L";x";
         return text;
     };
-    EXPECT_THAT(pieces_of(many),
-                ElementsAre(L"x;CACHE*c;cache*d;" + joined(full - 3), L"CACHE*c;cache*d;" + joined(full),
-                            L"CACHE*c;cache*d;x"));
+    EXPECT_THAT(pieces_of(many), ElementsAre(L"x;CACHE*c;cache*d;" + joined(full - 3),
+                                             L"CACHE*c;cache*d;" + joined(full), L"CACHE*c;cache*d;x"));
 
     const std::wstring longest(search_path_pieces::most_characters, L'y'), half(longest.size() / 2, L'z');
     EXPECT_THAT(pieces_of({half, half, L"b", longest, L"c", L"cache*" + half, longest}),

@@ -14,7 +14,6 @@ namespace {
 
 namespace fs = boost::filesystem;
 
-
 // "\\.\" and "\\?\" lead past the file system, and a record may name anything.
 bool is_device_path(const std::wstring& path) {
     const auto slash = [](wchar_t c) { return c == L'\\' || c == L'/'; };

@@ -9,7 +9,7 @@
 #include <exception>
 #include <memory>
 
-#include "symbol_services/classic_reader/disk_file.h"
+#include "symbol_services/classic_reader/byte_source.h"
 #include "symbol_services/symbol_server/system_library.h"
 
 namespace qv::symbol_store {

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "symbol_services/classic_reader/byte_cursor.h"
-#include "symbol_services/classic_reader/disk_file.h"
+#include "symbol_services/classic_reader/byte_source.h"
 #include "symbol_services/classic_reader/msf.h"
-#include "symbol_services/classic_reader/pdb_info.h"
+#include "symbol_services/classic_reader/names.h"
 #include "symbol_services/symbol_server/file_key.h"
 
 namespace qv::symbol_store {

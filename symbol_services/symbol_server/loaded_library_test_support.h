@@ -5,14 +5,14 @@
 
 #include <boost/filesystem/path.hpp>
 
+#include "common/module_path.h"
+
 namespace qv::testing {
 
 template <class Function>
 Function* exported(const char* name) {
-    wchar_t program[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, program, MAX_PATH);
-    static const auto library =
-        LoadLibraryW((boost::filesystem::path(program).parent_path().parent_path() / "bin" / "SymSrv.dll").c_str());
+    const auto folder = boost::filesystem::path(module_path(nullptr)).parent_path().parent_path();
+    static const auto library = LoadLibraryW((folder / "bin" / "SymSrv.dll").c_str());
     return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library, name)));
 }
 

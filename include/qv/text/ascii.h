@@ -21,9 +21,8 @@ constexpr bool equal_ignoring_case(const Text& text, std::string_view ascii) noe
 
 // The same of two texts.
 constexpr bool equal_ignoring_case(std::wstring_view left, std::wstring_view right) noexcept {
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(), [](wchar_t one, wchar_t other) {
-        return to_ascii_lower(one) == to_ascii_lower(other);
-    });
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [](wchar_t one, wchar_t other) { return to_ascii_lower(one) == to_ascii_lower(other); });
 }
 
 template <class Text>
