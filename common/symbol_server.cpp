@@ -11,6 +11,7 @@ namespace {
 
 using set_options_function = BOOL(WINAPI*)(UINT_PTR options, ULONG64 data);
 
+constexpr UINT_PTR ssrvopt_callback = 0x1;
 constexpr UINT_PTR ssrvopt_guidptr = 0x8;  // the id is given as a pointer to a GUID
 constexpr ULONG64 option_on = 1;
 
@@ -59,6 +60,11 @@ library::library(library_hld loaded)
       sized_find_(entry_point<sized_find_function>(library_.get(), "QvSymbolServerW")) {
     if (const auto set_options = entry_point<set_options_function>(library_.get(), "SymbolServerSetOptions"))
         set_options(ssrvopt_guidptr, option_on);
+}
+
+void library::set_callback(callback function) const {
+    if (const auto set_options = entry_point<set_options_function>(library_.get(), "SymbolServerSetOptions"))
+        set_options(ssrvopt_callback, reinterpret_cast<ULONG64>(function));
 }
 
 boost::filesystem::path library::find(const std::wstring& parameters, const std::wstring& file_name, const GUID& id,

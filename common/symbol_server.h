@@ -31,6 +31,11 @@ public:
     boost::filesystem::path find(const std::wstring& parameters, const std::wstring& file_name, const GUID& id,
                                  std::uint32_t age) const;
 
+    // Has the library tell and ask the callback, on the threads that search. It has one for the whole process: only the
+    // program itself sets it.
+    using callback = BOOL(CALLBACK*)(UINT_PTR action, ULONG64 data, ULONG64 context);
+    void set_callback(callback function) const;
+
 private:
     using find_function = BOOL(WINAPI*)(PCWSTR parameters, PCWSTR file_name, PVOID id, DWORD two, DWORD three,
                                         PWSTR found);

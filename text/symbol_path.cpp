@@ -1,5 +1,6 @@
 #include "qv/text/symbol_path.h"
 
+#include <algorithm>
 #include <cstddef>
 
 #include "qv/text/ascii.h"
@@ -20,6 +21,19 @@ bool is_server(const Element& element) noexcept {
     return text::starts_with_ignoring_case(element, server_prefix) ||
            text::starts_with_ignoring_case(element, library_prefix) ||
            text::starts_with_ignoring_case(element, cache_prefix);
+}
+
+// All that may be a name and a password goes, also of an address that is malformed.
+std::wstring shown_place(std::wstring_view place) {
+    const auto scheme = place.find(L"://");
+    if (scheme == std::wstring_view::npos) return std::wstring(place);
+    const auto host = scheme + 3;
+    std::wstring shown(place);
+    if (const auto at = shown.rfind(L'@'); at != std::wstring::npos && at >= host)
+        shown.replace(host, at - host, L"***");
+    if (const auto query = shown.find(L'?', host); query != std::wstring::npos)
+        shown.replace(query + 1, shown.size(), L"***");
+    return shown;
 }
 
 }  // namespace
@@ -59,6 +73,17 @@ bool is_cache_element(std::wstring_view element) noexcept {
 
 bool is_cache_element(std::string_view element) noexcept {
     return text::starts_with_ignoring_case(element, cache_prefix);
+}
+
+std::wstring without_secrets(std::wstring_view element) {
+    std::wstring shown;
+    while (!element.empty()) {
+        const auto end = std::min(element.find_first_of(L"*;"), element.size());
+        shown += shown_place(element.substr(0, end));
+        shown += element.substr(end, 1);
+        element.remove_prefix(std::min(end + 1, element.size()));
+    }
+    return shown;
 }
 
 std::optional<std::wstring> element_walk::next(std::wstring_view element) {

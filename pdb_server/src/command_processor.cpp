@@ -7,6 +7,7 @@
 #include "core/src/bridges/bridge_protocol.h"
 #include "core/src/stream/MemoryBlockStream.h"
 #include "core/src/stream/MemoryStream.h"
+#include "pdb_server/src/interruption.h"
 #include "qv/diagnostics/error_text.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/diagnostics/log.h"
@@ -280,6 +281,16 @@ void dispatch(unsigned char code, const bytes& payload, packet_writer* writer, p
     throw_error("Unknown command", at_line(417, process_commands_site));
 }
 
+// A connection that has ended has no data, and says so by a failure.
+bool has_left(const std::function<bool(int)>& wait) {
+    try {
+        wait(0);
+        return false;
+    } catch (const std::exception&) {
+        return true;
+    }
+}
+
 }  // namespace
 
 void write_method_ranges(const method_ranges& ranges, IWriteCoreStream* stream) {
@@ -299,6 +310,7 @@ void process_commands(const std::function<bool()>& stop, const std::function<boo
     static constexpr int wait_milliseconds = 100;
 
     const log::scope scope(log::component::CoreBridge, "CP::ProcessCommands");
+    const interruption giving_up([&] { return stop() || has_left(wait); });
     cmd_check_version(reader, writer);
     pdb_processor processor(services, stop);
     cmd_init(reader, writer, processor);

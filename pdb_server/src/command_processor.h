@@ -16,7 +16,8 @@ namespace qv::profiler::pdb_server {
 // command or when `stop` answers true; throws when the handshake, the framing or a payload is bad, when the stream
 // fails, and when a command is unknown. A query that fails is answered and the conversation goes on.
 //
-// `stop` is asked before each command whether the loop is to end, and often during a load that searches for long.
+// `stop` is asked before each command whether the loop is to end, and often during a load that searches for long. So is
+// `wait` while a symbol server is waited for: a client that has left ends the search.
 // `wait` waits up to the given number of milliseconds for data and answers whether a packet can be read. Neither may be
 // empty.
 void process_commands(const std::function<bool()>& stop, const std::function<bool(int)>& wait, packet_reader* reader,

@@ -56,15 +56,16 @@ void log_search_options(std::uint8_t policy, const search_path_list& paths, cons
     logger.record([&](log::TextStream& out) { out.text(init_tag).key("policy").text(policy_letters(policy).c_str()); });
     for (const auto& path : paths) {
         throw_if_stopping(stop, init_site);
-        logger.record(
-            [&](log::TextStream& out) { out.text(init_tag).key(log::key::path).quoted(text::to_wide(path)); });
+        logger.record([&](log::TextStream& out) {
+            out.text(init_tag).key(log::key::path).quoted(symbol_path::without_secrets(text::to_wide(path)));
+        });
     }
 }
 
 void log_environment(const wchar_t* name, const std::vector<std::wstring_view>& elements) {
     log::Logger::instance().record(log::component::PdbGt, [&](log::TextStream& out) {
         out.text(environment_tag).key(log::key::name).quoted(std::wstring_view(name));
-        for (const auto element : elements) out.key(log::key::path).quoted(element);
+        for (const auto element : elements) out.key(log::key::path).quoted(symbol_path::without_secrets(element));
     });
 }
 

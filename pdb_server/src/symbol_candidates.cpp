@@ -28,7 +28,7 @@ path extension_directory(const path& image) {
 void log_passed_over(const path& element, const char* reason) {
     log::Logger::instance().record(log::component::PdbGt, [&](log::TextStream& out) {
         out.text("PP::LoadModule").key(log::key::result).text(reason);
-        out.key(log::key::path).quoted(text::to_wide(element));
+        out.key(log::key::path).quoted(symbol_path::without_secrets(text::to_wide(element)));
     });
 }
 
@@ -120,6 +120,7 @@ void symbol_candidates::offer(const std::wstring& recorded_path, const GUID& pdb
         throw_if_stopping(stop, here);
         if (places.along(element)) return;
     }
+    throw_if_stopping(stop, here);
 }
 
 }  // namespace qv::profiler::pdb_server

@@ -68,7 +68,7 @@ TEST_F(SymbolCandidates, ComeOnceAndOnlyUntilAnswered) {
 }
 
 TEST_F(SymbolCandidates, AreNotSoughtOnceTheServerStops) {
-    elements = {"srv*1", "srv*2", "srv*3", "srv*4"};
+    elements = {"srv*1", "srv*2", "srv*3"};
     policy = policy_symbol_server;
     stop = [this] { return asked.size() == 3; };
     EXPECT_EQ(test::message_of([&] { offered(L"App.pdb"); }), "The server is stopping");

@@ -185,7 +185,7 @@ url below(const url& base, std::initializer_list<std::wstring_view> names) {
 }
 
 std::optional<url> redirected(const url& from, std::string_view location) {
-    if (location.size() > longest_url) return std::nullopt;
+    if (location.empty() || location.size() > longest_url) return std::nullopt;
     auto scheme_end = location;
     const bool other_host = location.starts_with("//");
     const bool absolute = other_host || take_scheme(scheme_end).has_value();

@@ -270,7 +270,7 @@ private:
 
     // When the present step has taken too long.
     clock::time_point limit(const progress::state& state) const {
-        if (has_head_) return limits_.end;
+        if (has_head_ || state.last == progress::event::head) return limits_.end;
         const auto step = state.now == progress::phase::connecting  ? connect_limit
                           : state.now == progress::phase::connected ? first_byte_limit
                                                                     : connect_limit + first_byte_limit;
@@ -281,20 +281,26 @@ private:
     bool reaches(progress::event wanted) {
         for (;;) {
             const auto state = progress_->wait();
-            if (state.last == wanted) {
-                count_ = state.count;
-                return true;
-            }
+            count_ = state.count;
             if (state.last == progress::event::failed)
                 failure_ = fails(state.count);
-            else if (limits_.cancelled && limits_.cancelled())
+            else if (is_cancelled())
                 failure_ = {http_outcome::kind::cancelled, {}};
             else if (clock::now() >= limit(state))
                 failure_ = fails(L"no answer in time");
+            else if (state.last == wanted)
+                return true;
             else
                 continue;
             return false;
         }
+    }
+
+    // Asks no more often than the progress is looked at when nothing comes.
+    bool is_cancelled() {
+        if (!limits_.cancelled || clock::now() < next_question_) return false;
+        next_question_ = clock::now() + std::chrono::milliseconds(poll_ms);
+        return limits_.cancelled();
     }
 
     std::optional<std::wstring> header(DWORD which) const {
@@ -335,6 +341,7 @@ private:
     internet_handle connection_;
     internet_handle request_;
     bool has_head_ = false;
+    clock::time_point next_question_ = clock::now();
     DWORD count_ = 0;
     http_outcome failure_ = {};
 };

@@ -9,6 +9,7 @@
 
 #include "common/module_path.h"
 #include "common/symbol_server.h"
+#include "pdb_server/src/interruption.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/text/path.h"
 
@@ -50,6 +51,19 @@ boost::filesystem::path executable_directory() {
     return boost::filesystem::path(path).parent_path();
 }
 
+constexpr UINT_PTR ssrvaction_querycancel = 2;
+
+// No address lies below: a library that passes the value itself gets no answer.
+constexpr ULONG64 lowest_address = 0x10000;
+
+// The published callback of symbol-server libraries. Of its actions it knows the one whose data are the address of a
+// value that is set to 1 where the search is to end.
+BOOL CALLBACK on_action(UINT_PTR action, ULONG64 data, ULONG64) {
+    if (action != ssrvaction_querycancel || data < lowest_address) return FALSE;
+    *reinterpret_cast<ULONG64*>(data) = interruption::is_wanted() ? 1 : 0;  // NOLINT(performance-no-int-to-ptr)
+    return TRUE;
+}
+
 }  // namespace
 
 void init(boost::filesystem::path directory) {
@@ -65,6 +79,7 @@ void init(boost::filesystem::path directory) {
     library_hld loaded(LoadLibraryW(name.c_str()));
     const DWORD error = GetLastError();
     const auto library = loaded ? std::make_shared<const symbol_server::library>(std::move(loaded)) : nullptr;
+    if (library) library->set_callback(&on_action);
     current().replace(library);
     if (!library) throw_win32_error("Symbol server wasn't loaded", error, init_site, errtag_file_w{path.native()});
 }
