@@ -49,6 +49,20 @@ DWORD write(HANDLE to, std::string_view utf8) {
     return is_console(to) ? write_characters(to, utf8) : write_bytes(to, utf8);
 }
 
+// A pipe without a reader says so in one of three ways.
+void check_written(DWORD code) {
+    if (code == ERROR_SUCCESS) return;
+    throw output_ended(code == ERROR_BROKEN_PIPE || code == ERROR_NO_DATA || code == ERROR_PIPE_NOT_CONNECTED);
+}
+
+// Escape sequences are shown as colours once the console has been asked for it. Whoever sets NO_COLOR wants none
+// (no-color.org).
+bool enable_colours(HANDLE handle) {
+    DWORD mode = 0;
+    if (::GetEnvironmentVariableW(L"NO_COLOR", nullptr, 0) > 1 || !::GetConsoleMode(handle, &mode)) return false;
+    return ::SetConsoleMode(handle, mode | ENABLE_PROCESSED_OUTPUT | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != FALSE;
+}
+
 // Printable, and with a line end at its end.
 std::string displayed(std::string_view bytes) {
     std::string text = printable_lines(bytes);
@@ -58,14 +72,27 @@ std::string displayed(std::string_view bytes) {
 
 }  // namespace
 
-bool write_output(std::string_view output, bool verbatim) {
-    const HANDLE to = ::GetStdHandle(STD_OUTPUT_HANDLE);
-    const DWORD code = verbatim && is_console(to) ? write_characters(to, displayed(output)) : write(to, output);
-    return code == ERROR_SUCCESS || code == ERROR_BROKEN_PIPE || code == ERROR_NO_DATA;
+standard_output::standard_output() : handle_(::GetStdHandle(STD_OUTPUT_HANDLE)), colours_(enable_colours(handle_)) {}
+
+void standard_output::write(std::string_view text) {
+    check_written(pdb_client::write(handle_, text));
+}
+
+void standard_output::write_verbatim(std::string_view bytes) {
+    if (is_console(handle_))
+        write(displayed(bytes));
+    else
+        write(bytes);
 }
 
 bool write_messages(std::string_view utf8) {
     return write(::GetStdHandle(STD_ERROR_HANDLE), utf8) == ERROR_SUCCESS;
+}
+
+std::size_t terminal_width_of_messages() {
+    CONSOLE_SCREEN_BUFFER_INFO screen{};
+    if (!::GetConsoleScreenBufferInfo(::GetStdHandle(STD_ERROR_HANDLE), &screen)) return 0;
+    return static_cast<std::size_t>(std::max(0, screen.srWindow.Right - screen.srWindow.Left + 1));
 }
 
 }  // namespace qv::profiler::pdb_client

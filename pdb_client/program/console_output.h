@@ -1,14 +1,32 @@
-// Writes to the standard handles. Windows only.
+// The standard handles. Windows only.
 #pragma once
 
+#include <cstddef>
 #include <string_view>
+
+#include "pdb_client/program/output.h"
 
 namespace qv::profiler::pdb_client {
 
-// Each answers whether the text reached its end. A console gets it as characters, whatever its code page; a file or
-// pipe gets the bytes as they are. A reader of standard output that goes before the end has what it wanted: true.
-// `verbatim` output is any bytes: a console gets a printable form of them.
-bool write_output(std::string_view output, bool verbatim);
+// A console gets text as characters, whatever its code page, and a printable form of what is no text; a file or pipe
+// gets the bytes as they are.
+class standard_output final : public output {
+public:
+    standard_output();
+
+    void write(std::string_view text) override;
+    void write_verbatim(std::string_view bytes) override;
+    bool has_colours() const override { return colours_; }
+
+private:
+    void* handle_;  // not owned
+    bool colours_;
+};
+
+// Answers whether the text reached the end of standard error.
 bool write_messages(std::string_view utf8);
+
+// The columns of the terminal that standard error is; 0 when it is none.
+std::size_t terminal_width_of_messages();
 
 }  // namespace qv::profiler::pdb_client

@@ -1,9 +1,9 @@
 #include "pdb_client/program/display_text.h"
 
 #include <algorithm>
-#include <array>
 #include <stdexcept>
 
+#include "pdb_client/program/file_checksum.h"
 #include "qv/text/utf.h"
 
 namespace qv::profiler::pdb_client {
@@ -121,18 +121,8 @@ std::string hex_text(const std::vector<std::uint8_t>& bytes) {
 }
 
 std::string algorithm_name(const GUID& algorithm) {
-    struct named {
-        GUID id;
-        const char* name;
-    };
-    static constexpr std::array<named, 3> known = {{
-        {{0xff1816ec, 0xaa5e, 0x4d10, {0x87, 0xf7, 0x6f, 0x49, 0x63, 0x83, 0x34, 0x60}}, "SHA-1"},
-        {{0x8829d00f, 0x11b8, 0x4213, {0x87, 0x8b, 0x77, 0x0e, 0x85, 0x97, 0xac, 0x16}}, "SHA-256"},
-        {{0x406ea660, 0x64cf, 0x4c82, {0xb6, 0xf0, 0x42, 0xd4, 0x81, 0x72, 0xa7, 0x99}}, "MD5"},
-    }};
-    for (const named& candidate : known)
-        if (candidate.id == algorithm) return candidate.name;
-    return guid_text(algorithm);
+    const checksum_algorithm* const known = find_checksum_algorithm(algorithm);
+    return known != nullptr ? known->name : guid_text(algorithm);
 }
 
 }  // namespace qv::profiler::pdb_client

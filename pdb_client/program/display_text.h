@@ -35,7 +35,7 @@ std::string guid_text(const GUID& value);
 // Lower-case digits, two for each byte.
 std::string hex_text(const std::vector<std::uint8_t>& bytes);
 
-// "SHA-1", "SHA-256", "MD5", or the GUID of an algorithm without a name here.
+// "SHA-1", "SHA-256", "MD5", or the GUID of an algorithm without a name.
 std::string algorithm_name(const GUID& algorithm);
 
 }  // namespace qv::profiler::pdb_client

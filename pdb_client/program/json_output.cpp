@@ -10,18 +10,13 @@ namespace {
 
 namespace json = boost::json;
 
-// The server's texts are 8-bit; JSON is UTF-8.
-json::string error_text(const std::string& text) {
-    return json::string(is_utf8(text) ? text : printable(std::string_view(text)));
+json::value name_value(std::uint32_t token, const method_names& names) {
+    const std::string name = names.name_of(token);
+    return name.empty() ? json::value() : json_text(name);
 }
 
-json::object to_value(const document_symbols& entry) {
-    if (!entry.error.empty()) return {{"id", entry.id}, {"error", error_text(entry.error)}};
-    json::object value{{"id", entry.id}, {"name", text::to_utf8(entry.content.url)}};
-    const bool has_hash = !entry.content.checksum.empty();
-    value["hashAlgorithm"] = has_hash ? json::value(algorithm_name(entry.content.checksum_algorithm)) : json::value();
-    value["hash"] = has_hash ? json::value(hex_text(entry.content.checksum)) : json::value();
-    return value;
+json::object method_value(std::uint32_t token, const method_names& names) {
+    return {{"token", token_text(token)}, {"name", name_value(token, names)}};
 }
 
 json::object to_value(const sequence_point& point) {
@@ -32,10 +27,10 @@ json::object to_value(const sequence_point& point) {
             {"hidden", range.hidden()}};
 }
 
-json::object to_value(const method_symbols& method) {
-    json::object value{{"token", token_text(method.token)}};
+json::object to_value(const method_symbols& method, const method_names& names) {
+    json::object value = method_value(method.token, names);
     if (!method.error.empty()) {
-        value["error"] = error_text(method.error);
+        value["error"] = json_text(method.error);
         return value;
     }
     json::array points;
@@ -44,56 +39,108 @@ json::object to_value(const method_symbols& method) {
     return value;
 }
 
-// The members of the outer object, one a line.
-class member_lines {
-public:
-    void add(const char* name, const json::value& value) { begin(name) += json::serialize(value); }
-
-    template <class Element>
-    void add_list(const char* name, const std::vector<Element>& elements) {
-        std::string& text = begin(name);
-        const char* separator = "[\n    ";
-        for (const Element& element : elements) {
-            text += separator + json::serialize(to_value(element));
-            separator = ",\n    ";
-        }
-        text += elements.empty() ? "[]" : "\n  ]";
-    }
-
-    std::string finish() && { return text_ + "\n}\n"; }
-
-private:
-    std::string& begin(const char* name) {
-        text_ += text_.empty() ? "{\n  " : ",\n  ";
-        return text_ += json::serialize(json::string(name)) + ": ";
-    }
-
-    std::string text_;
-};
-
-void add_source_server(member_lines& out, const source_server_symbols& symbols) {
-    const std::string data(symbols.data.begin(), symbols.data.end());
-    if (!symbols.error.empty())
-        out.add("sourceServerError", error_text(symbols.error));
-    else if (data.empty())
-        out.add("sourceServerData", nullptr);
-    else if (is_utf8(data))
-        out.add("sourceServerData", json::string(data));
-    else
-        out.add("sourceServerDataHex", json::string(hex_text(symbols.data)));
+json::object to_value(std::uint32_t id, const document_symbols& entry) {
+    if (!entry.error.empty()) return {{"id", id}, {"error", json_text(entry.error)}};
+    json::object value{{"id", id}, {"name", text::to_utf8(entry.content.url)}};
+    const bool has_hash = !entry.content.checksum.empty();
+    value["hashAlgorithm"] = has_hash ? json::value(algorithm_name(entry.content.checksum_algorithm)) : json::value();
+    value["hash"] = has_hash ? json::value(hex_text(entry.content.checksum)) : json::value();
+    if (entry.origin) value["origin"] = json_text(*entry.origin);
+    return value;
 }
 
 }  // namespace
 
-std::string to_json(const module_symbols& symbols) {
-    member_lines out;
-    out.add("module", json::string(text::to_utf8(symbols.module.path)));
-    out.add("mvid", json::string(guid_text(symbols.module.mvid)));
-    out.add("methodDefs", symbols.module.method_rows);
-    if (symbols.documents) out.add_list("documents", *symbols.documents);
-    if (symbols.methods) out.add_list("methods", *symbols.methods);
-    if (symbols.source_server) add_source_server(out, *symbols.source_server);
-    return std::move(out).finish();
+void add_module(json_lines& lines, const module_info& module) {
+    lines.add("module", json::string(text::to_utf8(module.path)));
+    lines.add("mvid", json::string(guid_text(module.mvid)));
+    lines.add("methodDefs", module.method_rows);
+}
+
+json::value json_text(const std::string& bytes) {
+    return json::string(is_utf8(bytes) ? bytes : printable(std::string_view(bytes)));
+}
+
+void json_lines::add(const char* name, const json::value& value) {
+    out_.write(std::string(separator_).append(json::serialize(json::string(name)) + ": " + json::serialize(value)));
+    separator_ = ",\n  ";
+}
+
+void json_lines::begin_list(const char* name) {
+    out_.write(std::string(separator_).append(json::serialize(json::string(name)) + ": ["));
+    separator_ = ",\n  ";
+    element_separator_ = "\n    ";
+}
+
+void json_lines::add_element(const json::value& value) {
+    out_.write(std::string(element_separator_).append(json::serialize(value)));
+    element_separator_ = ",\n    ";
+}
+
+void json_lines::end_list() {
+    out_.write(*element_separator_ == ',' ? "\n  ]" : "]");
+}
+
+void json_lines::finish() {
+    out_.write("\n}\n");
+}
+
+void show_matches(const std::vector<std::uint32_t>& tokens, const module_info& module, output& out) {
+    json_lines lines(out);
+    add_module(lines, module);
+    lines.begin_list("matches");
+    for (const std::uint32_t token : tokens) lines.add_element(method_value(token, module.names));
+    lines.end_list();
+    lines.finish();
+}
+
+void json_presenter::begin() {
+    add_module(lines_, module_);
+}
+
+void json_presenter::begin_methods() {
+    lines_.begin_list("methods");
+    in_methods_ = true;
+}
+
+void json_presenter::method(const method_symbols& symbols, const document_map&) {
+    lines_.add_element(to_value(symbols, module_.names));
+}
+
+void json_presenter::end_methods() {
+    if (in_methods_) lines_.end_list();
+    in_methods_ = false;
+}
+
+void json_presenter::documents(const document_map& all) {
+    end_methods();
+    lines_.begin_list("documents");
+    for (const auto& [id, entry] : all) {
+        json::object value = to_value(id, entry);
+        if (what_ == command::documents && entry.error.empty()) {
+            json::array methods;
+            for (const std::uint32_t token : entry.methods) methods.push_back(method_value(token, module_.names));
+            value["methods"] = std::move(methods);
+        }
+        lines_.add_element(value);
+    }
+    lines_.end_list();
+}
+
+void json_presenter::source_server(const source_server_symbols& symbols) {
+    const std::string data(symbols.data.begin(), symbols.data.end());
+    if (!symbols.error.empty())
+        lines_.add("sourceServerError", json_text(symbols.error));
+    else if (data.empty())
+        lines_.add("sourceServerData", nullptr);
+    else if (is_utf8(data))
+        lines_.add("sourceServerData", json::string(data));
+    else
+        lines_.add("sourceServerDataHex", json::string(hex_text(symbols.data)));
+}
+
+void json_presenter::end() {
+    lines_.finish();
 }
 
 }  // namespace qv::profiler::pdb_client

@@ -61,11 +61,6 @@ std::vector<pdb_file> find_files(const module_info& module, const std::vector<st
     return files;
 }
 
-std::string identity_text(const pdb_identity& identity, symbol_kind kind) {
-    return guid_text(identity.guid) + (kind == symbol_kind::portable ? " stamp " + token_text(identity.number).substr(2)
-                                                                     : " age " + std::to_string(identity.number));
-}
-
 std::string file_text(const pdb_file& file, symbol_kind kind) {
     const std::string place = printable(text::to_wide(file.place));
     if (file.identity) return identity_text(*file.identity, kind) + "  " + place;

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "pdb_client/program/display_text.h"
+#include "pdb_client/program/mistaken_pdb.h"
 #include "pdb_client/program/module_file.h"
 #include "qv/text/path.h"
 #include "tests/support/files/test_files.h"
@@ -84,6 +85,22 @@ TEST(MissingSymbols, RecordedPathsAndModulesWithAnotherName) {
     module.recorded_pdb = "b\x1b\xff.pdb";
     EXPECT_THAT(text(), HasSubstr("was not found\n    wanted  13f42c9c-9d6f-466e-b84f-5a724a488af0 stamp e227c2a9  "
                                   "b\\x1b\\xff.pdb\n"));
+}
+
+TEST(MistakenPdb, KindAndImageToNameInstead) {
+    const qv::testing::temporary_directory directory;
+    const auto standalone = directory.copy(fixture("Standalone.pdb"), "a.pdb");
+    const qv::testing::sample_module classic(qv::test::sample_pdb_description());
+    const std::string id =
+        "this is a portable PDB, not an image: 13f42c9c-9d6f-466e-b84f-5a724a488af0 stamp e227c2a9\n";
+    constexpr const char* wanted = "Name the image that it was built with instead, a .dll or .exe file.\n";
+    EXPECT_EQ(mistaken_pdb_text(standalone), id + wanted);
+    EXPECT_EQ(mistaken_pdb_text(fixture("Standalone.pdb")),
+              id + "Name its image instead: " + shown(fixture("Standalone.dll")) + "\n");
+    EXPECT_THAT(mistaken_pdb_text(fixture("Mismatch.pdb")),
+                HasSubstr("\nThe image beside it is of another build: " + shown(fixture("Mismatch.dll")) + "\n"));
+    EXPECT_THAT(mistaken_pdb_text(classic.pdb), StartsWith("this is a classic PDB, not an image: "));
+    EXPECT_EQ(mistaken_pdb_text(fixture("Standalone.dll")), "");
 }
 
 }  // namespace

@@ -41,12 +41,13 @@ void describe_symbols(const std::vector<pe::image_debug_entry>& entries, module_
 
 module_info read_module_file(const boost::filesystem::path& path) {
     const boost::filesystem::path absolute = boost::filesystem::system_complete(path);
-    module_info module{text::to_wide(absolute), {}, 0, symbol_kind::none, {}, {}};
-    const pe::image_data image = pe::read_image_file(absolute);
+    module_info module{text::to_wide(absolute), {}, 0, symbol_kind::none, {}, {}, {}};
+    pe::image_data image = pe::read_image_file(absolute);
     const metadata::module_identity identity = metadata::read_module_identity(image.metadata);
     module.mvid = identity.mvid;
     module.method_rows = identity.method_rows;
     describe_symbols(image.debug_entries, module);
+    module.names = method_names(std::move(image.metadata));
     return module;
 }
 

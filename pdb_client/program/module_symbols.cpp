@@ -1,14 +1,9 @@
 #include "pdb_client/program/module_symbols.h"
 
-#include <algorithm>
-#include <set>
-
 #include "qv/diagnostics/exception.h"
 
 namespace qv::profiler::pdb_client {
 namespace {
-
-constexpr std::uint32_t max_row = 0xFFFFFF;  // what a token can carry
 
 void add_points(method_symbols& method, const std::vector<std::uint32_t>& offsets,
                 const std::vector<source_range>& ranges) {
@@ -35,32 +30,16 @@ method_symbols read_method(session& server, std::uint32_t module_id, std::uint32
     return method;
 }
 
-std::vector<method_symbols> read_methods(session& server, std::uint32_t module_id, std::uint32_t method_rows) {
-    std::vector<method_symbols> methods;
-    for (std::uint32_t row = 1; row <= std::min(method_rows, max_row); ++row) {
-        method_symbols method = read_method(server, module_id, method_table | row);
-        if (!method.points.empty() || !method.error.empty()) methods.push_back(std::move(method));
-    }
-    return methods;
-}
-
-std::vector<document_symbols> read_documents(session& server, std::uint32_t module_id,
-                                             const std::vector<method_symbols>& methods) {
-    std::set<std::uint32_t> ids;
-    for (const method_symbols& method : methods)
-        for (const sequence_point& point : method.points) ids.insert(point.range.document_id);
-
-    std::vector<document_symbols> documents;
-    for (const std::uint32_t id : ids) {
-        auto found = server.get_document(module_id, id);
-        document_symbols& entry = documents.emplace_back();
-        entry.id = id;
+void learn_documents(session& server, std::uint32_t module_id, const method_symbols& method, document_map& documents) {
+    for (const sequence_point& point : method.points) {
+        const auto [entry, is_new] = documents.try_emplace(point.range.document_id);
+        if (!is_new) continue;
+        auto found = server.get_document(module_id, entry->first);
         if (found.ok())
-            entry.content = std::move(found).value();
+            entry->second.content = std::move(found).value();
         else
-            entry.error = found.error();
+            entry->second.error = found.error();
     }
-    return documents;
 }
 
 source_server_symbols read_source_server(session& server, std::uint32_t module_id) {

@@ -48,7 +48,9 @@ command to_command(const std::wstring& word) {
     if (word == L"method") return command::method;
     if (word == L"documents") return command::documents;
     if (word == L"sourcelink") return command::sourcelink;
-    refuse("The command is none of dump, method, documents and sourcelink");
+    if (word == L"annotate") return command::annotate;
+    if (word == L"verify") return command::verify;
+    refuse("The command is none of dump, method, documents, sourcelink, annotate and verify");
 }
 
 std::uint32_t to_token(const std::wstring& word) {
@@ -57,16 +59,25 @@ std::uint32_t to_token(const std::wstring& word) {
     return *token;
 }
 
+// No name of a compiler begins with a digit.
+void take_method(const std::wstring& word, options& result) {
+    if (word[0] >= L'0' && word[0] <= L'9')
+        result.token = to_token(word);
+    else
+        result.method_name = text::to_utf8(word);
+}
+
 void take_words(const std::vector<std::wstring>& words, options& result) {
     if (words.empty()) refuse("No command is given");
     result.what = to_command(words[0]);
-    if (words.size() < 2 || words[1].empty()) refuse("No module is given");
+    if (words.size() < 2 || words[1].empty())
+        refuse(result.what == command::verify ? "No directory is given" : "No module is given");
     text::to_utf8(words[1]);  // throws for what could not be sent
     result.module = text::to_path(words[1]);
-    const std::size_t expected = result.what == command::method ? 3 : 2;
-    if (words.size() < expected) refuse("No method token is given");
+    const std::size_t expected = result.is_about_a_method() ? 3 : 2;
+    if (words.size() < expected || words.back().empty()) refuse("No method is given");
     if (words.size() > expected) refuse("There are too many arguments");
-    if (result.what == command::method) result.token = to_token(words[2]);
+    if (result.is_about_a_method()) take_method(words[2], result);
 }
 
 void take_server(const po::variables_map& values, options& result) {
@@ -123,6 +134,21 @@ void take_timeout(const po::variables_map& values, options& result) {
     result.timeout = std::chrono::seconds(seconds);
 }
 
+// Options that only some commands know.
+void take_sources(const po::variables_map& values, options& result) {
+    result.url = values.count("url") != 0;
+    if (result.url && result.what != command::documents && result.what != command::annotate)
+        refuse("--url is for the commands documents and annotate");
+    if (result.json && result.what == command::annotate) refuse("--json is not for the command annotate");
+    if (values.count("source_root") == 0) return;
+    if (result.what != command::annotate && result.what != command::verify)
+        refuse("--source_root is for the commands annotate and verify");
+    for (const std::wstring& root : values["source_root"].as<std::vector<std::wstring>>()) {
+        if (root.empty()) refuse("A source root is empty");
+        result.source_roots.push_back(boost::filesystem::system_complete(text::to_path(root)));
+    }
+}
+
 // Names of several words have the server's spelling, and one with hyphens that means the same.
 po::options_description describe() {
     po::options_description all;
@@ -137,6 +163,8 @@ po::options_description describe() {
     add("timeout", text());
     add("policy", text());
     add("search_path,search-path", texts());
+    add("source_root,source-root", texts());
+    add("url", "");
     add("symsrv_dir,symsrv-dir", text());
     add("log_file,log-file", text());
     add("log_mask,log-mask", text());
@@ -180,20 +208,31 @@ options parse_options(const std::vector<std::wstring>& arguments) {
     take_search(values, result);
     take_words(values.count("word") != 0 ? values["word"].as<std::vector<std::wstring>>() : std::vector<std::wstring>(),
                result);
+    take_sources(values, result);
     return result;
 }
 
 std::string help_text() {
     return R"(Shows the symbols of a managed module as a symbol server sees them.
 
-    pdb_client (--pipe ID | --spawn) [options] COMMAND MODULE [TOKEN]
+    pdb_client (--pipe ID | --spawn) [options] COMMAND (MODULE [METHOD] | DIRECTORY)
 
 Commands
     dump MODULE          every method with sequence points, and the documents they lie in
-    method MODULE TOKEN  the sequence points of one method, as in: method app.dll 0x06000005
-    documents MODULE     the documents that sequence points refer to, with their checksums
+    method MODULE METHOD the sequence points of one method, as in: method app.dll 0x06000005
+    documents MODULE     the documents that sequence points refer to, with their checksums and the
+                         methods that have points in them
     sourcelink MODULE    the module's Source Link document or source server stream; a file or pipe
                          gets its bytes as they are
+
+    annotate MODULE METHOD
+                         the source lines of one method, with its sequence points marked in them
+
+    verify DIRECTORY     every module below a directory: the kind of its symbols, or why there are
+                         none, how many points they have, and whether sources match
+
+A METHOD is a token, or a name such as Shop.Orders.Add, Orders.Add(2) or Add: the number in
+parentheses is that of the parameters. Where a name fits several methods, these are listed.
 
 Which server
     --pipe ID            the server that was started with this pipe identifier
@@ -214,6 +253,10 @@ What a server that --spawn starts is told
 
 What is printed
     --json               one JSON document instead of tables
+    --url                documents and annotate: where each document can be fetched from, by the
+                         module's Source Link document or source server stream
+    --source_root DIR    annotate and verify: a directory to look for sources in, besides the
+                         recorded path and the directory of the image; may be repeated
     --version            the version of this program
     --help, -h, /?       this text
 
@@ -221,7 +264,8 @@ Names of options may be written with hyphens too, as in --search-path.
 
 Exit code
     0  done
-    1  the answer is an error or there are no symbols, or the module cannot be read
+    1  the answer is an error or there are no symbols, or the module cannot be read; verify: an
+       image names symbols that are not there
     2  the command line is not understood, or names a method that the module does not have
     3  the server cannot be reached, or the conversation with it failed
 )";

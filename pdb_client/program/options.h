@@ -10,7 +10,7 @@
 
 namespace qv::profiler::pdb_client {
 
-enum class command { dump, method, documents, sourcelink };
+enum class command { dump, method, documents, sourcelink, annotate, verify };
 
 struct options {
     bool help = false;     // nothing else is filled then
@@ -22,8 +22,13 @@ struct options {
     std::chrono::milliseconds timeout{};
     session_options search;
     command what = command::dump;
-    boost::filesystem::path module;  // as given
-    std::uint32_t token = 0;         // of the command `method`
+    boost::filesystem::path module;  // as given; a directory for `verify`
+    std::uint32_t token = 0;         // of a command about one method, unless it is given by name
+    std::string method_name;         // UTF-8
+    bool url = false;                // documents are shown with their origin
+    std::vector<boost::filesystem::path> source_roots;
+
+    bool is_about_a_method() const noexcept { return what == command::method || what == command::annotate; }
 };
 
 // Takes the arguments without the program's name. Relative directories become absolute, because the server has another

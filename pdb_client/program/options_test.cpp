@@ -42,9 +42,10 @@ TEST(Options, EverythingInAnyOrderAndEitherSpelling) {
     EXPECT_EQ(got.token, 0x060000AAu);
 }
 
-TEST(Options, SpellingsOfTokensAndOfHelp) {
+TEST(Options, SpellingsOfMethodsAndOfHelp) {
     for (const wchar_t* token : {L"0x0600aAfF", L"0X600AAff", L"100707071"})
         EXPECT_EQ(parse_options({L"--spawn", L"method", L"m", token}).token, 0x0600AAFFu) << token;
+    EXPECT_EQ(parse_options({L"--spawn", L"method", L"m", L"\u00c4.x(2)"}).method_name, "\xc3\x84.x(2)");
     for (const wchar_t* word : {L"-h", L"/?", L"-?"}) EXPECT_TRUE(parse_options({word}).help) << word;
 }
 
@@ -59,11 +60,15 @@ TEST(Options, LinesThatAreRefused) {
         {{L"--pipe", L"a\\b", L"dump", L"m"}, "The pipe identifier is not valid: it is the ID of \\\\.\\pipe\\ID"},
         {{L"--pipe", L"p", L"--log_file", L"f", L"dump", L"m"}, for_spawned},
         {{L"--spawn"}, "No command is given"},
-        {{L"--spawn", L"show", L"m"}, "The command is none of dump, method, documents and sourcelink"},
+        {{L"--spawn", L"show", L"m"},
+         "The command is none of dump, method, documents, sourcelink, annotate and verify"},
         {{L"--spawn", L"dump"}, "No module is given"},
         {{L"--spawn", L"dump", L""}, "No module is given"},
+        {{L"--spawn", L"verify"}, "No directory is given"},
         {{L"--spawn", L"dump", L"\xD800"}, "Not enough input"},
-        {{L"--spawn", L"method", L"m"}, "No method token is given"},
+        {{L"--spawn", L"method", L"m"}, "No method is given"},
+        {{L"--spawn", L"method", L"m", L""}, "No method is given"},
+        {{L"--spawn", L"method", L"m", L"\xD800"}, "Not enough input"},
         {{L"--spawn", L"dump", L"m", L"0x06000001"}, "There are too many arguments"},
         {{L"--spawn", L"method", L"m", L"0x06000000"}, bad_token},
         {{L"--spawn", L"method", L"m", L"0x07000001"}, bad_token},
@@ -75,6 +80,10 @@ TEST(Options, LinesThatAreRefused) {
         {{L"--spawn", L"--log_mask", L"65536"}, "The log mask is not a number from 0 to 65535"},
         {{L"--spawn", L"--search_path", L";", L"dump", L"m"}, "A search path is empty"},
         {{L"--spawn", L"--search_path", L"srv*\xD800", L"dump", L"m"}, "Not enough input"},
+        {{L"--spawn", L"--url", L"dump", L"m"}, "--url is for the commands documents and annotate"},
+        {{L"--spawn", L"--json", L"annotate", L"m", L"x"}, "--json is not for the command annotate"},
+        {{L"--spawn", L"--source-root", L"r", L"dump", L"m"}, "--source_root is for the commands annotate and verify"},
+        {{L"--spawn", L"--source-root", L"", L"annotate", L"m", L"x"}, "A source root is empty"},
         {{L"--spa", L"dump", L"m"}, "unrecognised option '--spa'"},
         {{L"dump", L"m", L"--pipe"}, "the required argument for option '--pipe' is missing"}};
     for (const auto& tested : cases)

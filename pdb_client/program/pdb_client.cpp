@@ -1,15 +1,20 @@
 // The command-line client: asks a symbol server about one module and prints the answers.
 #include <windows.h>
 
+#include <boost/filesystem/operations.hpp>
+#include <memory>
 #include <optional>
 
 #include "common/module_path.h"
 #include "pdb_client/library/pipe_connection.h"
 #include "pdb_client/program/console_output.h"
 #include "pdb_client/program/display_text.h"
+#include "pdb_client/program/mistaken_pdb.h"
 #include "pdb_client/program/module_file.h"
+#include "pdb_client/program/progress_bar.h"
 #include "pdb_client/program/run_command.h"
 #include "pdb_client/program/spawned_server.h"
+#include "pdb_client/program/verification.h"
 #include "qv/diagnostics/error_text.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/text/path.h"
@@ -25,18 +30,8 @@ std::string caught() {
     return text + "\n";
 }
 
-outcome failure(exit_code code, const std::string& messages) {
-    return {code, {}, messages};
-}
-
 std::wstring server_beside_this_program() {
     return text::to_wide(text::to_path(module_path(nullptr)).parent_path() / L"pdb_server.exe");
-}
-
-outcome converse(const std::wstring& pipe_id, const options& wanted, const module_info& module) {
-    pipe_connection pipe(pipe_id, {wanted.timeout, wanted.timeout});
-    session symbols(pipe, wanted.search);
-    return run_command(symbols, wanted, module);
 }
 
 // What can be done about a conversation that failed with this code.
@@ -64,16 +59,24 @@ std::string advice_on_caught(const options& wanted) {
     }
 }
 
-// The server's own words are shown only where they can explain a failure.
-outcome ask_server(const options& wanted, const module_info& module) {
+std::unique_ptr<pipe_connection> connect(const std::wstring& pipe_id, const options& wanted) {
+    return std::make_unique<pipe_connection>(pipe_id, time_limits{wanted.timeout, wanted.timeout});
+}
+
+// Calls `converse` with the pipe identifier of the server that the command line means. The server's own words are shown
+// only where they can explain a failure.
+template <class Converse>
+outcome with_server(const options& wanted, Converse converse) {
     std::optional<spawned_server> server;
     try {
-        if (!wanted.spawn) return converse(wanted.pipe, wanted, module);
+        if (!wanted.spawn) return converse(wanted.pipe);
         server.emplace(server_beside_this_program(), wanted.server_arguments);
         server->wait_until_ready(wanted.timeout);
-        return converse(server->pipe_id(), wanted, module);
+        return converse(server->pipe_id());
+    } catch (const output_ended&) {
+        throw;
     } catch (...) {
-        outcome result = failure(exit_code::no_server, caught() + advice_on_caught(wanted));
+        outcome result{exit_code::no_server, caught() + advice_on_caught(wanted)};
         if (server) result.messages += printable_lines(server->take_output());
         return result;
     }
@@ -83,30 +86,63 @@ std::string about(const boost::filesystem::path& file) {
     return printable(file.native()) + ": ";
 }
 
-outcome ask_about_module(const options& wanted) {
+outcome ask_about_module(options& wanted, output& out) {
     module_info module{};
     try {
         module = read_module_file(wanted.module);
     } catch (const win32_error_exception&) {
-        return failure(exit_code::error_answer, about(wanted.module) + caught());
+        return {exit_code::error_answer, about(wanted.module) + caught()};
     } catch (const exception&) {
-        return failure(exit_code::error_answer, about(wanted.module) + "not a managed module: " + caught());
+        const std::string pdb_text = mistaken_pdb_text(wanted.module);
+        return {exit_code::error_answer,
+                about(wanted.module) + (pdb_text.empty() ? "not a managed module: " + caught() : pdb_text)};
     }
-    const std::string misfit_text = misfit(wanted, module);
-    if (!misfit_text.empty()) return failure(exit_code::bad_command_line, about(wanted.module) + misfit_text);
-    return ask_server(wanted, module);
+    if (wanted.is_about_a_method())
+        if (auto end = settle_method(wanted, module, out)) return *std::move(end);
+    return with_server(wanted, [&](const std::wstring& pipe_id) {
+        const auto pipe = connect(pipe_id, wanted);
+        session symbols(*pipe, wanted.search);
+        return run_command(symbols, wanted, module, out);
+    });
 }
 
-outcome run(const std::vector<std::wstring>& arguments) {
+outcome verify_directory(const options& wanted, output& out) {
+    boost::system::error_code error;
+    if (!boost::filesystem::is_directory(text::to_system_path(boost::filesystem::system_complete(wanted.module)),
+                                         error))
+        return {exit_code::bad_command_line, about(wanted.module) + "no such directory\n"};
+    return with_server(wanted, [&](const std::wstring& pipe_id) {
+        progress_bar shown;
+        return verify(
+            wanted, [&] { return connect(pipe_id, wanted); }, out, shown);
+    });
+}
+
+outcome run(const std::vector<std::wstring>& arguments, output& out) {
     options wanted;
     try {
         wanted = parse_options(arguments);
     } catch (...) {
-        return failure(exit_code::bad_command_line, caught() + "pdb_client --help shows how it is used.\n");
+        return {exit_code::bad_command_line, caught() + "pdb_client --help shows how it is used.\n"};
     }
-    if (wanted.help) return {exit_code::done, help_text(), {}};
-    if (wanted.version) return {exit_code::done, "pdb_client " QV_VERSION "\n", {}};
-    return ask_about_module(wanted);
+    if (wanted.help || wanted.version) {
+        out.write(wanted.help ? help_text() : "pdb_client " QV_VERSION "\n");
+        return {};
+    }
+    return wanted.what == command::verify ? verify_directory(wanted, out) : ask_about_module(wanted, out);
+}
+
+// A reader that goes before the end has what it wanted.
+outcome run_to_the_end(const std::vector<std::wstring>& arguments) {
+    try {
+        standard_output out;
+        return run(arguments, out);
+    } catch (const output_ended& end) {
+        if (end.by_its_reader()) return {};
+        return {exit_code::error_answer, std::string(end.what()) + "\n"};
+    } catch (...) {
+        return {exit_code::error_answer, caught()};
+    }
 }
 
 }  // namespace
@@ -114,15 +150,7 @@ outcome run(const std::vector<std::wstring>& arguments) {
 
 int wmain(int count, wchar_t** arguments) {
     namespace client = qv::profiler::pdb_client;
-    client::outcome result;
-    try {
-        result = client::run({arguments + (count > 0 ? 1 : 0), arguments + count});
-        const bool written = client::write_output(result.output, result.verbatim);
-        if (!written)
-            result = {client::exit_code::error_answer, {}, result.messages + "The output cannot be written.\n"};
-    } catch (...) {
-        result = client::failure(client::exit_code::error_answer, client::caught());
-    }
+    const client::outcome result = client::run_to_the_end({arguments + (count > 0 ? 1 : 0), arguments + count});
     client::write_messages(result.messages);
     return static_cast<int>(result.code);
 }

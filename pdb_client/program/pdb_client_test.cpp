@@ -54,15 +54,14 @@ TEST(PdbClient, LinesWithTheirExitCodes) {
         const char* output;
         const char* messages;
     } cases[] = {
-        {L"--spawn method" + module + L"0x06000003", 0, "0x06000003  [2] /src/Documents.cs\n    IL_0000  24:25 - 24",
-         ""},
+        {L"--spawn method" + module + L"0x06000003", 0,
+         "0x06000003  Documents.First(0)\n    [2] /src/Documents.cs\n    IL_0000  24:25 - 24", ""},
         {L"--pipe " + server.pipe_id() + L" documents" + quoted(fixture("NonAscii.dll")), 0,
          "[4] /\xf0\x9f\x98\x80/\xf0\x9d\x92\xb3.cs\n", ""},
         {L"--version", 0, "pdb_client 1.", ""},
         {L"--help", 0, "Shows the symbols", ""},
         {L"--spawn dump nowhere.dll", 1, "", "nowhere.dll: Can't open file"},
-        {L"--spawn dump" + quoted(fixture("Hidden.pdb")), 1, "",
-         "not a managed module: Invalid DOS header signature\n"},
+        {L"--spawn dump" + quoted(fixture("Hidden.pdb")), 1, "", "this is a portable PDB, not an image: "},
         {L"dump a.dll", 2, "", "Either --pipe or --spawn is needed\npdb_client --help"},
         {L"--spawn method" + module + L"0x06000100", 2, "", "no method 0x06000100; the last one is 0x06000005\n"},
         {L"--timeout 1 --pipe qv_nobody dump" + module, 3, "", "\nNo server listens"},
@@ -77,6 +76,30 @@ TEST(PdbClient, LinesWithTheirExitCodes) {
         EXPECT_EQ(got.output.empty(), *tested.output == '\0');
         EXPECT_EQ(got.messages.empty(), *tested.messages == '\0');
     }
+}
+
+TEST(PdbClient, VerifiesAFolder) {
+    const temporary_directory directory;
+    for (const char* name : {"Mismatch.dll", "Mismatch.pdb", "NoSymbols.dll"}) directory.copy(fixture(name), name);
+    for (const char* name : {"Standalone.dll", "Standalone.pdb"})
+        directory.copy(fixture(name), boost::filesystem::path("sub") / name);
+    directory.copy(qv::testing::source_root() / "tests/fixtures/src/Standalone.cs", "src/Standalone.cs");
+    directory.write("other.dll", "no image");
+    const std::wstring roots = L" --source-root" + quoted(directory.path() / "src");
+    const result got = run(L"--spawn verify" + quoted(directory.path()) + roots);
+    EXPECT_EQ(got.exit_code, 1);
+    EXPECT_EQ(got.output,
+              "module              symbols   methods  with points   points  sources that match\n"
+              "Mismatch.dll        none      its portable PDB is of another build\n"
+              "NoSymbols.dll       none      the image names no symbols: it was built without a PDB\n"
+              "sub\\Standalone.dll  portable        8            5       27  1 of 1\n"
+              "\n"
+              "3 modules, 1 with symbols, 1 without what the image names\n");
+    EXPECT_EQ(got.messages, "");
+    const result good = run(L"--spawn --json verify" + quoted(directory.path() / "sub"));
+    EXPECT_EQ(good.exit_code, 0);
+    EXPECT_THAT(good.output, HasSubstr(R"({"module":"Standalone.dll","mvid":)"));
+    EXPECT_THAT(good.output, HasSubstr("\"good\": true\n"));
 }
 
 // The server holds its log as long as it lives.

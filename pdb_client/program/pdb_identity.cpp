@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "core/src/stream/FileNativeStream.h"
+#include "pdb_client/program/display_text.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/metadata/metadata.h"
 #include "symbol_services/classic_reader/pdb.h"
@@ -36,6 +37,11 @@ pdb_identity read_classic(const boost::filesystem::path& file) {
 }
 
 }  // namespace
+
+std::string identity_text(const pdb_identity& identity, symbol_kind kind) {
+    return guid_text(identity.guid) + (kind == symbol_kind::portable ? " stamp " + token_text(identity.number).substr(2)
+                                                                     : " age " + std::to_string(identity.number));
+}
 
 pdb_identity read_pdb_identity(const boost::filesystem::path& file, symbol_kind kind) {
     return kind == symbol_kind::portable ? read_portable(file) : read_classic(file);

@@ -3,6 +3,7 @@
 
 #include <boost/filesystem/path.hpp>
 #include <cstdint>
+#include <string>
 
 #include "quorvex/common/guid.h"
 
@@ -17,6 +18,9 @@ struct pdb_identity {
 
     friend bool operator==(const pdb_identity&, const pdb_identity&) = default;
 };
+
+// "13f42c9c-9d6f-466e-b84f-5a724a488af0 stamp e227c2a9", or "... age 2" for a classic PDB.
+std::string identity_text(const pdb_identity& identity, symbol_kind kind);
 
 // Reads a file that should be a portable or a classic PDB. Throws when it cannot be opened or is something else.
 pdb_identity read_pdb_identity(const boost::filesystem::path& file, symbol_kind kind);

@@ -1,10 +1,12 @@
 // Carries out the program's command in a session. Knows nothing of pipes, processes and consoles.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "pdb_client/program/module_symbols.h"
 #include "pdb_client/program/options.h"
+#include "pdb_client/program/output.h"
 
 namespace qv::profiler::pdb_client {
 
@@ -13,15 +15,17 @@ enum class exit_code { done = 0, error_answer = 1, bad_command_line = 2, no_serv
 
 struct outcome {
     exit_code code = exit_code::done;
-    std::string output;     // UTF-8 for standard output
-    std::string messages;   // UTF-8 lines for standard error
-    bool verbatim = false;  // `output` is bytes of the module, whatever they are: unfit for a console
+    std::string messages;  // UTF-8 lines for standard error, to be shown behind the output
 };
 
-// Why the module cannot be asked what the command line wants; empty if it can.
-std::string misfit(const options& wanted, const module_info& module);
+// What can be done about the failure that a server answers to a load; empty where nothing is known.
+std::string advice_on(const std::string& error);
 
-// Loads the module, asks, and says goodbye. Throws when the conversation fails.
-outcome run_command(session& server, const options& wanted, const module_info& module);
+// Settles which method the command line means, where it means one. What comes back is the end of the program instead:
+// it means none, or one of several, which are listed.
+std::optional<outcome> settle_method(options& wanted, const module_info& module, output& out);
+
+// Loads the module, asks, shows, and says goodbye. Throws when the conversation fails, and what `out` throws.
+outcome run_command(session& server, const options& wanted, const module_info& module, output& out);
 
 }  // namespace qv::profiler::pdb_client

@@ -3,52 +3,18 @@
 #include <algorithm>
 #include <array>
 
+#include "pdb_client/program/columns.h"
 #include "pdb_client/program/display_text.h"
-#include "qv/text/path.h"
 
 namespace qv::profiler::pdb_client {
 namespace {
 
-constexpr std::size_t page_width = 100;
-
-std::string right(const std::string& text, std::size_t width) {
-    return std::string(width - std::min(width, text.size()), ' ') + text;
-}
-
-std::string left(const std::string& text, std::size_t width) {
-    return text + std::string(width - std::min(width, text.size()), ' ');
-}
-
-// "1 point", "2 points"
-std::string counted(std::size_t count, const std::string& noun) {
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
-
-std::string file_name(const std::wstring& path) {
-    return printable(text::file_name(path));
-}
-
-std::string offset_text(std::uint32_t offset) {
-    const std::string digits = token_text(offset).substr(2);
-    return "IL_" + digits.substr(std::min<std::size_t>(digits.find_first_not_of('0'), 4));
-}
-
-// "[2]"
-std::string bracketed(std::uint32_t id) {
-    std::string text("[");
-    text += std::to_string(id);
-    text += ']';
-    return text;
-}
-
 // "[2] C:\src\a.cs", cut on the left to fit.
-std::string document_label(std::uint32_t id, const std::vector<document_symbols>& documents, std::size_t width) {
+std::string document_label(std::uint32_t id, const document_map& documents, std::size_t width) {
     std::string number = bracketed(id);
-    const auto found =
-        std::lower_bound(documents.begin(), documents.end(), id,
-                         [](const document_symbols& entry, std::uint32_t wanted) { return entry.id < wanted; });
-    if (found == documents.end() || found->id != id || found->content.url.empty()) return number;
-    return number + " " + keep_tail(printable(found->content.url), width - std::min(width, number.size() + 1));
+    const auto found = documents.find(id);
+    if (found == documents.end() || found->second.content.url.empty()) return number;
+    return number + " " + keep_tail(printable(found->second.content.url), width - std::min(width, number.size() + 1));
 }
 
 // A point as text: offset, start line and column, end line and column. A hidden point has its offset only.
@@ -88,73 +54,100 @@ private:
     std::size_t range_width_;
 };
 
-std::string without_trailing_blanks(std::string text) {
-    text.erase(text.find_last_not_of(' ') + 1);
-    return text;
-}
-
-std::string header(const module_symbols& symbols) {
-    std::size_t with_points = 0;
-    std::size_t points = 0;
-    for (const method_symbols& method : *symbols.methods) {
-        with_points += method.points.empty() ? 0u : 1u;
-        points += method.points.size();
-    }
-    std::string text = file_name(symbols.module.path) + "  MVID " + guid_text(symbols.module.mvid) + "\n";
-    text += counted(symbols.module.method_rows, "method") + ", " + std::to_string(with_points) +
-            " with sequence points; " + counted(points, "point") + " in " +
-            counted(symbols.documents->size(), "document");
-    if (symbols.source_server && !symbols.source_server->data.empty())
-        text += "; " + counted(symbols.source_server->data.size(), "byte") + " of source server data";
-    return text + "\n";
+bool lies_in_one_document(const std::vector<sequence_point>& points) {
+    return std::all_of(points.begin(), points.end(),
+                       [&](const auto& p) { return p.range.document_id == points[0].range.document_id; });
 }
 
 }  // namespace
 
-std::string method_table_text(const method_symbols& method, const std::vector<document_symbols>& documents) {
-    const std::string title = token_text(method.token) + "  ";
-    if (method.points.empty()) return title + "no sequence points\n";
+std::string bracketed(std::uint32_t id) {
+    std::string text("[");
+    text += std::to_string(id);
+    text += ']';
+    return text;
+}
 
-    const std::uint32_t first = method.points[0].range.document_id;
-    const bool one_document = std::all_of(method.points.begin(), method.points.end(),
-                                          [first](const auto& p) { return p.range.document_id == first; });
-    std::string text = title;
-    text += one_document ? document_label(first, documents, page_width - title.size()) : "several documents";
-    text += "\n";
-    const point_table table(method.points);
-    for (std::size_t i = 0; i < method.points.size(); ++i) {
+std::string checksum_text(const document& content) {
+    if (content.checksum.empty()) return "no checksum";
+    return algorithm_name(content.checksum_algorithm) + " " + hex_text(content.checksum);
+}
+
+std::string points_text(const std::vector<sequence_point>& points, const document_map& documents) {
+    const bool one_document = lies_in_one_document(points);
+    const point_table table(points);
+    std::string text;
+    for (std::size_t i = 0; i < points.size(); ++i) {
         std::string line = "    " + table.line(i);
         if (!one_document) {
             line += "  ";
-            line += document_label(method.points[i].range.document_id, documents, page_width - line.size());
+            line += document_label(points[i].range.document_id, documents, page_width - line.size());
         }
         text += without_trailing_blanks(line) + "\n";
     }
     return text;
 }
 
-std::string documents_table(const std::vector<document_symbols>& documents) {
-    if (documents.empty()) return "no documents\n";
-    const std::size_t id_width = bracketed(documents.back().id).size();  // the last is the widest
-    std::string text;
-    for (const document_symbols& entry : documents) {
-        if (!entry.error.empty()) continue;
-        text += right(bracketed(entry.id), id_width) + " " + printable(entry.content.url) + "\n";
-        text += std::string(id_width + 1, ' ');
-        text += entry.content.checksum.empty()
-                    ? "no checksum"
-                    : algorithm_name(entry.content.checksum_algorithm) + " " + hex_text(entry.content.checksum);
-        text += "\n";
-    }
+std::string method_title(std::uint32_t token, const method_names& names) {
+    const std::string name = names.name_of(token);
+    if (name.empty()) return token_text(token);
+    return token_text(token) + "  " + printable(std::string_view(name));
+}
+
+void table_presenter::begin() {
+    if (!is_dump()) return;
+    out_.write(file_name(module_.path) + "  MVID " + guid_text(module_.mvid) + "\n" +
+               counted(module_.method_rows, "method") + "\n");
+}
+
+void table_presenter::method(const method_symbols& symbols, const document_map& documents) {
+    if (!symbols.error.empty()) return;
+    const std::vector<sequence_point>& points = symbols.points;
+    ++methods_;
+    points_ += points.size();
+    std::string text(is_dump() ? "\n" : "");
+    text += method_title(symbols.token, module_.names);
+    text += "\n    ";
+    if (points.empty())
+        text += "no sequence points";
+    else if (lies_in_one_document(points))
+        text += document_label(points[0].range.document_id, documents, page_width - 4);
+    else
+        text += "several documents";
+    out_.write(text + "\n" + points_text(points, documents));
+}
+
+std::string table_presenter::document_text(const document_symbols& entry, std::size_t indent) const {
+    const std::string begin(indent, ' ');
+    std::string text = printable(entry.content.url) + "\n" + begin + checksum_text(entry.content) + "\n";
+    if (entry.origin) text += begin + printable(std::string_view(*entry.origin)) + "\n";
+    for (const std::uint32_t token : entry.methods) text += begin + method_title(token, module_.names) + "\n";
     return text;
 }
 
-std::string dump_table(const module_symbols& symbols) {
-    std::string text = header(symbols);
-    if (!symbols.documents->empty()) text.append("\n").append(documents_table(*symbols.documents));
-    for (const method_symbols& method : *symbols.methods)
-        if (method.error.empty()) text.append("\n").append(method_table_text(method, *symbols.documents));
-    return text;
+void table_presenter::documents(const document_map& all) {
+    documents_ = all.size();
+    if (what_ == command::method) return;
+    if (is_dump() && !all.empty()) out_.write("\n");
+    if (!is_dump() && all.empty()) out_.write("no documents\n");
+    const std::size_t id_width = all.empty() ? 0 : bracketed(all.rbegin()->first).size();  // the last is the widest
+    for (const auto& [id, entry] : all)
+        if (entry.error.empty()) out_.write(right(bracketed(id), id_width) + " " + document_text(entry, id_width + 1));
+}
+
+void table_presenter::source_server(const source_server_symbols& symbols) {
+    source_server_bytes_ = symbols.data.size();
+    if (what_ == command::sourcelink && !symbols.data.empty())
+        out_.write_verbatim({reinterpret_cast<const char*>(symbols.data.data()), symbols.data.size()});
+}
+
+void table_presenter::end() {
+    if (!is_dump()) return;
+    std::string text("\n");
+    text += counted(methods_, "method") + " with sequence points; " + counted(points_, "point") + " in " +
+            counted(documents_, "document");
+    if (source_server_bytes_ != 0) text += "; " + counted(source_server_bytes_, "byte") + " of source server data";
+    out_.write(text + "\n");
 }
 
 }  // namespace qv::profiler::pdb_client

@@ -40,6 +40,9 @@ public:
     std::uint32_t row_size(unsigned table) const noexcept { return row_sizes_[table]; }
     const md_region& table(unsigned table) const noexcept { return tables_[table]; }
 
+    // The heap of names, for readers that bound how much of a name they look at.
+    const md_region& strings() const noexcept { return heaps_[strings_heap - 1]; }
+
     // The GUID of an index; index 0 fails, or is the zero GUID where null is allowed.
     GUID get_stream_data(md_stream<guid_heap> index, bool null_allowed) const;
 
