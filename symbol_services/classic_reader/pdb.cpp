@@ -8,7 +8,6 @@
 #include <tuple>
 
 #include "qv/text/utf.h"
-#include "symbol_services/classic_reader/byte_source.h"
 #include "symbol_services/classic_reader/names.h"
 #include "symbol_services/classic_reader/pdb_errors.h"
 #include "symbol_services/classic_reader/position_index.h"

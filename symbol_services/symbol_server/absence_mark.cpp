@@ -30,11 +30,11 @@ std::string file_name(const std::string& store) {
 }
 
 std::string read_note(const fs::path& path) {
-    auto file = os_file::open(path);
-    const auto size = file.size();
-    if (!size || *size > longest_note) return {};
-    std::string text(static_cast<std::size_t>(*size), '\0');
-    return file.read(text.data(), text.size()) ? text : std::string();
+    os_file file;
+    std::uint64_t size = 0;
+    if (file.open(path, os_file::mode::copy) != 0 || file.get_size(size) != 0 || size > longest_note) return {};
+    std::string text(static_cast<std::size_t>(size), '\0');
+    return file.read(0, text.data(), size) == 0 ? text : std::string();
 }
 
 }  // namespace
@@ -54,7 +54,7 @@ bool absence_mark::holds(std::chrono::system_clock::time_point now) const {
 void absence_mark::write(std::chrono::system_clock::time_point now) const {
     const auto note = std::to_string(to_seconds(now)) + ' ' + store_ + '\n';
     temporary_file file(path_.parent_path());
-    if (!file.file().is_open() || !file.file().write(note.data(), note.size()) || !file.finish()) return;
+    if (!file.is_open() || !file.write(note.data(), note.size()) || !file.finish()) return;
     boost::system::error_code ignored;
     fs::remove(text::to_system_path(path_), ignored);
     file.rename_to(path_);

@@ -35,7 +35,7 @@ const cabinet_functions& cabinet_api() {
 // for.
 struct expansion {
     const classic_reader::byte_source& cabinet;
-    os_file& target;
+    temporary_file& target;
     std::uint64_t largest;
     bool has_file = false;
     std::uint64_t promised = 0;
@@ -142,7 +142,7 @@ std::wstring expand(expansion& work) {
 
 }  // namespace
 
-std::wstring expand_cabinet(const boost::filesystem::path& cabinet, os_file& to, std::uint64_t largest) {
+std::wstring expand_cabinet(const boost::filesystem::path& cabinet, temporary_file& to, std::uint64_t largest) {
     if (!cabinet_api().are_there()) return L"compressed, and this system has no cabinet API";
     try {
         const auto source = classic_reader::open_disk_file(cabinet);

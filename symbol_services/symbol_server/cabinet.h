@@ -5,11 +5,11 @@
 #include <cstdint>
 #include <string>
 
-#include "symbol_services/symbol_server/os_file.h"
+#include "symbol_services/symbol_server/temporary_file.h"
 
 namespace qv::symbol_store {
 
 // Writes the first file of the cabinet, of at most `largest` bytes. Answers why that cannot be done, or an empty text.
-std::wstring expand_cabinet(const boost::filesystem::path& cabinet, os_file& to, std::uint64_t largest);
+std::wstring expand_cabinet(const boost::filesystem::path& cabinet, temporary_file& to, std::uint64_t largest);
 
 }  // namespace qv::symbol_store

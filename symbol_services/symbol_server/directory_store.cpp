@@ -2,10 +2,10 @@
 
 #include <boost/filesystem/operations.hpp>
 
+#include "base/os_file.h"
 #include "qv/text/path.h"
 #include "symbol_services/symbol_server/atomic_copy.h"
 #include "symbol_services/symbol_server/existing.h"
-#include "symbol_services/symbol_server/os_file.h"
 #include "symbol_services/symbol_server/path_rules.h"
 #include "symbol_services/symbol_server/pointer_file.h"
 
@@ -92,7 +92,7 @@ std::optional<fs::path> directory_store::make_place(const request& wanted) const
         trace(wanted, L"could not be copied here", target);
         return std::nullopt;
     }
-    if (is_new) os_file::create(root_ / "pingme.txt");
+    if (is_new) os_file().open(root_ / "pingme.txt", os_file::mode::create);
     return target;
 }
 

@@ -174,7 +174,7 @@ private:
         temporary_file cabinet(target_.parent_path());
         if (!download(address, cabinet)) return false;
         temporary_file file(target_.parent_path());
-        auto failure = shared_.expand_(cabinet.path(), file.file(), http_fetch::largest_content);
+        auto failure = shared_.expand_(cabinet.path(), file, http_fetch::largest_content);
         if (failure.empty() && !file.finish()) failure = L"cannot be written down";
         return failure.empty() ? accept(address, file) : refuse(address, failure);
     }
@@ -192,9 +192,9 @@ private:
     }
 
     bool download(const url& address, temporary_file& file) {
-        if (!file.file().is_open()) return refuse(address, L"the cache cannot be written");
+        if (!file.is_open()) return refuse(address, L"the cache cannot be written");
         const bool got = get(address, http_fetch::largest_content,
-                             [&](const char* bytes, std::size_t size) { return file.file().write(bytes, size); });
+                             [&](const char* bytes, std::size_t size) { return file.write(bytes, size); });
         return got && (file.finish() || refuse(address, L"cannot be written down"));
     }
 

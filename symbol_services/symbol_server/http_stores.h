@@ -17,14 +17,15 @@
 
 #include "symbol_services/symbol_server/host_memory.h"
 #include "symbol_services/symbol_server/http_fetch.h"
-#include "symbol_services/symbol_server/os_file.h"
 #include "symbol_services/symbol_server/store.h"
 
 namespace qv::symbol_store {
 
 // Unpacks the first file of a cabinet; answers why that cannot be done, or an empty text.
+class temporary_file;
+
 using cabinet_expander =
-    std::function<std::wstring(const boost::filesystem::path& cabinet, os_file& to, std::uint64_t largest)>;
+    std::function<std::wstring(const boost::filesystem::path& cabinet, temporary_file& to, std::uint64_t largest)>;
 
 // What HTTP stores of one process share. Any number of threads may call at a time.
 class http_stores {

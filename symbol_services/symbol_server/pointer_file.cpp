@@ -4,9 +4,9 @@
 #include <stdexcept>
 
 #include "qv/text/ascii.h"
+#include "base/os_file.h"
 #include "qv/text/path.h"
 #include "qv/text/utf.h"
-#include "symbol_services/symbol_server/os_file.h"
 #include "symbol_services/symbol_server/path_rules.h"
 
 namespace qv::symbol_store {
@@ -52,11 +52,11 @@ boost::filesystem::path parse_pointer(std::string_view text) {
 }
 
 boost::filesystem::path read_pointer_file(const boost::filesystem::path& path) {
-    auto file = os_file::open(path);
-    const auto size = file.size();
-    if (!size || *size > longest_text) return {};
-    std::string text(static_cast<std::size_t>(*size), '\0');
-    if (!file.read(text.data(), text.size())) return {};
+    os_file file;
+    std::uint64_t size = 0;
+    if (file.open(path, os_file::mode::copy) != 0 || file.get_size(size) != 0 || size > longest_text) return {};
+    std::string text(static_cast<std::size_t>(size), '\0');
+    if (file.read(0, text.data(), size) != 0) return {};
     return parse_pointer(text);
 }
 

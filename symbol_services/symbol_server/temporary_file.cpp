@@ -4,6 +4,7 @@
 #include <boost/filesystem/operations.hpp>
 #include <cstdio>
 
+#include "quorvex/common/os/thread.h"
 #include "qv/text/path.h"
 
 namespace qv::symbol_store {
@@ -15,18 +16,19 @@ namespace fs = boost::filesystem;
 os_file create(const fs::path& directory, fs::path& path) {
     constexpr int attempts = 100;
     static std::atomic<std::uint32_t> counter = 0;
+    os_file file;
     for (int i = 0; i < attempts; ++i) {
         char name[32];
-        std::snprintf(name, sizeof name, "~%08x%08x.tmp", static_cast<unsigned>(current_process_id()),
+        std::snprintf(name, sizeof name, "~%08x%08x.tmp",
+                      static_cast<unsigned>(quorvex::common::os::current_process_id()),
                       static_cast<unsigned>(++counter));
         auto candidate = directory / name;
-        auto file = os_file::create(candidate);
-        const bool retry = !file.is_open() && is_name_taken();
-        if (retry) continue;
-        if (file.is_open()) path = std::move(candidate);
-        return file;
+        const system_code code = file.open(candidate, os_file::mode::create);
+        if (kind_of(code) == failure_kind::name_taken) continue;
+        if (code == 0) path = std::move(candidate);
+        break;
     }
-    return os_file::create(fs::path());
+    return file;
 }
 
 }  // namespace
@@ -40,8 +42,14 @@ temporary_file::~temporary_file() {
     fs::remove(text::to_system_path(path_), ignored);
 }
 
+bool temporary_file::write(const void* bytes, std::uint64_t size) noexcept {
+    if (file_.write(size_, bytes, size) != 0) return false;
+    size_ += size;
+    return true;
+}
+
 bool temporary_file::finish() noexcept {
-    const bool flushed = file_.flush();
+    const bool flushed = file_.flush() == 0;
     file_.close();
     return flushed;
 }

@@ -6,23 +6,24 @@
 
 #include <boost/filesystem/path.hpp>
 
-#include "symbol_services/symbol_server/os_file.h"
+#include "base/os_file.h"
 
 namespace qv::symbol_store {
 
 // Goes with this object unless it was renamed. One thread at a time.
 class temporary_file {
 public:
-    // Made in an existing directory; file() says whether it could be.
+    // Made in an existing directory; is_open() says whether it could be.
     explicit temporary_file(const boost::filesystem::path& directory);
     ~temporary_file();
     temporary_file(const temporary_file&) = delete;
     temporary_file& operator=(const temporary_file&) = delete;
 
-    // Open for writing until `finish`.
-    os_file& file() noexcept { return file_; }
-
+    bool is_open() const noexcept { return file_.is_open(); }
     const boost::filesystem::path& path() const noexcept { return path_; }
+
+    // Goes on with the file, until `finish`.
+    bool write(const void* bytes, std::uint64_t size) noexcept;
 
     // Hands everything to the disk and closes the file, which others may read then.
     bool finish() noexcept;
@@ -33,6 +34,7 @@ public:
 private:
     boost::filesystem::path path_;
     os_file file_;
+    std::uint64_t size_ = 0;
 };
 
 }  // namespace qv::symbol_store

@@ -13,6 +13,10 @@ std::uint32_t current_thread_id() noexcept {
     return static_cast<std::uint32_t>(syscall(SYS_gettid));
 }
 
+std::uint32_t current_process_id() noexcept {
+    return static_cast<std::uint32_t>(::getpid());
+}
+
 void sleep_milliseconds(std::uint32_t milliseconds) noexcept {
     if (milliseconds == 0) {
         sched_yield();

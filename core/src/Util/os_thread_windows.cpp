@@ -8,6 +8,10 @@ std::uint32_t current_thread_id() noexcept {
     return GetCurrentThreadId();
 }
 
+std::uint32_t current_process_id() noexcept {
+    return GetCurrentProcessId();
+}
+
 void sleep_milliseconds(std::uint32_t milliseconds) noexcept {
     Sleep(milliseconds);
 }

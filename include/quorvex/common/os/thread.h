@@ -1,12 +1,13 @@
-// The few thread services that the portable code needs from the operating system.
+// The few services around threads and processes that the portable code needs from the operating system.
 #pragma once
 
 #include <cstdint>
 
 namespace quorvex::common::os {
 
-// Identifier of the calling thread as the operating system's own tools show it.
+// Identifiers of the calling thread and of its process, as the operating system's own tools show them.
 std::uint32_t current_thread_id() noexcept;
+std::uint32_t current_process_id() noexcept;
 
 // Gives up the processor for at least this many milliseconds; 0 only yields to another ready thread.
 void sleep_milliseconds(std::uint32_t milliseconds) noexcept;
