@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-#include "common/holders.h"
+#include "base/holders.h"
 #include "pdb_client/library/pipe_connection.h"
 #include "pdb_client/library/session.h"
 #include "pdb_client/program/module_file.h"

@@ -4,7 +4,7 @@
 // there. Nobody but administrators, the system and the creator may change the pipe itself.
 #pragma once
 
-#include "common/holders.h"
+#include "base/holders.h"
 
 namespace qv::profiler::security {
 

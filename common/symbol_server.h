@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-#include "common/holders.h"
+#include "base/holders.h"
 #include "quorvex/common/guid.h"
 
 namespace qv::symbol_server {

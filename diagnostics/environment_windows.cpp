@@ -1,19 +1,14 @@
 #include <windows.h>
 
 #include <cstddef>
-#include <memory>
 #include <vector>
 
-#include "common/module_path.h"
+#include "base/holders.h"
+#include "base/module_path.h"
 #include "diagnostics/environment.h"
 
 namespace qv::log {
 namespace {
-
-struct handle_closer {
-    void operator()(void* handle) const noexcept { CloseHandle(handle); }
-};
-using handle_holder = std::unique_ptr<void, handle_closer>;
 
 const char* integrity_name(DWORD level) {
     struct step {
@@ -38,7 +33,7 @@ std::string query_integrity() {
     constexpr const char* unknown = "Unknown";
     HANDLE opened = nullptr;
     if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &opened)) return unknown;
-    const handle_holder token(opened);
+    const handle_hld token(opened);
     DWORD size = 0;
     GetTokenInformation(token.get(), TokenIntegrityLevel, nullptr, 0, &size);
     if (size < sizeof(TOKEN_MANDATORY_LABEL)) return unknown;

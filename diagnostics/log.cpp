@@ -6,11 +6,10 @@
 #include <mutex>
 #include <optional>
 
-#include "core/src/Util/spin_lock.h"
+#include "base/thread.h"
 #include "core/src/stream/FileNativeStream.h"
 #include "diagnostics/environment_report.h"
 #include "diagnostics/record_buffer.h"
-#include "quorvex/common/os/thread.h"
 #include "qv/diagnostics/error_text.h"
 
 namespace qv::log {

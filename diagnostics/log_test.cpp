@@ -11,8 +11,8 @@
 #include <thread>
 #include <vector>
 
+#include "base/thread.h"
 #include "diagnostics/exception_test_support.h"
-#include "quorvex/common/os/thread.h"
 #include "tests/support/files/test_files.h"
 
 #ifndef _WIN32

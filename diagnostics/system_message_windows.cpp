@@ -1,17 +1,12 @@
 #include <windows.h>
 
-#include <memory>
-
+#include "base/holders.h"
 #include "diagnostics/system_message.h"
 
 namespace qv::detail {
 namespace {
 
 constexpr DWORD english_us = 1033;
-
-struct local_free {
-    void operator()(char* text) const noexcept { LocalFree(text); }
-};
 
 }  // namespace
 
@@ -21,7 +16,7 @@ system_message platform_system_message(std::uint32_t code) {
         FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM,
                        nullptr, code, english_us, reinterpret_cast<char*>(&buffer), 0, nullptr);
     const DWORD failure = GetLastError();
-    const std::unique_ptr<char, local_free> owner(buffer);
+    const unique_hld<char*, deleter_LocalFree> owner(buffer);
     if (length == 0 || buffer == nullptr) return {std::nullopt, failure == ERROR_RESOURCE_LANG_NOT_FOUND};
     return {std::string(buffer, length), false};
 }

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "common/holders.h"
+#include "base/holders.h"
 #include "core/src/stream/CoreStreams.h"
 
 namespace qv::profiler::pdb_client {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include "common/holders.h"
+#include "base/holders.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <optional>
 
-#include "common/module_path.h"
+#include "base/module_path.h"
 #include "pdb_client/library/pipe_connection.h"
 #include "pdb_client/program/console_output.h"
 #include "pdb_client/program/display_text.h"

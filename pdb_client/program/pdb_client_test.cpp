@@ -5,8 +5,8 @@
 #include <boost/filesystem/operations.hpp>
 #include <cstdlib>
 
-#include "common/holders.h"
-#include "common/module_path.h"
+#include "base/holders.h"
+#include "base/module_path.h"
 #include "qv/text/path.h"
 #include "tests/support/files/test_files.h"
 #include "tests/support/server/server_process.h"

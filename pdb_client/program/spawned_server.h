@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "common/holders.h"
+#include "base/holders.h"
 
 namespace qv::profiler::pdb_client {
 

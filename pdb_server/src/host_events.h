@@ -4,7 +4,7 @@
 #include <atomic>
 #include <string>
 
-#include "common/holders.h"
+#include "base/holders.h"
 
 namespace qv::profiler::pdb_server {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "common/holders.h"
+#include "base/holders.h"
 #include "pdb_server/src/command_processor.h"
 #include "pdb_server/src/host_events.h"
 #include "pdb_server/src/options.h"

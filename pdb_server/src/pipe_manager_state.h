@@ -6,7 +6,7 @@
 #include <exception>
 #include <mutex>
 
-#include "common/holders.h"
+#include "base/holders.h"
 #include "pdb_server/src/pipe_manager.h"
 #include "qv/diagnostics/log.h"
 #include "qv/diagnostics/log_keys.h"

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "common/holders.h"
+#include "base/holders.h"
 #include "diagnostics/exception_test_support.h"
 #include "tests/support/calls/replaced_import.h"
 #include "tests/support/server/server_process.h"

@@ -9,7 +9,7 @@
 #include <locale.h>
 #include <wctype.h>
 
-#include "common/unique_hld.h"
+#include "base/holders.h"
 #endif
 
 #include <cstdint>

@@ -2,7 +2,7 @@
 
 #include <objbase.h>
 
-#include "common/module_path.h"
+#include "base/module_path.h"
 #include "qv/com/runtime_interfaces.h"
 #include "qv/com/symbol_interfaces.h"
 #include "qv/diagnostics/exception.h"

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "common/module_path.h"
+#include "base/module_path.h"
 #include "common/sdk_helpers.h"
 #include "qv/com/metadata_import.h"
 #include "qv/com/runtime_interfaces.h"

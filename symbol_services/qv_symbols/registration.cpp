@@ -6,8 +6,8 @@
 #include <iterator>
 #include <optional>
 
+#include "base/holders.h"
 #include "common/sdk_helpers.h"
-#include "common/unique_hld.h"
 #include "qv/com/runtime_interfaces.h"
 #include "qv/com/symbol_interfaces.h"
 #include "qv/text/path.h"

@@ -21,9 +21,9 @@
 
 namespace qv::symbol_store {
 
-// Unpacks the first file of a cabinet; answers why that cannot be done, or an empty text.
 class temporary_file;
 
+// Unpacks the first file of a cabinet; answers why that cannot be done, or an empty text.
 using cabinet_expander =
     std::function<std::wstring(const boost::filesystem::path& cabinet, temporary_file& to, std::uint64_t largest)>;
 

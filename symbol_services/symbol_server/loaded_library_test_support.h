@@ -5,7 +5,7 @@
 
 #include <boost/filesystem/path.hpp>
 
-#include "common/module_path.h"
+#include "base/module_path.h"
 
 namespace qv::testing {
 

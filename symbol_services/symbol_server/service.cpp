@@ -7,7 +7,7 @@
 #include <mutex>
 #include <vector>
 
-#include "common/module_path.h"
+#include "base/module_path.h"
 #include "qv/text/path.h"
 #include "symbol_services/symbol_server/cabinet.h"
 #include "symbol_services/symbol_server/code_page.h"

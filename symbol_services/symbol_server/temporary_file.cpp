@@ -4,7 +4,7 @@
 #include <boost/filesystem/operations.hpp>
 #include <cstdio>
 
-#include "quorvex/common/os/thread.h"
+#include "base/thread.h"
 #include "qv/text/path.h"
 
 namespace qv::symbol_store {

@@ -11,7 +11,7 @@
 #include <mutex>
 #include <utility>
 
-#include "core/src/Util/spin_lock.h"
+#include "base/thread.h"
 #include "qv/diagnostics/exception.h"
 
 namespace qv::profiler::detail {

@@ -7,7 +7,7 @@
 
 #include <string>
 
-#include "common/holders.h"
+#include "base/holders.h"
 #include "core/src/stream/CoreStreams.h"
 #include "core/src/stream/stop_grace.h"
 #include "qv/diagnostics/exception.h"

@@ -2,7 +2,7 @@
 // the end. Windows only.
 #pragma once
 
-#include "common/holders.h"
+#include "base/holders.h"
 
 namespace qv {
 

@@ -1,7 +1,7 @@
 // Keeps a thread from being stuck in a system call that has no overlapped form. Windows only.
 #pragma once
 
-#include "common/holders.h"
+#include "base/holders.h"
 
 namespace qv {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "common/holders.h"
+#include "base/holders.h"
 #include "tests/support/conversations/conversations.h"
 #include "tests/support/files/test_files.h"
 

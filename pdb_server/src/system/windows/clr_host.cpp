@@ -1,6 +1,6 @@
 #include "pdb_server/src/system/windows/clr_host.h"
 
-#include "common/holders.h"
+#include "base/holders.h"
 
 namespace qv::profiler::pdb_server::clr_host {
 namespace {

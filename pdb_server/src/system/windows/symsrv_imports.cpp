@@ -7,7 +7,7 @@
 #include <mutex>
 #include <utility>
 
-#include "common/module_path.h"
+#include "base/module_path.h"
 #include "common/symbol_server.h"
 #include "pdb_server/src/interruption.h"
 #include "qv/diagnostics/exception.h"

@@ -1,6 +1,6 @@
 #include <windows.h>
 
-#include "quorvex/common/os/thread.h"
+#include "base/thread.h"
 
 namespace quorvex::common::os {
 

@@ -1,14 +1,27 @@
-// One-word spin lock for critical sections of a few instructions, shared by the log and the two-index maps.
+// The few services around threads that the portable code needs from the operating system, and the lock made of them.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 
-#include "quorvex/common/os/thread.h"
+namespace quorvex::common::os {
+
+// Identifiers of the calling thread and of its process, as the operating system's own tools show them.
+std::uint32_t current_thread_id() noexcept;
+std::uint32_t current_process_id() noexcept;
+
+// Gives up the processor for at least this many milliseconds; 0 only yields to another ready thread.
+void sleep_milliseconds(std::uint32_t milliseconds) noexcept;
+
+// Tells the processor that this is a spin loop.
+void processor_pause() noexcept;
+
+}  // namespace quorvex::common::os
 
 namespace qv {
 
-// Meets the standard Lockable requirements, so std::lock_guard and std::unique_lock hold it. Not recursive.
+// One-word lock for critical sections of a few instructions. Meets the standard Lockable requirements, so
+// std::lock_guard and std::unique_lock hold it. Not recursive.
 class spin_lock {
 public:
     spin_lock() = default;

@@ -5,7 +5,7 @@
 #include <chrono>
 #include <thread>
 
-#include "quorvex/common/os/thread.h"
+#include "base/thread.h"
 
 namespace quorvex::common::os {
 
