@@ -3,13 +3,40 @@
 #include <array>
 #include <atomic>
 #include <cstdio>
+#include <iterator>
 
-#include "diagnostics/hresult_table.h"
-#include "diagnostics/system_message.h"
+#include "diagnostics/platform_errors.h"
 #include "qv/diagnostics/error_text.h"
 
 namespace qv {
 namespace {
+
+// The built-in names and messages, generated from hresults.tsv (see cmake/hresult_table.cmake).
+struct hresult_entry {
+    std::uint32_t code;
+    const char* name;
+    const char* message;  // null: the code has a name only
+};
+
+constexpr hresult_entry table[] = {
+#include "hresult_table.inc"
+};
+
+constexpr bool before(const hresult_entry& left, const hresult_entry& right) {
+    return left.code < right.code;
+}
+
+static_assert(std::adjacent_find(std::begin(table), std::end(table),
+                                 [](const auto& left, const auto& right) { return !before(left, right); }) ==
+                  std::end(table),
+              "the table is searched by halves: its codes must rise");
+
+// The entry of the code, or null.
+const hresult_entry* find_hresult(std::uint32_t code) noexcept {
+    const auto* found =
+        std::lower_bound(std::begin(table), std::end(table), hresult_entry{code, nullptr, nullptr}, before);
+    return found != std::end(table) && found->code == code ? found : nullptr;
+}
 
 struct generic_name {
     std::uint32_t code;
@@ -27,7 +54,7 @@ constexpr generic_name generic_names[] = {
 std::atomic<detail::system_message_source> system_messages{&detail::platform_system_message};
 
 std::optional<std::string> built_in_message(std::uint32_t code) {
-    const auto* entry = detail::find_hresult(code);
+    const auto* entry = find_hresult(code);
     if (entry == nullptr || entry->message == nullptr) return std::nullopt;
     return entry->message;
 }
@@ -63,7 +90,7 @@ std::optional<std::string> error_message(std::uint32_t code) {
 const char* symbolic_name(std::uint32_t code) noexcept {
     for (const auto& generic : generic_names)
         if (generic.code == code) return generic.name;
-    const auto* entry = detail::find_hresult(code);
+    const auto* entry = find_hresult(code);
     return entry != nullptr ? entry->name : nullptr;
 }
 

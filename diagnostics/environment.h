@@ -1,6 +1,6 @@
-// What the environment report tells, as the operating system gives it.
+// The second record of every log: what runs where, for people who read a log from somebody else's machine.
 //
-// Where a system has no such figure, it stays 0 or empty.
+// The figures are as the operating system gives them; where it has none, they stay 0 or empty.
 #pragma once
 
 #include <cstdint>
@@ -75,6 +75,10 @@ struct environment {
 // system does not answer leaves its value empty.
 environment query_environment();
 
+// Writes the body of the record: one line for each of build, system, processor, session and process.
 void write_environment(profiler::stream::TextStream& out, const environment& values);
+
+// The same of this process.
+void write_environment_report(profiler::stream::TextStream& out);
 
 }  // namespace qv::log

@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "diagnostics/system_message.h"
+#include "diagnostics/platform_errors.h"
 #include "qv/diagnostics/exception.h"
 
 #ifdef _WIN32

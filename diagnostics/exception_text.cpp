@@ -7,7 +7,7 @@
 #include <system_error>
 #include <type_traits>
 
-#include "diagnostics/com_error.h"
+#include "diagnostics/platform_errors.h"
 #include "qv/diagnostics/error_text.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/text/display.h"

@@ -1,5 +1,4 @@
 #include "qv/diagnostics/log.h"
-#include "qv/diagnostics/log_keys.h"
 
 #include <exception>
 #include <memory>
@@ -8,7 +7,7 @@
 
 #include "base/thread.h"
 #include "core/src/stream/FileNativeStream.h"
-#include "diagnostics/environment_report.h"
+#include "diagnostics/environment.h"
 #include "diagnostics/record_buffer.h"
 #include "qv/diagnostics/error_text.h"
 

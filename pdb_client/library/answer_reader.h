@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "core/src/stream/MemoryBlockStream.h"
+#include "core/src/stream/MemoryStreams.h"
 
 namespace qv::profiler::pdb_client {
 

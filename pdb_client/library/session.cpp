@@ -1,6 +1,6 @@
 #include "pdb_client/library/session.h"
 
-#include "core/src/bridges/packet_writer.h"
+#include "core/src/bridges/packets.h"
 #include "pdb_client/library/answer_reader.h"
 #include "qv/diagnostics/exception.h"
 

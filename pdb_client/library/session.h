@@ -24,9 +24,9 @@
 #include <vector>
 
 #include "core/src/bridges/bridge_protocol.h"
-#include "core/src/bridges/packet_reader.h"
+#include "core/src/bridges/packets.h"
 #include "core/src/stream/CoreStreams.h"
-#include "core/src/stream/MemoryStream.h"
+#include "core/src/stream/MemoryStreams.h"
 #include "pdb_client/library/answer.h"
 #include "quorvex/common/guid.h"
 

@@ -5,8 +5,7 @@
 #include <utility>
 
 #include "core/src/bridges/bridge_protocol.h"
-#include "core/src/stream/MemoryBlockStream.h"
-#include "core/src/stream/MemoryStream.h"
+#include "core/src/stream/MemoryStreams.h"
 #include "pdb_server/src/interruption.h"
 #include "qv/diagnostics/error_text.h"
 #include "qv/diagnostics/exception.h"

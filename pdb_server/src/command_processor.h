@@ -6,8 +6,7 @@
 #include <functional>
 #include <vector>
 
-#include "core/src/bridges/packet_reader.h"
-#include "core/src/bridges/packet_writer.h"
+#include "core/src/bridges/packets.h"
 #include "pdb_server/src/pdb_processor.h"
 
 namespace qv::profiler::pdb_server {

@@ -8,7 +8,6 @@
 #include "pdb_server/src/pdb_processor_dsr.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/diagnostics/log.h"
-#include "qv/diagnostics/log_keys.h"
 #include "qv/text/path.h"
 #include "qv/text/symbol_path.h"
 #include "qv/text/utf.h"

@@ -9,7 +9,6 @@
 #include "qv/com/metadata_import.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/diagnostics/log.h"
-#include "qv/diagnostics/log_keys.h"
 #include "qv/text/path.h"
 
 namespace qv::profiler::pdb_server {

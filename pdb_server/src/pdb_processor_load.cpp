@@ -8,7 +8,6 @@
 #include "pdb_server/src/symbol_candidates.h"
 #include "qv/diagnostics/exception.h"
 #include "qv/diagnostics/log.h"
-#include "qv/diagnostics/log_keys.h"
 #include "qv/metadata/module_identity.h"
 #include "qv/portable_executable/readers.h"
 #include "qv/text/path.h"

@@ -8,8 +8,7 @@
 #include <functional>
 #include <string>
 
-#include "core/src/bridges/packet_reader.h"
-#include "core/src/bridges/packet_writer.h"
+#include "core/src/bridges/packets.h"
 
 namespace qv::profiler::pdb_server {
 

@@ -9,7 +9,6 @@
 #include "base/holders.h"
 #include "pdb_server/src/pipe_manager.h"
 #include "qv/diagnostics/log.h"
-#include "qv/diagnostics/log_keys.h"
 
 namespace qv::profiler::pdb_server {
 

@@ -7,7 +7,6 @@
 
 #include "core/src/bridges/bridge_protocol.h"
 #include "qv/diagnostics/log.h"
-#include "qv/diagnostics/log_keys.h"
 #include "qv/text/path.h"
 #include "qv/text/symbol_path.h"
 

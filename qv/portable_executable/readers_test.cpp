@@ -5,7 +5,7 @@
 #include <sstream>
 #include <type_traits>
 
-#include "core/src/stream/MemoryBlockStream.h"
+#include "core/src/stream/MemoryStreams.h"
 #include "qv/diagnostics/exception.h"
 #include "tests/support/builders/pe_builder.h"
 

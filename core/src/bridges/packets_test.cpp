@@ -2,10 +2,8 @@
 
 #include <thread>
 
-#include "core/src/bridges/packet_reader.h"
-#include "core/src/bridges/packet_writer.h"
-#include "core/src/stream/MemoryBlockStream.h"
-#include "core/src/stream/MemoryStream.h"
+#include "core/src/bridges/packets.h"
+#include "core/src/stream/MemoryStreams.h"
 #include "diagnostics/exception_test_support.h"
 
 namespace {

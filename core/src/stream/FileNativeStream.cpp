@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "core/src/stream/seek.h"
+#include "core/src/stream/CoreStreams.h"
 #include "qv/text/path.h"
 
 namespace qv {

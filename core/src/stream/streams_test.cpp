@@ -3,8 +3,7 @@
 
 #include <limits>
 
-#include "core/src/stream/MemoryBlockStream.h"
-#include "core/src/stream/MemoryStream.h"
+#include "core/src/stream/MemoryStreams.h"
 #include "diagnostics/exception_test_support.h"
 
 namespace {

@@ -1,6 +1,6 @@
 #include "tests/support/conversations/conversations.h"
 
-#include "core/src/stream/MemoryStream.h"
+#include "core/src/stream/MemoryStreams.h"
 #include "qv/metadata/module_identity.h"
 #include "qv/portable_executable/readers.h"
 #include "qv/text/path.h"

@@ -1,4 +1,4 @@
-#include "diagnostics/environment_report.h"
+#include "diagnostics/environment.h"
 
 #include <array>
 #include <boost/version.hpp>
@@ -7,7 +7,6 @@
 #include <cstdlib>
 
 #include "build_info.h"
-#include "diagnostics/environment.h"
 
 namespace qv::log {
 namespace {

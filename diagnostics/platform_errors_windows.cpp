@@ -1,7 +1,9 @@
 #include <windows.h>
 
+#include <comdef.h>
+
 #include "base/holders.h"
-#include "diagnostics/system_message.h"
+#include "diagnostics/platform_errors.h"
 
 namespace qv::detail {
 namespace {
@@ -19,6 +21,16 @@ system_message platform_system_message(std::uint32_t code) {
     const unique_hld<char*, deleter_LocalFree> owner(buffer);
     if (length == 0 || buffer == nullptr) return {std::nullopt, failure == ERROR_RESOURCE_LANG_NOT_FOUND};
     return {std::string(buffer, length), false};
+}
+
+std::optional<std::int32_t> current_com_error() noexcept {
+    try {
+        throw;
+    } catch (const _com_error& error) {
+        return error.Error();
+    } catch (...) {
+        return std::nullopt;
+    }
 }
 
 }  // namespace qv::detail

@@ -1,6 +1,4 @@
-#include "core/src/bridges/packet_reader.h"
-
-#include "qv/diagnostics/exception.h"
+#include "core/src/bridges/packets.h"
 
 namespace qv {
 
@@ -18,6 +16,13 @@ unsigned char packet_reader::receive(std::vector<unsigned char>* payload) {
     else if (length != 0)
         throw_error("Unexpectable packet data", {here, 23});
     return code;
+}
+
+void packet_writer::send(unsigned char code, std::uint64_t size, const void* payload) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    stream_.Write(&code, 1);
+    stream_.WritePacked(size);
+    stream_.Write(payload, size);
 }
 
 }  // namespace qv

@@ -1,4 +1,4 @@
-// The operating system's own text of an error code: the seam between error_text and the platform.
+// What the operating system knows of errors: the seam between error_text.h and the platform.
 #pragma once
 
 #include <cstdint>
@@ -19,5 +19,9 @@ using system_message_source = system_message (*)(std::uint32_t code);
 
 // Replaces what error_message() asks and returns what it asked before. For tests: production code never calls it.
 system_message_source exchange_system_message_source(system_message_source source) noexcept;
+
+// The HRESULT of the exception being handled if it is a _com_error, the COM support class's own; call it inside a catch
+// block only.
+std::optional<std::int32_t> current_com_error() noexcept;
 
 }  // namespace qv::detail

@@ -1,8 +1,6 @@
-#include "diagnostics/environment_report.h"
+#include "diagnostics/environment.h"
 
 #include <gtest/gtest.h>
-
-#include "diagnostics/environment.h"
 
 namespace {
 
