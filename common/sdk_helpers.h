@@ -11,20 +11,19 @@ namespace qv {
 
 namespace detail {
 
-// Throws "Null interface pointer" (E_POINTER) for null.
+// Throws hresult_exception (E_POINTER) for null.
 void check_interface(const void* pointer);
 
-// QueryInterface; null with the answer E_NOINTERFACE. Throws "Null interface pointer" for a null object and "Failed to
-// query nullable interface" for every other failure.
+// QueryInterface; null with the answer E_NOINTERFACE. Throws hresult_exception for a null object and every other failure.
 void* query_nullable_interface(IUnknown* object, REFIID interface_id);
 
-// QueryInterface. Throws "Null interface pointer" for a null object and "Failed to query interface".
+// QueryInterface. Throws hresult_exception for a null object and every failure.
 void* query_interface(IUnknown* object, REFIID interface_id);
 
 }  // namespace detail
 
-// Owns one reference to an object, or nothing. Copies own references of their own. Using an empty holder throws "Null
-// interface pointer" (hresult_exception, E_POINTER). Not synchronised.
+// Owns one reference to an object, or nothing. Copies own references of their own. Using an empty holder throws
+// hresult_exception (E_POINTER). Not synchronised.
 template <class Interface>
 class com_hld {
 public:
@@ -63,13 +62,13 @@ public:
     // The caller becomes the owner.
     Interface* release() noexcept { return std::exchange(pointer_, nullptr); }
 
-    // Another interface of the object. Throws "Failed to query interface".
+    // Another interface of the object. Throws hresult_exception where the object does not have it.
     template <class Other>
     com_hld<Other> query() const {
         return com_hld<Other>(static_cast<Other*>(detail::query_interface(pointer_, com::iid_of<Other>)));
     }
 
-    // The same; empty where the object does not have it. Throws "Failed to query nullable interface".
+    // The same; empty where the object does not have it.
     template <class Other>
     com_hld<Other> query_nullable() const {
         return com_hld<Other>(static_cast<Other*>(detail::query_nullable_interface(pointer_, com::iid_of<Other>)));

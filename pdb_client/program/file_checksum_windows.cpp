@@ -3,7 +3,7 @@
 // After <windows.h>, whose types it uses.
 #include <bcrypt.h>
 
-#include "common/unique_hld.h"
+#include "base/holders.h"
 #include "pdb_client/program/file_checksum.h"
 #include "qv/diagnostics/exception.h"
 

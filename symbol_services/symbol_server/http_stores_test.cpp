@@ -67,7 +67,7 @@ protected:
         clock.today = [this] { return std::chrono::system_clock::time_point(time.load()); };
         clock.pause = [this](std::chrono::milliseconds pause) { time = time.load() + pause; };
         return std::make_unique<http_stores>(
-            transport, [](const fs::path&, os_file&, std::uint64_t) { return L"no cabinet API"; }, clock);
+            transport, [](const fs::path&, temporary_file&, std::uint64_t) { return L"no cabinet API"; }, clock);
     }
 
     lookup_result find(http_stores& asked, const std::wstring& address = L"https://Host/s") {

@@ -3,25 +3,37 @@
 // Each function exists for exactly the types specialised below: the signatures that failures carry name them.
 #pragma once
 
+#include <compare>
 #include <string>
 
-#include "qv/version3.h"
+namespace qv {
+
+// A version of three components, compared in their order.
+template <class T>
+struct version3 {
+    T major;
+    T minor;
+    T build;
+
+    auto operator<=>(const version3&) const = default;
+};
+
+}  // namespace qv
 
 namespace quorvex::common {
 
-// Narrows a value. Throws qv::exception "Too large value" where it does not fit.
+// Narrows a value. Throws qv::exception where it does not fit.
 template <class To, class From>
 To convert(From value);
 
 // The unsigned integer that the whole text spells in the base, as wcstoul reads it: leading white space and a sign are
-// accepted, and the range is that of 32 bits on every platform. Throws std::invalid_argument "invalid stoul argument"
-// without a digit, std::out_of_range "stoul argument out of range", qv::exception "Failed to parse value" (text
-// attached) where text is left over, and what convert throws.
+// accepted, and the range is that of 32 bits on every platform. Throws std::invalid_argument without a digit,
+// std::out_of_range, qv::exception (text attached) where text is left over, and what convert throws.
 template <class T>
 T parse_integer(const std::wstring& text, int base);
 
-// A dotted version of Least to Most components, the third parsed first. Throws qv::exception "Too less version
-// components" or "Too many version components" (text attached), and what parse_integer throws.
+// A dotted version of Least to Most components, the third parsed first. Throws qv::exception (text attached) where
+// there are fewer or more, and what parse_integer throws.
 template <class T, int Least, int Most>
 qv::version3<T> parse_version3(const std::wstring& text);
 
