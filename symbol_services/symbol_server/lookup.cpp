@@ -28,7 +28,10 @@ struct cache {
     tier place;
     bool takes_files = true;  // until it has refused one
 
-    std::unique_ptr<directory_store> open() const { return takes_files ? open_directory(place) : nullptr; }
+    std::unique_ptr<directory_store> open() const {
+        if (!takes_files) return nullptr;
+        return open_directory(place);
+    }
 };
 
 // One search along the elements.

@@ -43,8 +43,8 @@ bool is_server_element(std::string_view element) noexcept;
 bool is_cache_element(std::wstring_view element) noexcept;
 bool is_cache_element(std::string_view element) noexcept;
 
-// An element as logs may show it: addresses in it have "***" in place of a user's name and password, and of what follows
-// a "?".
+// An element as logs may show it: addresses in it have "***" in place of a user's name and password, and of what
+// follows a "?".
 std::wstring without_secrets(std::wstring_view element);
 
 // One way through a search path. Libraries are asked about one element at a time and remember nothing between calls, so
