@@ -69,15 +69,16 @@ protected:
             transport, [](const fs::path&, temporary_file&, std::uint64_t) { return L"no cabinet API"; }, clock);
     }
 
-    lookup_result search(http_stores& asked, const std::wstring& text, copy_policy copying = copy_policy::into_caches) {
+    lookup_result search(http_stores& asked, const std::wstring& text, const std::wstring& default_store,
+                         copy_policy copying = copy_policy::into_caches) {
         const request wanted{*file_key::make(L"App.pdb", index), 1000, [this](const auto& line) {
                                  const std::lock_guard lock(mutex);
                                  told += line + L"\n";
                              }};
-        return find_file(parse_search_string(text, full), wanted, copying, &asked);
+        return find_file(parse_search_string(text, default_store), wanted, copying, &asked);
     }
     lookup_result find(http_stores& asked, const std::wstring& address = L"https://Host/s") {
-        return search(asked, L"srv*" + text::to_wide(cache.path()) + L"*" + address);
+        return search(asked, L"srv*" + text::to_wide(cache.path()) + L"*" + address, L"");
     }
 
     const std::string content = read_file(fixture("Documents.pdb"));
@@ -116,6 +117,8 @@ TEST_F(HttpStore, IsAskedForPublishedKeysFirst) {
 TEST_F(HttpStore, RemembersFailuresAndAbsence) {
     find(*stores, L"https://absent/s");
     transport.answers["https://dead:1/s/index2.txt"] = {0};
+    transport.answers["https://shy/s/index2.txt"] = {403};
+    find(*stores, L"https://shy/s");
     transport.answers["https://ill/s/index2.txt"] = {503};
     for (const auto* host : {L"https://ill/s", L"https://dead:1/s"})
         EXPECT_EQ(find(*stores, host).status, lookup_status::absent) << "the cache answers";
@@ -130,7 +133,7 @@ TEST_F(HttpStore, RemembersFailuresAndAbsence) {
         {59s, true, L"https://dead:1/other", false}, {59s, false, L"https://dead:1/s", true},
         {59s, true, L"https://ill/s", false},        {60s, true, L"https://dead:1/s", true},
         {3500s, false, L"https://absent/s", false},  {3601s, false, L"https://absent/s", true},
-        {-3601s, false, L"https://absent/s", true},
+        {-3601s, false, L"https://absent/s", true},  {0s, true, L"https://shy/s", true},
     };
     for (const auto& each : cases) {
         transport.asked.clear();
@@ -198,11 +201,16 @@ TEST_F(HttpStore, ProcessesShareOneDownload) {
 TEST_F(HttpStore, IsAskedOnlyWhereADownloadHasAPlace) {
     transport.answers[given] = {200, content};
     const auto good = text::to_wide(cache.path() / "good");
-    EXPECT_EQ(search(*stores, L"srv*https://host/s").path, "") << "the default store is full";
-    EXPECT_EQ(search(*stores, good + L"*https://host/s", copy_policy::never).path, "");
+    EXPECT_EQ(search(*stores, L"srv*https://host/s", full).path, "") << "the default store is full";
+    EXPECT_EQ(search(*stores, good + L"*https://host/s", full, copy_policy::never).path, "");
     EXPECT_THAT(transport.asked, IsEmpty());
-    const auto path = search(*stores, L"cache*" + good + L";srv*" + full + L"*https://absent/s*https://host/s").path;
-    EXPECT_TRUE(text::to_wide(path).starts_with(good)) << path;
+    for (const auto& [text, default_store] :
+         {std::pair{L"cache*" + good + L";srv*" + full + L"*https://absent/s*https://host/s", full},
+          std::pair{std::wstring(L"srv*https://host/s"), good}}) {
+        const auto path = search(*stores, text, default_store).path;
+        EXPECT_TRUE(text::to_wide(path).starts_with(good)) << path;
+        fs::remove(path);
+    }
 }
 
 TEST(FileIdentity, IsTheOneThatImagesRecord) {
