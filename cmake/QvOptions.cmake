@@ -13,13 +13,13 @@ if(MSVC)
   # Standard functions such as std::getenv are no errors.
   target_compile_definitions(qv_options INTERFACE _CRT_SECURE_NO_WARNINGS)
 else()
-  # Failures name the source that they come from by its path below the root, also where a compiler cache gives the
+  # Failures and debug information name a source by its path below the root, also where a compiler cache gives the
   # compiler relative paths.
   file(RELATIVE_PATH way_to_sources "${CMAKE_BINARY_DIR}" "${PROJECT_SOURCE_DIR}/")
   target_compile_options(qv_options INTERFACE
     -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
     -Wcast-align -Wimplicit-fallthrough
-    "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=" "-fmacro-prefix-map=${way_to_sources}=")
+    "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" "-ffile-prefix-map=${way_to_sources}=")
 endif()
 
 # For users of COM: no object is deleted through its interface, and an interface cannot have a virtual destructor.
@@ -31,15 +31,15 @@ endif()
 # For the sources of tests, which are compiled more often than they run. What they test keeps the build's own settings.
 add_library(qv_quick_build INTERFACE)
 if(NOT MSVC)
-  target_compile_options(qv_quick_build INTERFACE -O0)
+  target_compile_options(qv_quick_build INTERFACE -O0 -g0)
 endif()
 
 if(WIN32)
   enable_language(RC)
   target_compile_definitions(qv_options INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
   if(MINGW)
-    # No DLL of the compiler is needed beside the programs.
-    add_link_options(-static)
+    # No DLL of the compiler is needed beside the programs, and no time of day is in them.
+    add_link_options(-static -Wl,--no-insert-timestamp)
   endif()
 endif()
 
@@ -51,16 +51,6 @@ elseif(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
 else()
   set(qv_compiler_version "${CMAKE_CXX_COMPILER_ID} ${CMAKE_CXX_COMPILER_VERSION}")
 endif()
-
-# qv_windows_program(TARGET): a program of the product. It begins in wmain and carries the manifest.
-function(qv_windows_program target)
-  if(MINGW)
-    target_link_options(${target} PRIVATE -municode)
-    target_sources(${target} PRIVATE "${PROJECT_SOURCE_DIR}/cmake/program.rc")
-  else()
-    target_sources(${target} PRIVATE "${PROJECT_SOURCE_DIR}/cmake/program.manifest")
-  endif()
-endfunction()
 
 # qv_allow_deprecated(SOURCE): the file uses a deprecated part of the standard library, and says why.
 function(qv_allow_deprecated source)

@@ -84,8 +84,9 @@ fetch_boost_source() {
 
 # No package carries Boost for the cross compiler, so it is built from Debian's own source with Boost's CMake files.
 build_boost_for_windows() {
-  local prefix=$deps/windows mark=$deps/windows/.complete
-  [ "$(cat "$mark" 2>/dev/null)" = "$boost $boost_libraries" ] && return 0
+  local prefix=$deps/windows mark=$deps/windows/.complete recipe
+  recipe="$boost $boost_libraries $(declare -f build_boost_for_windows | cksum)"
+  [ "$(cat "$mark" 2>/dev/null)" = "$recipe" ] && return 0
   step "Fetching the source of $boost"
   mkdir -p "$deps"
   fetch_boost_source >"$deps/boost.log" 2>&1 || { tail -20 "$deps/boost.log" >&2; die "cannot fetch the source of $boost"; }
@@ -96,11 +97,13 @@ build_boost_for_windows() {
     cmake -S "$deps/boost" -B "$deps/boost-build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
       -DCMAKE_TOOLCHAIN_FILE="$root/cmake/windows-toolchain.cmake" -DCMAKE_INSTALL_PREFIX="$prefix" \
       -DBOOST_INCLUDE_LIBRARIES="$boost_libraries" -DBUILD_SHARED_LIBS=OFF \
-      -DBOOST_IOSTREAMS_ENABLE_BZIP2=OFF -DBOOST_IOSTREAMS_ENABLE_ZSTD=OFF -DBOOST_IOSTREAMS_ENABLE_LZMA=OFF &&
-      cmake --build "$deps/boost-build" && cmake --install "$deps/boost-build"
+      -DBOOST_IOSTREAMS_ENABLE_BZIP2=OFF -DBOOST_IOSTREAMS_ENABLE_ZSTD=OFF -DBOOST_IOSTREAMS_ENABLE_LZMA=OFF \
+      "-DCMAKE_CXX_FLAGS=-ffile-prefix-map=$deps/=" &&
+      cmake --build "$deps/boost-build" && cmake --install "$deps/boost-build" &&
+      cp "$deps/boost/LICENSE_1_0.txt" "$prefix"
   } 2>&1 | log_and_show "$deps/boost.log" || { tail -20 "$deps/boost.log" >&2; die "Boost did not build; see build/deps/boost.log"; }
   rm -rf "$deps/boost" "$deps/boost-build" "$deps/apt"
-  echo "$boost $boost_libraries" >"$mark"
+  echo "$recipe" >"$mark"
 }
 
 set_up() {
