@@ -1,4 +1,4 @@
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
 
 namespace qv {
 

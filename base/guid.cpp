@@ -1,4 +1,4 @@
-#include "quorvex/common/guid.h"
+#include "base/guid.h"
 
 #include <cstdio>
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "base/os_file.h"
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv {
 namespace {

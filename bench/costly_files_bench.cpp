@@ -25,10 +25,10 @@
 #include "pdb_client/library/session.h"
 #include "pdb_client/program/module_file.h"
 #include "pdb_client/program/spawned_server.h"
-#include "qv/text/path.h"
-#include "qv/text/utf.h"
 #include "tests/support/costly_files/costly_files.h"
 #include "tests/support/files/test_files.h"
+#include "text/path.h"
+#include "text/utf.h"
 
 namespace {
 

@@ -6,7 +6,7 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 
 add_library(qv_options INTERFACE)
-target_include_directories(qv_options INTERFACE "${PROJECT_SOURCE_DIR}/include" "${PROJECT_SOURCE_DIR}")
+target_include_directories(qv_options INTERFACE "${PROJECT_SOURCE_DIR}")
 
 if(MSVC)
   target_compile_options(qv_options INTERFACE /W4 /WX /permissive- /utf-8 /EHsc)
@@ -64,7 +64,7 @@ endfunction()
 if(QV_SANITIZE)
   add_compile_options(-fsanitize=${QV_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${QV_SANITIZE})
-  # These builds are for tests alone: readers count their work (qv/diagnostics/work_counter.h).
+  # These builds are for tests alone: readers count their work (base/work_counter.h).
   target_compile_definitions(qv_options INTERFACE QV_COUNT_WORK)
 endif()
 

@@ -1,6 +1,6 @@
 #include "common/sdk_helpers.h"
 
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
 
 namespace qv::detail {
 namespace {

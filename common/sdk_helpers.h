@@ -5,7 +5,7 @@
 
 #include <utility>
 
-#include "qv/com/interface_id.h"
+#include "common/com/interface_id.h"
 
 namespace qv {
 
@@ -14,7 +14,8 @@ namespace detail {
 // Throws hresult_exception (E_POINTER) for null.
 void check_interface(const void* pointer);
 
-// QueryInterface; null with the answer E_NOINTERFACE. Throws hresult_exception for a null object and every other failure.
+// QueryInterface; null with the answer E_NOINTERFACE. Throws hresult_exception for a null object and every other
+// failure.
 void* query_nullable_interface(IUnknown* object, REFIID interface_id);
 
 // QueryInterface. Throws hresult_exception for a null object and every failure.

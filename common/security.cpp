@@ -3,7 +3,7 @@
 #include <array>
 #include <cstddef>
 
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
 
 namespace qv::profiler::security {
 namespace {

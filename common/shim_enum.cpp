@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "quorvex/common/functional/parse.h"
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
+#include "core/parse.h"
 
 namespace qv::shim {
 namespace {

@@ -3,8 +3,8 @@
 
 #include <string>
 
+#include "common/com/runtime_interfaces.h"
 #include "common/sdk_helpers.h"
-#include "qv/com/runtime_interfaces.h"
 
 namespace qv::shim {
 

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv::symbol_server {
 namespace {

@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#include "base/guid.h"
 #include "base/holders.h"
-#include "quorvex/common/guid.h"
 
 namespace qv::symbol_server {
 

@@ -1,4 +1,4 @@
-#include "qv/diagnostics/TextStream.h"
+#include "diagnostics/TextStream.h"
 
 #include <algorithm>
 #include <array>
@@ -7,9 +7,9 @@
 #include <limits>
 #include <stdexcept>
 
-#include "qv/diagnostics/exception.h"
-#include "qv/text/display.h"
-#include "qv/text/utf.h"
+#include "base/exception.h"
+#include "text/display.h"
+#include "text/utf.h"
 
 namespace qv::profiler::stream {
 namespace {

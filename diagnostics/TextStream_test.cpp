@@ -1,4 +1,4 @@
-#include "qv/diagnostics/TextStream.h"
+#include "diagnostics/TextStream.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <iterator>
 
+#include "diagnostics/error_text.h"
 #include "diagnostics/platform_errors.h"
-#include "qv/diagnostics/error_text.h"
 
 namespace qv {
 namespace {

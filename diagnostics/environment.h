@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "qv/diagnostics/TextStream.h"
+#include "diagnostics/TextStream.h"
 
 namespace qv::log {
 

@@ -11,7 +11,7 @@
 #include <stdexcept>
 
 #include "diagnostics/environment.h"
-#include "qv/text/utf.h"
+#include "text/utf.h"
 
 namespace qv::log {
 namespace {

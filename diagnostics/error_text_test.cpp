@@ -1,4 +1,4 @@
-#include "qv/diagnostics/error_text.h"
+#include "diagnostics/error_text.h"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +8,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "base/exception.h"
 #include "diagnostics/platform_errors.h"
-#include "qv/diagnostics/exception.h"
 
 #ifdef _WIN32
 #include <comdef.h>

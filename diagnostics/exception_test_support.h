@@ -4,7 +4,7 @@
 #include <exception>
 #include <string>
 
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
 
 namespace qv::test {
 

@@ -7,10 +7,10 @@
 #include <system_error>
 #include <type_traits>
 
+#include "base/exception.h"
+#include "diagnostics/error_text.h"
 #include "diagnostics/platform_errors.h"
-#include "qv/diagnostics/error_text.h"
-#include "qv/diagnostics/exception.h"
-#include "qv/text/display.h"
+#include "text/display.h"
 
 namespace qv {
 namespace {

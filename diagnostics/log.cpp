@@ -1,4 +1,4 @@
-#include "qv/diagnostics/log.h"
+#include "diagnostics/log.h"
 
 #include <exception>
 #include <memory>
@@ -6,10 +6,10 @@
 #include <optional>
 
 #include "base/thread.h"
-#include "core/src/stream/FileNativeStream.h"
+#include "core/stream/FileNativeStream.h"
 #include "diagnostics/environment.h"
+#include "diagnostics/error_text.h"
 #include "diagnostics/record_buffer.h"
-#include "qv/diagnostics/error_text.h"
 
 namespace qv::log {
 namespace {

@@ -1,4 +1,4 @@
-#include "qv/diagnostics/log.h"
+#include "diagnostics/log.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

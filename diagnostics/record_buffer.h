@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "core/src/stream/FileNativeStream.h"
-#include "qv/diagnostics/TextStream.h"
+#include "core/stream/FileNativeStream.h"
+#include "diagnostics/TextStream.h"
 
 namespace qv::log {
 

@@ -14,8 +14,8 @@
 #include <utility>
 #include <vector>
 
-#include "qv/diagnostics/exception.h"
-#include "qv/diagnostics/work_counter.h"
+#include "base/exception.h"
+#include "base/work_counter.h"
 #include "tests/support/costly_files/largest_allocation.h"
 
 namespace qv::fuzz {

@@ -1,7 +1,7 @@
 // Reads the input as a PE image and loads the portable PDB that is embedded in it.
 #include <cstring>
 
-#include "core/src/stream/MemoryStreams.h"
+#include "core/stream/MemoryStreams.h"
 #include "fuzz/fuzz_target.h"
 #include "fuzz/sample_pdb.h"
 #include "pdb_server/src/pdb_processor_ppdb.h"

@@ -1,9 +1,9 @@
-#include "qv/text/display.h"
+#include "text/display.h"
 
 #include <cstdint>
 #include <type_traits>
 
-#include "qv/text/utf.h"
+#include "text/utf.h"
 
 namespace qv::text {
 namespace {

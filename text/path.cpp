@@ -1,10 +1,10 @@
-#include "qv/text/path.h"
+#include "text/path.h"
 
 #include <algorithm>
 #include <string_view>
 #include <vector>
 
-#include "qv/text/utf.h"
+#include "text/utf.h"
 
 namespace qv::text {
 namespace {

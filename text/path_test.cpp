@@ -1,4 +1,4 @@
-#include "qv/text/path.h"
+#include "text/path.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
-#include "qv/text/symbol_path.h"
+#include "text/symbol_path.h"
 
 #include <algorithm>
 #include <cstddef>
 
-#include "qv/text/ascii.h"
+#include "text/ascii.h"
 
 namespace qv::symbol_path {
 namespace {

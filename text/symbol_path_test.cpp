@@ -1,4 +1,4 @@
-#include "qv/text/symbol_path.h"
+#include "text/symbol_path.h"
 
 #include <gtest/gtest.h>
 

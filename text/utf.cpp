@@ -1,4 +1,4 @@
-#include "qv/text/utf.h"
+#include "text/utf.h"
 
 #include <stdexcept>
 #include <type_traits>

@@ -1,9 +1,9 @@
-#include "qv/text/utf.h"
+#include "text/utf.h"
 
 #include <gtest/gtest.h>
 
 #include "diagnostics/exception_test_support.h"
-#include "qv/text/display.h"
+#include "text/display.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "core/src/stream/MemoryStreams.h"
+#include "core/stream/MemoryStreams.h"
 
 namespace qv::profiler::pdb_client {
 

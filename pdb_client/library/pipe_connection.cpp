@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/exception.h"
 #include "pdb_client/library/pipe_name.h"
-#include "qv/diagnostics/exception.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "base/holders.h"
-#include "core/src/stream/CoreStreams.h"
+#include "core/stream/CoreStreams.h"
 
 namespace qv::profiler::pdb_client {
 

@@ -4,8 +4,8 @@
 
 #include <thread>
 
+#include "base/exception.h"
 #include "pdb_client/library/pipe_name.h"
-#include "qv/diagnostics/exception.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

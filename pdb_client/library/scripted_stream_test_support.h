@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/src/stream/CoreStreams.h"
+#include "core/stream/CoreStreams.h"
 
 namespace qv::profiler::pdb_client {
 

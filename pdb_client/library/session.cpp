@@ -1,8 +1,8 @@
 #include "pdb_client/library/session.h"
 
-#include "core/src/bridges/packets.h"
+#include "base/exception.h"
+#include "core/packets.h"
 #include "pdb_client/library/answer_reader.h"
-#include "qv/diagnostics/exception.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

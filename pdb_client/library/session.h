@@ -23,12 +23,12 @@
 #include <string_view>
 #include <vector>
 
-#include "core/src/bridges/bridge_protocol.h"
-#include "core/src/bridges/packets.h"
-#include "core/src/stream/CoreStreams.h"
-#include "core/src/stream/MemoryStreams.h"
+#include "base/guid.h"
+#include "core/bridge_protocol.h"
+#include "core/packets.h"
+#include "core/stream/CoreStreams.h"
+#include "core/stream/MemoryStreams.h"
 #include "pdb_client/library/answer.h"
-#include "quorvex/common/guid.h"
 
 namespace qv::profiler::pdb_client {
 

@@ -7,7 +7,7 @@
 #include "pdb_client/program/display_text.h"
 #include "pdb_client/program/source_file.h"
 #include "pdb_client/program/table_output.h"
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

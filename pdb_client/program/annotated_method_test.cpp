@@ -7,8 +7,8 @@
 #include "pdb_client/program/file_checksum.h"
 #include "pdb_client/program/output_test_support.h"
 #include "pdb_client/program/source_file.h"
-#include "qv/text/path.h"
 #include "tests/support/files/test_files.h"
+#include "text/path.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "pdb_client/program/display_text.h"
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv::profiler::pdb_client {
 

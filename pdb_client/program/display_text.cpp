@@ -4,7 +4,7 @@
 #include <stdexcept>
 
 #include "pdb_client/program/file_checksum.h"
-#include "qv/text/utf.h"
+#include "text/utf.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -1,7 +1,7 @@
 #include <openssl/evp.h>
 
+#include "base/exception.h"
 #include "pdb_client/program/file_checksum.h"
-#include "qv/diagnostics/exception.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -3,9 +3,9 @@
 // After <windows.h>, whose types it uses.
 #include <bcrypt.h>
 
+#include "base/exception.h"
 #include "base/holders.h"
 #include "pdb_client/program/file_checksum.h"
-#include "qv/diagnostics/exception.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -3,7 +3,7 @@
 #include <boost/json.hpp>
 
 #include "pdb_client/program/display_text.h"
-#include "qv/text/utf.h"
+#include "text/utf.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -4,8 +4,8 @@
 #include <array>
 #include <exception>
 
-#include "core/src/bridges/bridge_protocol.h"
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
+#include "core/bridge_protocol.h"
 #include "qv/metadata/metadata.h"
 
 namespace qv::profiler::pdb_client {

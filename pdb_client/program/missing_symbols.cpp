@@ -5,10 +5,10 @@
 #include <boost/filesystem/operations.hpp>
 #include <optional>
 
+#include "diagnostics/error_text.h"
 #include "pdb_client/program/display_text.h"
-#include "qv/diagnostics/error_text.h"
-#include "qv/text/path.h"
-#include "qv/text/utf.h"
+#include "text/path.h"
+#include "text/utf.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -6,9 +6,9 @@
 #include "pdb_client/program/display_text.h"
 #include "pdb_client/program/mistaken_pdb.h"
 #include "pdb_client/program/module_file.h"
-#include "qv/text/path.h"
 #include "tests/support/files/test_files.h"
 #include "tests/support/pdb_writer/sample_module.h"
+#include "text/path.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

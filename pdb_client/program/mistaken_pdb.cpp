@@ -5,7 +5,7 @@
 
 #include "pdb_client/program/display_text.h"
 #include "pdb_client/program/module_file.h"
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

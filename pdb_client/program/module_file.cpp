@@ -6,7 +6,7 @@
 #include "qv/metadata/module_identity.h"
 #include "qv/portable_executable/codeview.h"
 #include "qv/portable_executable/readers.h"
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -1,6 +1,6 @@
 #include "pdb_client/program/module_symbols.h"
 
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -5,7 +5,7 @@
 #include "pdb_client/program/missing_symbols.h"
 #include "pdb_client/program/module_file.h"
 #include "pdb_client/program/source_file.h"
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

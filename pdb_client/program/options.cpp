@@ -5,11 +5,11 @@
 #include <boost/program_options.hpp>
 #include <optional>
 
+#include "base/exception.h"
 #include "pdb_client/library/pipe_name.h"
 #include "pdb_client/program/search_path.h"
-#include "qv/diagnostics/exception.h"
-#include "qv/text/path.h"
-#include "qv/text/utf.h"
+#include "text/path.h"
+#include "text/utf.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

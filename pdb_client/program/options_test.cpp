@@ -4,7 +4,7 @@
 
 #include <boost/filesystem/operations.hpp>
 
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

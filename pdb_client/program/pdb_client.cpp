@@ -5,7 +5,9 @@
 #include <memory>
 #include <optional>
 
+#include "base/exception.h"
 #include "base/module_path.h"
+#include "diagnostics/error_text.h"
 #include "pdb_client/library/pipe_connection.h"
 #include "pdb_client/program/console_output.h"
 #include "pdb_client/program/display_text.h"
@@ -15,9 +17,7 @@
 #include "pdb_client/program/run_command.h"
 #include "pdb_client/program/spawned_server.h"
 #include "pdb_client/program/verification.h"
-#include "qv/diagnostics/error_text.h"
-#include "qv/diagnostics/exception.h"
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -7,9 +7,9 @@
 
 #include "base/holders.h"
 #include "base/module_path.h"
-#include "qv/text/path.h"
 #include "tests/support/files/test_files.h"
 #include "tests/support/server/server_process.h"
+#include "text/path.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -3,9 +3,9 @@
 #include <cstring>
 #include <vector>
 
-#include "core/src/stream/FileNativeStream.h"
+#include "base/exception.h"
+#include "core/stream/FileNativeStream.h"
 #include "pdb_client/program/display_text.h"
-#include "qv/diagnostics/exception.h"
 #include "qv/metadata/metadata.h"
 #include "symbol_services/classic_reader/pdb.h"
 

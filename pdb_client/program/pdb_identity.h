@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "quorvex/common/guid.h"
+#include "base/guid.h"
 
 namespace qv::profiler::pdb_client {
 

@@ -7,7 +7,7 @@
 #include "pdb_client/program/missing_symbols.h"
 #include "pdb_client/program/source_origins.h"
 #include "pdb_client/program/table_output.h"
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -2,9 +2,9 @@
 
 #include <boost/filesystem/operations.hpp>
 
-#include "qv/text/path.h"
-#include "qv/text/symbol_path.h"
-#include "qv/text/utf.h"
+#include "text/path.h"
+#include "text/symbol_path.h"
+#include "text/utf.h"
 
 namespace qv::profiler::pdb_client {
 bool append_search_paths(const std::wstring& list, std::vector<std::wstring>& elements) {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
 
-#include "core/src/stream/FileNativeStream.h"
+#include "core/stream/FileNativeStream.h"
 #include "pdb_client/program/file_checksum.h"
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

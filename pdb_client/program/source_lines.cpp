@@ -4,7 +4,7 @@
 #include <iterator>
 
 #include "pdb_client/program/display_text.h"
-#include "qv/text/utf.h"
+#include "text/utf.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -5,7 +5,7 @@
 #include <boost/json.hpp>
 #include <locale>
 
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <exception>
 
-#include "qv/text/utf.h"
+#include "text/utf.h"
 
 namespace qv::profiler::pdb_client {
 

@@ -6,7 +6,7 @@
 #include <boost/algorithm/string/trim.hpp>
 #include <locale>
 
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -5,8 +5,8 @@
 #include <random>
 #include <vector>
 
+#include "base/exception.h"
 #include "pdb_client/library/pipe_name.h"
-#include "qv/diagnostics/exception.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -15,8 +15,8 @@
 #include "pdb_client/program/display_text.h"
 #include "pdb_client/program/json_output.h"
 #include "pdb_client/program/module_verdict.h"
-#include "qv/text/path.h"
-#include "qv/text/utf.h"
+#include "text/path.h"
+#include "text/utf.h"
 
 namespace qv::profiler::pdb_client {
 namespace {

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "core/src/stream/CoreStreams.h"
+#include "core/stream/CoreStreams.h"
 #include "pdb_client/program/options.h"
 #include "pdb_client/program/output.h"
 #include "pdb_client/program/run_command.h"

@@ -4,14 +4,14 @@
 #include <string>
 #include <utility>
 
-#include "core/src/bridges/bridge_protocol.h"
-#include "core/src/stream/MemoryStreams.h"
+#include "base/exception.h"
+#include "core/bridge_protocol.h"
+#include "core/stream/MemoryStreams.h"
+#include "diagnostics/error_text.h"
+#include "diagnostics/log.h"
 #include "pdb_server/src/interruption.h"
-#include "qv/diagnostics/error_text.h"
-#include "qv/diagnostics/exception.h"
-#include "qv/diagnostics/log.h"
-#include "qv/text/path.h"
-#include "qv/text/utf.h"
+#include "text/path.h"
+#include "text/utf.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

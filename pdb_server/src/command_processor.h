@@ -6,7 +6,7 @@
 #include <functional>
 #include <vector>
 
-#include "core/src/bridges/packets.h"
+#include "core/packets.h"
 #include "pdb_server/src/pdb_processor.h"
 
 namespace qv::profiler::pdb_server {

@@ -7,7 +7,7 @@
 #include <atomic>
 #include <future>
 
-#include "core/src/stream/MemoryStreams.h"
+#include "core/stream/MemoryStreams.h"
 #include "diagnostics/exception_test_support.h"
 #include "tests/support/builders/pe_builder.h"
 #include "tests/support/builders/portable_pdb_builder.h"

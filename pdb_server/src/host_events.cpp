@@ -1,6 +1,6 @@
 #include "pdb_server/src/host_events.h"
 
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

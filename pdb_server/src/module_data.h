@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "quorvex/common/guid.h"
+#include "base/guid.h"
 
 namespace qv::profiler::pdb_server {
 

@@ -4,7 +4,7 @@
 #include <boost/program_options.hpp>
 #include <limits>
 
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

@@ -4,8 +4,8 @@
 
 #include <boost/program_options/errors.hpp>
 
-#include "qv/text/path.h"
-#include "qv/text/utf.h"
+#include "text/path.h"
+#include "text/utf.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

@@ -4,13 +4,13 @@
 #include <iterator>
 #include <utility>
 
-#include "core/src/bridges/bridge_protocol.h"
+#include "base/exception.h"
+#include "core/bridge_protocol.h"
+#include "diagnostics/log.h"
 #include "pdb_server/src/pdb_processor_dsr.h"
-#include "qv/diagnostics/exception.h"
-#include "qv/diagnostics/log.h"
-#include "qv/text/path.h"
-#include "qv/text/symbol_path.h"
-#include "qv/text/utf.h"
+#include "text/path.h"
+#include "text/symbol_path.h"
+#include "text/utf.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

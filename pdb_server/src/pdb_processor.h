@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "core/src/Util/slave_key_atom_map.h"
 #include "pdb_server/src/module_data.h"
 #include "pdb_server/src/search_paths.h"
+#include "pdb_server/src/slave_key_atom_map.h"
 #include "pdb_server/src/stop_check.h"
 #include "pdb_server/src/system/platform_services.h"
 #include "qv/portable_executable/readers.h"

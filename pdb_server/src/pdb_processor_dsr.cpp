@@ -2,14 +2,14 @@
 
 #include <utility>
 
+#include "base/exception.h"
+#include "common/com/metadata_import.h"
 #include "common/shim_enum.h"
+#include "diagnostics/log.h"
 #include "pdb_server/src/dsr/dsr_data.h"
 #include "pdb_server/src/dsr/dsr_module_data.h"
 #include "pdb_server/src/system/windows/clr_host.h"
-#include "qv/com/metadata_import.h"
-#include "qv/diagnostics/exception.h"
-#include "qv/diagnostics/log.h"
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

@@ -5,10 +5,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "common/com/metadata_import.h"
+#include "common/com/symbol_interfaces.h"
 #include "diagnostics/exception_test_support.h"
 #include "pdb_server/src/dsr/dsr_data.h"
-#include "qv/com/metadata_import.h"
-#include "qv/com/symbol_interfaces.h"
 #include "tests/support/com/fake_runtimes.h"
 #include "tests/support/files/log_of.h"
 

@@ -2,16 +2,16 @@
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
 
+#include "base/exception.h"
+#include "diagnostics/log.h"
 #include "pdb_server/src/pdb_processor.h"
 #include "pdb_server/src/pdb_processor_dsr.h"
 #include "pdb_server/src/pdb_processor_ppdb.h"
 #include "pdb_server/src/symbol_candidates.h"
-#include "qv/diagnostics/exception.h"
-#include "qv/diagnostics/log.h"
 #include "qv/metadata/module_identity.h"
 #include "qv/portable_executable/readers.h"
-#include "qv/text/path.h"
-#include "qv/text/symbol_path.h"
+#include "text/path.h"
+#include "text/symbol_path.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

@@ -4,15 +4,15 @@
 #include <optional>
 #include <utility>
 
-#include "core/src/stream/FileNativeStream.h"
+#include "base/exception.h"
+#include "base/work_counter.h"
+#include "common/symbol_search.h"
+#include "core/stream/FileNativeStream.h"
 #include "pdb_server/src/ppdb/ppdb_module_data.h"
-#include "qv/diagnostics/exception.h"
-#include "qv/diagnostics/work_counter.h"
 #include "qv/portable_executable/codeview.h"
 #include "qv/portable_executable/metadata_pdb_unpacker.h"
-#include "qv/symbol_search.h"
-#include "qv/text/path.h"
-#include "qv/text/utf.h"
+#include "text/path.h"
+#include "text/utf.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

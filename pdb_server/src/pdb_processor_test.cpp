@@ -14,9 +14,9 @@
 #include <thread>
 
 #include "diagnostics/exception_test_support.h"
-#include "qv/text/path.h"
 #include "tests/support/conversations/conversations.h"
 #include "tests/support/files/test_files.h"
+#include "text/path.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

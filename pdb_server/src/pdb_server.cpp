@@ -7,17 +7,17 @@
 #include <string_view>
 #include <vector>
 
+#include "base/exception.h"
 #include "base/holders.h"
+#include "core/console_ctrl_hld.h"
+#include "diagnostics/error_text.h"
+#include "diagnostics/log.h"
 #include "pdb_server/src/command_processor.h"
 #include "pdb_server/src/host_events.h"
 #include "pdb_server/src/options.h"
 #include "pdb_server/src/pipe_manager.h"
 #include "pdb_server/src/system/windows/clr_host.h"
 #include "pdb_server/src/system/windows/symsrv_imports.h"
-#include "quorvex/common/os/console_ctrl_hld.h"
-#include "qv/diagnostics/error_text.h"
-#include "qv/diagnostics/exception.h"
-#include "qv/diagnostics/log.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
+#include "base/exception.h"
 #include "pdb_server/src/pipe_manager_state.h"
-#include "qv/diagnostics/exception.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

@@ -8,7 +8,7 @@
 #include <functional>
 #include <string>
 
-#include "core/src/bridges/packets.h"
+#include "core/packets.h"
 
 namespace qv::profiler::pdb_server {
 

@@ -7,8 +7,8 @@
 #include <mutex>
 
 #include "base/holders.h"
+#include "diagnostics/log.h"
 #include "pdb_server/src/pipe_manager.h"
-#include "qv/diagnostics/log.h"
 
 namespace qv::profiler::pdb_server {
 

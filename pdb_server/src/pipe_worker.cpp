@@ -8,10 +8,10 @@
 #include <cstdlib>
 #include <optional>
 
+#include "base/exception.h"
 #include "common/security.h"
-#include "core/src/stream/NamedPipeStream.h"
+#include "core/stream/NamedPipeStream.h"
 #include "pdb_server/src/pipe_manager_state.h"
-#include "qv/diagnostics/exception.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

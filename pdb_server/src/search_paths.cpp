@@ -1,7 +1,7 @@
 #include "pdb_server/src/search_paths.h"
 
-#include "qv/text/path.h"
-#include "qv/text/symbol_path.h"
+#include "text/path.h"
+#include "text/symbol_path.h"
 
 namespace qv::profiler::pdb_server {
 

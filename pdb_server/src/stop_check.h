@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
 
 namespace qv::profiler::pdb_server {
 

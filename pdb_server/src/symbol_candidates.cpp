@@ -5,10 +5,10 @@
 #include <unordered_set>
 #include <vector>
 
-#include "core/src/bridges/bridge_protocol.h"
-#include "qv/diagnostics/log.h"
-#include "qv/text/path.h"
-#include "qv/text/symbol_path.h"
+#include "core/bridge_protocol.h"
+#include "diagnostics/log.h"
+#include "text/path.h"
+#include "text/symbol_path.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

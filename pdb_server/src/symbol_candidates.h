@@ -5,11 +5,11 @@
 #include <cstdint>
 #include <string>
 
+#include "base/guid.h"
 #include "pdb_server/src/pdb_processor_ppdb.h"
 #include "pdb_server/src/search_paths.h"
 #include "pdb_server/src/stop_check.h"
 #include "pdb_server/src/system/platform_services.h"
-#include "quorvex/common/guid.h"
 
 namespace qv::profiler::pdb_server {
 

@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "core/src/bridges/bridge_protocol.h"
+#include "core/bridge_protocol.h"
 #include "diagnostics/exception_test_support.h"
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

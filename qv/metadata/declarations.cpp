@@ -4,7 +4,7 @@
 #include <iterator>
 #include <utility>
 
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
 
 namespace qv::metadata::detail_metadata {
 namespace {

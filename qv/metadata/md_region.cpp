@@ -1,6 +1,6 @@
 #include "qv/metadata/md_region.h"
 
-#include "qv/text/utf.h"
+#include "text/utf.h"
 
 namespace qv::metadata::detail_metadata {
 namespace {

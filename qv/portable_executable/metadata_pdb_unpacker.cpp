@@ -5,8 +5,8 @@
 #include <boost/iostreams/filter/zlib.hpp>
 #include <cstring>
 
-#include "qv/diagnostics/exception.h"
-#include "qv/diagnostics/work_counter.h"
+#include "base/exception.h"
+#include "base/work_counter.h"
 
 namespace qv::portable_executable {
 namespace {

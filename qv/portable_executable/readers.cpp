@@ -5,8 +5,8 @@
 #include <iterator>
 #include <utility>
 
-#include "core/src/stream/FileNativeStream.h"
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
+#include "core/stream/FileNativeStream.h"
 
 #define QV_STREAM "class qv::portable_executable::core_stream_adapter"
 #define QV_SECTIONS \

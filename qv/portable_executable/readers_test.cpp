@@ -5,8 +5,8 @@
 #include <sstream>
 #include <type_traits>
 
-#include "core/src/stream/MemoryStreams.h"
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
+#include "core/stream/MemoryStreams.h"
 #include "tests/support/builders/pe_builder.h"
 
 namespace qv::portable_executable {

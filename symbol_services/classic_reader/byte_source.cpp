@@ -1,8 +1,8 @@
 #include "symbol_services/classic_reader/byte_source.h"
 
 #include "base/os_file.h"
-#include "qv/text/path.h"
 #include "symbol_services/classic_reader/pdb_errors.h"
+#include "text/path.h"
 
 namespace qv::classic_reader {
 namespace {

@@ -1,7 +1,7 @@
 // What files cost that are small for what they make a careless reader do.
 #include <gtest/gtest.h>
 
-#include "qv/diagnostics/work_counter.h"
+#include "base/work_counter.h"
 #include "symbol_services/classic_reader/failure_test_support.h"
 #include "symbol_services/classic_reader/pdb.h"
 #include "tests/support/costly_files/costly_files.h"

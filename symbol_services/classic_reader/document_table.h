@@ -18,7 +18,7 @@
 #include <string_view>
 #include <vector>
 
-#include "quorvex/common/guid.h"
+#include "base/guid.h"
 #include "symbol_services/classic_reader/lazy.h"
 #include "symbol_services/classic_reader/msf.h"
 #include "symbol_services/classic_reader/names.h"

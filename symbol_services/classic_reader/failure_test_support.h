@@ -4,7 +4,7 @@
 #include <sstream>
 #include <string>
 
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
 
 namespace qv::classic_reader {
 

@@ -4,10 +4,10 @@
 #include <stdexcept>
 
 #include "qv/portable_executable/codeview.h"
-#include "qv/text/path.h"
-#include "qv/text/symbol_path.h"
-#include "qv/text/utf.h"
 #include "symbol_services/classic_reader/pdb_errors.h"
+#include "text/path.h"
+#include "text/symbol_path.h"
+#include "text/utf.h"
 
 namespace qv::classic_reader {
 namespace {

@@ -20,8 +20,8 @@
 #include <string>
 #include <vector>
 
-#include "quorvex/common/guid.h"
-#include "qv/symbol_search.h"
+#include "base/guid.h"
+#include "common/symbol_search.h"
 #include "symbol_services/classic_reader/pdb.h"
 
 namespace qv::classic_reader {
@@ -37,7 +37,7 @@ struct codeview_record {
 // None when the data is no record of this kind, or its path is no text.
 std::optional<codeview_record> parse_codeview(std::span<const unsigned char> data);
 
-// Asks a symbol server with the parameters of qv/text/symbol_path.h: the path of a file that has the
+// Asks a symbol server with the parameters of text/symbol_path.h: the path of a file that has the
 // record's name, GUID and age, or none.
 using server_function = std::function<std::optional<boost::filesystem::path>(const std::wstring& parameters,
                                                                              const codeview_record& record)>;

@@ -4,11 +4,11 @@
 
 #include <boost/filesystem/operations.hpp>
 
-#include "qv/text/path.h"
 #include "symbol_services/classic_reader/failure_test_support.h"
 #include "tests/support/builders/pe_builder.h"
 #include "tests/support/files/test_files.h"
 #include "tests/support/pdb_writer/pdb_writer.h"
+#include "text/path.h"
 
 namespace qv::classic_reader {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "qv/diagnostics/work_counter.h"
+#include "base/work_counter.h"
 #include "symbol_services/classic_reader/byte_cursor.h"
 #include "symbol_services/classic_reader/pdb_errors.h"
 

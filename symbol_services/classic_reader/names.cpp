@@ -5,9 +5,9 @@
 #include <functional>
 #include <string>
 
-#include "qv/diagnostics/work_counter.h"
-#include "qv/text/ascii.h"
+#include "base/work_counter.h"
 #include "symbol_services/classic_reader/pdb_errors.h"
+#include "text/ascii.h"
 
 namespace qv::classic_reader {
 namespace {

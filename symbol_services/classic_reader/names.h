@@ -30,7 +30,7 @@
 #include <utility>
 #include <vector>
 
-#include "quorvex/common/guid.h"
+#include "base/guid.h"
 #include "symbol_services/classic_reader/byte_cursor.h"
 #include "symbol_services/classic_reader/msf.h"
 

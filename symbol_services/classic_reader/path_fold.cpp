@@ -14,9 +14,9 @@
 
 #include <cstdint>
 
-#include "qv/diagnostics/work_counter.h"
-#include "qv/text/ascii.h"
-#include "qv/text/utf.h"
+#include "base/work_counter.h"
+#include "text/ascii.h"
+#include "text/utf.h"
 
 namespace qv::classic_reader {
 namespace {

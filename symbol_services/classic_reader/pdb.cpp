@@ -7,12 +7,12 @@
 #include <stdexcept>
 #include <tuple>
 
-#include "qv/text/utf.h"
 #include "symbol_services/classic_reader/names.h"
 #include "symbol_services/classic_reader/pdb_errors.h"
 #include "symbol_services/classic_reader/position_index.h"
 #include "symbol_services/classic_reader/procedure_index.h"
 #include "symbol_services/classic_reader/source_link.h"
+#include "text/utf.h"
 
 namespace qv::classic_reader {
 namespace {

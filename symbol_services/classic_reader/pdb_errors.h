@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
 
 namespace qv::classic_reader {
 

@@ -8,7 +8,7 @@
 #include <set>
 #include <string>
 
-#include "qv/text/ascii.h"
+#include "text/ascii.h"
 
 namespace qv::classic_reader {
 namespace {

@@ -9,9 +9,9 @@
 #include <new>
 #include <utility>
 
+#include "base/exception.h"
+#include "common/com/counted_object.h"
 #include "common/sdk_helpers.h"
-#include "qv/com/counted_object.h"
-#include "qv/diagnostics/exception.h"
 
 namespace qv::symbols {
 

@@ -2,15 +2,15 @@
 
 #include <objbase.h>
 
+#include "base/exception.h"
 #include "base/module_path.h"
-#include "qv/com/runtime_interfaces.h"
-#include "qv/com/symbol_interfaces.h"
-#include "qv/diagnostics/exception.h"
-#include "qv/text/path.h"
+#include "common/com/runtime_interfaces.h"
+#include "common/com/symbol_interfaces.h"
 #include "symbol_services/qv_symbols/com_object.h"
 #include "symbol_services/qv_symbols/metadata.h"
 #include "symbol_services/qv_symbols/registration.h"
 #include "symbol_services/qv_symbols/symbol_binder.h"
+#include "text/path.h"
 
 namespace qv::symbols {
 namespace {

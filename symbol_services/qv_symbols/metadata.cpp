@@ -1,11 +1,11 @@
 #include "symbol_services/qv_symbols/metadata.h"
 
-#include "qv/com/outputs.h"
+#include "common/com/outputs.h"
 #include "qv/metadata/metadata.h"
 #include "qv/portable_executable/readers.h"
-#include "qv/text/path.h"
-#include "qv/text/utf.h"
 #include "symbol_services/qv_symbols/outputs.h"
+#include "text/path.h"
+#include "text/utf.h"
 
 namespace qv::symbols {
 namespace {

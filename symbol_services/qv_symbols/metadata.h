@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "qv/com/metadata_import.h"
-#include "qv/com/runtime_interfaces.h"
+#include "common/com/metadata_import.h"
+#include "common/com/runtime_interfaces.h"
 #include "symbol_services/classic_reader/locate.h"
 #include "symbol_services/qv_symbols/com_object.h"
 

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "qv/com/outputs.h"
-#include "qv/text/path.h"
+#include "common/com/outputs.h"
+#include "text/path.h"
 
 namespace qv::symbols {
 

@@ -11,11 +11,11 @@
 #include <vector>
 
 #include "base/module_path.h"
+#include "common/com/metadata_import.h"
+#include "common/com/runtime_interfaces.h"
+#include "common/com/symbol_interfaces.h"
 #include "common/sdk_helpers.h"
-#include "qv/com/metadata_import.h"
-#include "qv/com/runtime_interfaces.h"
-#include "qv/com/symbol_interfaces.h"
-#include "qv/symbol_search.h"
+#include "common/symbol_search.h"
 #include "tests/support/builders/metadata_builder.h"
 #include "tests/support/builders/pe_builder.h"
 #include "tests/support/pdb_writer/sample_module.h"

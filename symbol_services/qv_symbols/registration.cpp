@@ -7,11 +7,11 @@
 #include <optional>
 
 #include "base/holders.h"
+#include "common/com/runtime_interfaces.h"
+#include "common/com/symbol_interfaces.h"
 #include "common/sdk_helpers.h"
-#include "qv/com/runtime_interfaces.h"
-#include "qv/com/symbol_interfaces.h"
-#include "qv/text/path.h"
 #include "symbol_services/qv_symbols/com_object.h"
+#include "text/path.h"
 
 namespace qv::symbols {
 namespace {

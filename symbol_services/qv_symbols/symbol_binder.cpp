@@ -3,12 +3,12 @@
 #include <array>
 #include <vector>
 
-#include "qv/text/path.h"
 #include "symbol_services/classic_reader/locate.h"
 #include "symbol_services/qv_symbols/metadata.h"
 #include "symbol_services/qv_symbols/outputs.h"
 #include "symbol_services/qv_symbols/symbol_reader.h"
 #include "symbol_services/qv_symbols/symbol_server.h"
+#include "text/path.h"
 
 namespace qv::symbols {
 namespace {

@@ -1,7 +1,7 @@
 // Finds the classic PDB file of an image and opens it.
 #pragma once
 
-#include "qv/com/symbol_interfaces.h"
+#include "common/com/symbol_interfaces.h"
 #include "symbol_services/qv_symbols/com_object.h"
 
 namespace qv::symbols {

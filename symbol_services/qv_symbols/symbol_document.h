@@ -4,7 +4,7 @@
 #include <memory>
 #include <optional>
 
-#include "qv/com/symbol_interfaces.h"
+#include "common/com/symbol_interfaces.h"
 #include "symbol_services/qv_symbols/com_object.h"
 #include "symbol_services/qv_symbols/symbol_file.h"
 

@@ -1,7 +1,7 @@
 #include "symbol_services/qv_symbols/symbol_file.h"
 
-#include "qv/com/symbol_interfaces.h"
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
+#include "common/com/symbol_interfaces.h"
 
 namespace qv::symbols {
 

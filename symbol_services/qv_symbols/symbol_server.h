@@ -9,7 +9,7 @@
 
 namespace qv::symbols {
 
-// Asks with the parameters of a search path element (qv/text/symbol_path.h) the SymSrv.dll that the
+// Asks with the parameters of a search path element (text/symbol_path.h) the SymSrv.dll that the
 // process has loaded already, else the one beside this library. The first question loads it, and it stays for the
 // process, as does this library then.
 std::optional<boost::filesystem::path> find_on_server(const std::wstring& parameters,

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "qv/text/path.h"
-#include "qv/text/utf.h"
 #include "symbol_services/symbol_server/temporary_file.h"
+#include "text/path.h"
+#include "text/utf.h"
 
 namespace qv::symbol_store {
 namespace {

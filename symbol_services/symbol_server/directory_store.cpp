@@ -3,11 +3,11 @@
 #include <boost/filesystem/operations.hpp>
 
 #include "base/os_file.h"
-#include "qv/text/path.h"
 #include "symbol_services/symbol_server/atomic_copy.h"
 #include "symbol_services/symbol_server/existing.h"
 #include "symbol_services/symbol_server/path_rules.h"
 #include "symbol_services/symbol_server/pointer_file.h"
+#include "text/path.h"
 
 namespace qv::symbol_store {
 namespace {

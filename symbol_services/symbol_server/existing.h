@@ -3,7 +3,7 @@
 
 #include <boost/filesystem/operations.hpp>
 
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv::symbol_store {
 

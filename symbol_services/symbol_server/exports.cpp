@@ -7,9 +7,9 @@
 #include <new>
 #include <string_view>
 
-#include "qv/text/path.h"
 #include "symbol_services/symbol_server/code_page.h"
 #include "symbol_services/symbol_server/service.h"
+#include "text/path.h"
 
 namespace {
 

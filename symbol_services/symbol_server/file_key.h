@@ -11,7 +11,7 @@
 #include <optional>
 #include <string>
 
-#include "quorvex/common/guid.h"
+#include "base/guid.h"
 
 namespace qv::symbol_store {
 

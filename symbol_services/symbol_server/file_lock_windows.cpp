@@ -1,7 +1,7 @@
 #include <windows.h>
 
-#include "qv/text/path.h"
 #include "symbol_services/symbol_server/file_lock.h"
+#include "text/path.h"
 
 namespace qv::symbol_store {
 

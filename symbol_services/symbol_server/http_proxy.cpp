@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "qv/text/ascii.h"
 #include "symbol_services/symbol_server/path_rules.h"
+#include "text/ascii.h"
 
 namespace qv::symbol_store {
 namespace {

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
 
-#include "qv/text/ascii.h"
-#include "qv/text/path.h"
 #include "symbol_services/symbol_server/absence_mark.h"
 #include "symbol_services/symbol_server/existing.h"
 #include "symbol_services/symbol_server/file_identity.h"
@@ -12,6 +10,8 @@
 #include "symbol_services/symbol_server/path_rules.h"
 #include "symbol_services/symbol_server/pointer_file.h"
 #include "symbol_services/symbol_server/temporary_file.h"
+#include "text/ascii.h"
+#include "text/path.h"
 
 namespace qv::symbol_store {
 namespace {

@@ -10,13 +10,13 @@
 #include <thread>
 
 #include "qv/portable_executable/readers.h"
-#include "qv/text/path.h"
-#include "qv/text/utf.h"
 #include "symbol_services/symbol_server/file_identity.h"
 #include "symbol_services/symbol_server/http_proxy.h"
 #include "symbol_services/symbol_server/lookup.h"
 #include "tests/support/files/test_files.h"
 #include "tests/support/pdb_writer/sample_module.h"
+#include "text/path.h"
+#include "text/utf.h"
 
 namespace qv::symbol_store {
 namespace {

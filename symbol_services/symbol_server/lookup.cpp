@@ -3,8 +3,8 @@
 #include <boost/filesystem/operations.hpp>
 #include <stdexcept>
 
-#include "qv/text/path.h"
 #include "symbol_services/symbol_server/directory_store.h"
+#include "text/path.h"
 
 namespace qv::symbol_store {
 namespace {

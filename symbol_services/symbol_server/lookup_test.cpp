@@ -7,8 +7,8 @@
 #include <thread>
 
 #include "base/os_file.h"
-#include "qv/text/path.h"
 #include "tests/support/files/test_files.h"
+#include "text/path.h"
 
 namespace qv::symbol_store {
 namespace {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "qv/text/ascii.h"
-#include "qv/text/utf.h"
+#include "text/ascii.h"
+#include "text/utf.h"
 
 namespace qv::symbol_store {
 namespace {

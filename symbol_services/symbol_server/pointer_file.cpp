@@ -3,11 +3,11 @@
 #include <cstddef>
 #include <stdexcept>
 
-#include "qv/text/ascii.h"
 #include "base/os_file.h"
-#include "qv/text/path.h"
-#include "qv/text/utf.h"
 #include "symbol_services/symbol_server/path_rules.h"
+#include "text/ascii.h"
+#include "text/path.h"
+#include "text/utf.h"
 
 namespace qv::symbol_store {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv::symbol_store {
 namespace {

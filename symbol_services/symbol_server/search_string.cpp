@@ -1,9 +1,9 @@
 #include "symbol_services/symbol_server/search_string.h"
 
-#include "qv/text/ascii.h"
-#include "qv/text/path.h"
-#include "qv/text/symbol_path.h"
 #include "symbol_services/symbol_server/path_rules.h"
+#include "text/ascii.h"
+#include "text/path.h"
+#include "text/symbol_path.h"
 
 namespace qv::symbol_store {
 namespace {

@@ -8,12 +8,12 @@
 #include <vector>
 
 #include "base/module_path.h"
-#include "qv/text/path.h"
 #include "symbol_services/symbol_server/cabinet.h"
 #include "symbol_services/symbol_server/code_page.h"
 #include "symbol_services/symbol_server/lookup.h"
 #include "symbol_services/symbol_server/path_rules.h"
 #include "symbol_services/symbol_server/winhttp_transport.h"
+#include "text/path.h"
 
 namespace qv::symbol_store::service {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdio>
 
 #include "base/thread.h"
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv::symbol_store {
 namespace {

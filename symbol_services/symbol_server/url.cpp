@@ -4,7 +4,7 @@
 #include <charconv>
 #include <stdexcept>
 
-#include "qv/text/utf.h"
+#include "text/utf.h"
 
 namespace qv::symbol_store {
 namespace {

@@ -9,7 +9,7 @@
 #else
 #include <future>
 
-#include "core/src/bridges/packets.h"
+#include "core/packets.h"
 #include "pdb_server/src/command_processor.h"
 #include "tests/support/streams/duplex_pipe.h"
 #endif

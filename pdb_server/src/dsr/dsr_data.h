@@ -7,10 +7,10 @@
 #include <functional>
 #include <memory>
 
+#include "common/com/runtime_interfaces.h"
+#include "common/com/symbol_interfaces.h"
 #include "common/sdk_helpers.h"
 #include "pdb_server/src/pdb_processor_dsr.h"
-#include "qv/com/runtime_interfaces.h"
-#include "qv/com/symbol_interfaces.h"
 
 namespace qv::profiler::pdb_server {
 

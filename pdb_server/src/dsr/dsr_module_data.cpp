@@ -3,9 +3,9 @@
 #include <unordered_map>
 #include <utility>
 
+#include "base/exception.h"
+#include "diagnostics/log.h"
 #include "pdb_server/src/dsr/method_points.h"
-#include "qv/diagnostics/exception.h"
-#include "qv/diagnostics/log.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

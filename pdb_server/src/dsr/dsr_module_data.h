@@ -5,10 +5,10 @@
 #include <memory>
 #include <string>
 
+#include "common/com/symbol_interfaces.h"
 #include "common/sdk_helpers.h"
-#include "core/src/Util/slave_key_atom_map.h"
 #include "pdb_server/src/module_data.h"
-#include "qv/com/symbol_interfaces.h"
+#include "pdb_server/src/slave_key_atom_map.h"
 
 namespace qv::profiler::pdb_server {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <optional>
 
-#include "qv/diagnostics/exception.h"
+#include "base/exception.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "common/com/symbol_interfaces.h"
 #include "common/sdk_helpers.h"
-#include "qv/com/symbol_interfaces.h"
 
 namespace qv::profiler::pdb_server {
 

@@ -4,9 +4,9 @@
 
 #include <map>
 
+#include "base/work_counter.h"
 #include "diagnostics/exception_test_support.h"
 #include "pdb_server/src/pdb_processor_ppdb.h"
-#include "qv/diagnostics/work_counter.h"
 #include "qv/portable_executable/readers.h"
 #include "tests/support/costly_files/costly_files.h"
 #include "tests/support/costly_files/largest_allocation.h"

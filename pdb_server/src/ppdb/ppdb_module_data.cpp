@@ -8,9 +8,9 @@
 #include <string_view>
 #include <utility>
 
-#include "core/src/bridges/bridge_protocol.h"
+#include "base/exception.h"
+#include "core/bridge_protocol.h"
 #include "pdb_server/src/ppdb/sequence_points.h"
-#include "qv/diagnostics/exception.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

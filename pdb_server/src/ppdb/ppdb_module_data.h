@@ -5,8 +5,8 @@
 #include <memory>
 #include <vector>
 
+#include "base/guid.h"
 #include "pdb_server/src/module_data.h"
-#include "quorvex/common/guid.h"
 #include "qv/metadata/metadata.h"
 
 namespace qv::profiler::pdb_server {

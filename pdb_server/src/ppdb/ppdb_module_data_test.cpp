@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 
 #include "diagnostics/exception_test_support.h"
-#include "qv/text/utf.h"
 #include "tests/support/builders/portable_pdb_builder.h"
+#include "text/utf.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

@@ -6,7 +6,7 @@
 #include <functional>
 #include <string>
 
-#include "quorvex/common/guid.h"
+#include "base/guid.h"
 
 namespace qv::profiler::pdb_server {
 
@@ -18,7 +18,7 @@ struct platform_services {
         get_environment_variable;
 
     // Asks the loaded symbol-server library for a file; `parameters` say where
-    // (qv/text/symbol_path.h). Empty when the file is not there or no library is loaded.
+    // (text/symbol_path.h). Empty when the file is not there or no library is loaded.
     std::function<boost::filesystem::path(const std::wstring& parameters, const std::wstring& file_name, const GUID& id,
                                           std::uint32_t age)>
         find_symbol_file;

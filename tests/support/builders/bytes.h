@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "quorvex/common/guid.h"
+#include "base/guid.h"
 
 namespace qv::test {
 

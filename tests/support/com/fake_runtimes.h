@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
-#include "qv/com/counted_object.h"
-#include "qv/com/runtime_interfaces.h"
+#include "common/com/counted_object.h"
+#include "common/com/runtime_interfaces.h"
 
 template <>
 inline constexpr GUID qv::com::iid_of<IEnumUnknown>{0x00000100, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};

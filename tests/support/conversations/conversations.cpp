@@ -1,10 +1,10 @@
 #include "tests/support/conversations/conversations.h"
 
-#include "core/src/stream/MemoryStreams.h"
+#include "core/stream/MemoryStreams.h"
 #include "qv/metadata/module_identity.h"
 #include "qv/portable_executable/readers.h"
-#include "qv/text/path.h"
 #include "tests/support/files/test_files.h"
+#include "text/path.h"
 
 namespace qv::testing {
 namespace {

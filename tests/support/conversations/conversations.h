@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "quorvex/common/guid.h"
+#include "base/guid.h"
 
 namespace qv::testing {
 

@@ -12,8 +12,8 @@
 
 #include "qv/portable_executable/codeview.h"
 #include "qv/portable_executable/readers.h"
-#include "qv/text/path.h"
-#include "qv/text/utf.h"
+#include "text/path.h"
+#include "text/utf.h"
 
 namespace qv::testing {
 namespace {

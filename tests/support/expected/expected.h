@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "quorvex/common/guid.h"
+#include "base/guid.h"
 #include "tests/support/files/test_files.h"
 
 namespace qv::testing {

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "qv/diagnostics/log.h"
+#include "diagnostics/log.h"
 #include "tests/support/files/test_files.h"
 
 namespace qv::testing {

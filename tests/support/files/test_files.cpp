@@ -5,7 +5,7 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv::testing {
 

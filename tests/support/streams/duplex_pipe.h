@@ -10,7 +10,7 @@
 #include <mutex>
 #include <stdexcept>
 
-#include "core/src/stream/CoreStreams.h"
+#include "core/stream/CoreStreams.h"
 
 namespace qv::testing {
 

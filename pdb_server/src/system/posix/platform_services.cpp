@@ -5,7 +5,7 @@
 #include <cwchar>
 #include <stdexcept>
 
-#include "qv/text/utf.h"
+#include "text/utf.h"
 
 namespace qv::profiler::pdb_server {
 namespace {

@@ -7,11 +7,11 @@
 #include <mutex>
 #include <utility>
 
+#include "base/exception.h"
 #include "base/module_path.h"
 #include "common/symbol_server.h"
 #include "pdb_server/src/interruption.h"
-#include "qv/diagnostics/exception.h"
-#include "qv/text/path.h"
+#include "text/path.h"
 
 namespace qv::profiler::pdb_server::symsrv_imports {
 namespace {

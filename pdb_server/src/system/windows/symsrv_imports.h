@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-#include "quorvex/common/guid.h"
+#include "base/guid.h"
 
 namespace qv::profiler::pdb_server::symsrv_imports {
 
@@ -17,7 +17,7 @@ namespace qv::profiler::pdb_server::symsrv_imports {
 // attached.
 void init(boost::filesystem::path directory);
 
-// Asks the loaded library for a file; `parameters` are those of qv/text/symbol_path.h. Empty when the
+// Asks the loaded library for a file; `parameters` are those of text/symbol_path.h. Empty when the
 // library does not have it, is not loaded or lacks the entry point. Any number of threads may ask: what a library
 // cannot bear is kept from it (common/symbol_server.h).
 boost::filesystem::path find_file(const std::wstring& parameters, const std::wstring& file_name, const GUID& id,

@@ -1,0 +1,236 @@
+#include "core/stream/NamedPipeStream.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "base/exception.h"
+#include "core/stream/synchronous_io_canceller.h"
+
+namespace qv {
+namespace {
+
+constexpr const char* source_name = "core/src/Stream/NamedPipeStream";
+constexpr throw_site create_site{
+    "void __cdecl NamedPipeStream::Create(const class std::basic_string<wchar_t,struct std::char_traits<wchar_t>,class "
+    "std::allocator<wchar_t> > &,const enum file_access,const bool,const unsigned int,const unsigned int,const "
+    "unsigned "
+    "int,const unsigned int,struct _SECURITY_ATTRIBUTES *)",
+    source_name};
+constexpr throw_site connect_site{"bool __cdecl NamedPipeStream::Connect(const unsigned int)", source_name};
+constexpr throw_site wait_site{"bool __cdecl NamedPipeStream::WaitForDataToRead(const unsigned int)", source_name};
+
+constexpr const char* pipe_closed = "Pipe is closed";
+constexpr const char* pipe_has_been_closed = "Pipe has been closed";
+constexpr const char* create_failed = "Can't create pipe";
+constexpr const char* connect_failed = "Can't connect named pipe";
+constexpr const char* wait_failed = "Failed to wait operation to be completed";
+
+constexpr std::uint64_t largest_transfer = 16384;
+constexpr DWORD connect_step_ms = 100;
+
+// A busy conversation never sleeps between its peeks, and one that has gone quiet only for a moment. An idle one leaves
+// the processor alone; its pause is still shorter than the tick of 15.6 ms that any sleep takes where nobody has asked
+// the system for a finer one.
+constexpr unsigned peeks_without_sleep = 1024;
+constexpr DWORD quiet_pause_ms = 1;
+constexpr DWORD idle_pause_ms = 10;
+
+handle_hld create_manual_event() {
+    handle_hld event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    if (!event) throw_win32_error(create_failed, GetLastError(), create_site);
+    return event;
+}
+
+HANDLE open_client_end(const std::wstring& path, file_access access, SECURITY_ATTRIBUTES* security) {
+    const auto bits = static_cast<std::uint32_t>(access);
+    const DWORD rights = ((bits & 1) != 0 ? GENERIC_READ : 0) | ((bits & 2) != 0 ? GENERIC_WRITE : 0);
+    // The server learns who calls but cannot act in the caller's name.
+    constexpr DWORD flags = FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
+    return CreateFileW(path.c_str(), rights, 0, security, OPEN_EXISTING, flags, nullptr);
+}
+
+}  // namespace
+
+// What tells reading from writing.
+struct NamedPipeStream::direction {
+    BOOL (*start)(HANDLE pipe, void* bytes, DWORD count, OVERLAPPED* operation);
+    throw_site site;
+    const char* event_closed;
+    const char* failed;
+    const char* nothing_transferred;
+};
+
+void NamedPipeStream::Create(const std::wstring& name, file_access access, bool server_end,
+                             std::uint32_t maximum_instances, std::uint32_t output_buffer, std::uint32_t input_buffer,
+                             std::uint32_t time_out, SECURITY_ATTRIBUTES* security) {
+    if (pipe_) throw_error("Can't open pipe twice", create_site);
+    const std::wstring path = L"\\\\.\\pipe\\" + name;
+    connect_event_ = create_manual_event();
+    read_event_ = create_manual_event();
+    write_event_ = create_manual_event();
+    pipe_.reset(valid_handle_or_null(
+        server_end ? CreateNamedPipeW(path.c_str(), static_cast<DWORD>(access) | FILE_FLAG_OVERLAPPED, PIPE_TYPE_BYTE,
+                                      maximum_instances, output_buffer, input_buffer, time_out, security)
+                   : open_client_end(path, access, security)));
+    if (!pipe_) throw_win32_error(create_failed, GetLastError(), create_site);
+    server_end_ = server_end;
+    ExpectData();
+}
+
+void NamedPipeStream::RequireServerEnd(const throw_location& where) const {
+    if (!pipe_) throw_error(pipe_closed, where);
+    if (!server_end_) throw_error("Server side call", where);
+}
+
+bool NamedPipeStream::Connect(std::uint32_t timeout) {
+    RequireServerEnd(connect_site);
+    const DWORD start = GetTickCount();
+    do {
+        if (ConnectStep()) {
+            grace_.renew();
+            ExpectData();
+            return true;
+        }
+    } while (GetTickCount() - start < timeout);
+    return false;
+}
+
+bool NamedPipeStream::ConnectStep() {
+    ResetEvent(connect_event_.get());
+    OVERLAPPED operation{};
+    operation.hEvent = connect_event_.get();
+    if (ConnectNamedPipe(pipe_.get(), &operation)) return true;
+    const DWORD error = GetLastError();
+    if (error == ERROR_PIPE_CONNECTED) return true;
+    if (error != ERROR_IO_PENDING) throw_win32_error(connect_failed, error, connect_site);
+
+    if (WaitForSingleObject(connect_event_.get(), connect_step_ms) == WAIT_OBJECT_0) return true;
+    CancelIo(pipe_.get());
+    DWORD transferred = 0;
+    // A client may have come before the cancellation.
+    if (GetOverlappedResult(pipe_.get(), &operation, &transferred, TRUE)) return true;
+    const DWORD outcome = GetLastError();
+    if (outcome != ERROR_OPERATION_ABORTED) throw_win32_error(wait_failed, outcome, connect_site);
+    return false;
+}
+
+void NamedPipeStream::ExpectData() noexcept {
+    quick_peeks_ = peeks_without_sleep - 1;
+    pause_ms_ = quiet_pause_ms;
+}
+
+bool NamedPipeStream::WaitForDataToRead(std::uint32_t timeout) {
+    if (!pipe_) throw_error(pipe_has_been_closed, wait_site);
+    const DWORD start = GetTickCount();
+    for (;;) {
+        if (HasData()) {
+            ExpectData();
+            return true;
+        }
+        const DWORD elapsed = GetTickCount() - start;
+        if (elapsed >= timeout) {
+            quick_peeks_ = 0;
+            pause_ms_ = idle_pause_ms;
+            return false;
+        }
+        if (quick_peeks_ != 0)
+            --quick_peeks_;
+        else
+            Sleep(std::min(pause_ms_, timeout - elapsed));
+    }
+}
+
+bool NamedPipeStream::HasData() const {
+    DWORD available = 0;
+    if (!PeekNamedPipe(pipe_.get(), nullptr, 0, nullptr, &available, nullptr))
+        throw_win32_error("Failed to check data for reading", GetLastError(), wait_site);
+    return available != 0;
+}
+
+void NamedPipeStream::Read(void* destination, std::uint64_t count) {
+    static constexpr direction reading{
+        [](HANDLE pipe, void* bytes, DWORD size, OVERLAPPED* operation) -> BOOL {
+            return ReadFile(pipe, bytes, size, nullptr, operation);
+        },
+        {"void __cdecl NamedPipeStream::Read(void *,const unsigned __int64)", source_name},
+        "Read pipe event has been closed",
+        "Can't read data",
+        "No data to read",
+    };
+    Transfer(reading, read_event_.get(), destination, count);
+}
+
+void NamedPipeStream::Write(const void* source, std::uint64_t count) {
+    static constexpr direction writing{
+        [](HANDLE pipe, void* bytes, DWORD size, OVERLAPPED* operation) -> BOOL {
+            return WriteFile(pipe, bytes, size, nullptr, operation);
+        },
+        {"void __cdecl NamedPipeStream::Write(const void *,const unsigned __int64)", source_name},
+        "Write pipe event has been closed",
+        "Can't write data",
+        "Zero length data has been written",
+    };
+    // Writing only reads the bytes.
+    Transfer(writing, write_event_.get(), const_cast<void*>(source), count);
+}
+
+void NamedPipeStream::Transfer(const direction& way, HANDLE event, void* bytes, std::uint64_t count) {
+    if (!pipe_) throw_error(pipe_has_been_closed, way.site);
+    if (event == nullptr) throw_error(way.event_closed, way.site);
+    auto* next = static_cast<unsigned char*>(bytes);
+    stop_grace::transfer transfer(grace_);
+    while (count != 0) {
+        const auto part = static_cast<std::uint32_t>(std::min(count, largest_transfer));
+        const std::uint32_t transferred = TransferOnce(way, event, next, part, transfer);
+        if (transferred == 0) throw_error(way.nothing_transferred, way.site);
+        next += transferred;
+        count -= transferred;
+        // A peer that is never short of data must not hold up a stop either.
+        if (count != 0 && transfer.is_over()) throw_win32_error(wait_failed, ERROR_OPERATION_ABORTED, way.site);
+    }
+}
+
+// Leaves only when the operation is over: the system writes to `operation` and `bytes` until then.
+std::uint32_t NamedPipeStream::TransferOnce(const direction& way, HANDLE event, void* bytes, std::uint32_t count,
+                                            stop_grace::transfer& transfer) {
+    ResetEvent(event);
+    OVERLAPPED operation{};
+    operation.hEvent = event;
+    if (!way.start(pipe_.get(), bytes, count, &operation)) {
+        const DWORD error = GetLastError();
+        if (error != ERROR_IO_PENDING) throw_win32_error(way.failed, error, way.site);
+        if (!transfer.wait(event)) CancelIo(pipe_.get());
+    }
+    DWORD transferred = 0;
+    if (!GetOverlappedResult(pipe_.get(), &operation, &transferred, TRUE))
+        throw_win32_error(wait_failed, GetLastError(), way.site);
+    return transferred;
+}
+
+void NamedPipeStream::Flush() {
+    static constexpr throw_site here{"void __cdecl NamedPipeStream::Flush(void)", source_name};
+    if (!pipe_) throw_error(pipe_closed, here);
+    if (grace_.next_wait() == 0) return;
+    DWORD error = ERROR_SUCCESS;
+    {
+        std::optional<synchronous_io_canceller> canceller;
+        if (grace_.stop_event() != nullptr) canceller.emplace(grace_.stop_event(), grace_.next_wait());
+        if (!FlushFileBuffers(pipe_.get())) error = GetLastError();
+    }
+    if (error != ERROR_SUCCESS) throw_win32_error("Can't flush named pipe", error, here);
+}
+
+void NamedPipeStream::Disconnect() {
+    static constexpr throw_site here{"void __cdecl NamedPipeStream::Disconnect(void)", source_name};
+    RequireServerEnd(here);
+    if (!DisconnectNamedPipe(pipe_.get())) throw_win32_error(connect_failed, GetLastError(), here);
+}
+
+void NamedPipeStream::Close() noexcept {
+    pipe_.reset();
+    connect_event_.reset();
+    read_event_.reset();
+    write_event_.reset();
+}
+
+}  // namespace qv

@@ -1,0 +1,83 @@
+// One end of one named-pipe instance, as a duplex core stream. Windows only.
+//
+// All waiting is done by overlapped I/O. One thread uses one stream; a read and a write may be outstanding together, as
+// each has its own event. Failures are qv::exception and qv::win32_error_exception. A peer that has gone shows as a
+// failed or empty transfer; every operation on a closed stream fails.
+#pragma once
+
+#include <string>
+
+#include "base/exception.h"
+#include "base/holders.h"
+#include "core/stream/CoreStreams.h"
+#include "core/stream/stop_grace.h"
+
+namespace qv {
+
+// The directions in which this end moves data; the values are those of the pipe's open mode.
+enum class file_access : std::uint32_t { read = 1, write = 2, read_write = 3 };
+
+class NamedPipeStream : public ICoreStream {
+public:
+    // What Create is given for a pipe of the server.
+    static constexpr std::uint32_t unlimited_instances = 255;
+    static constexpr std::uint32_t buffer_size = 256;        // bytes, for each direction
+    static constexpr std::uint32_t default_time_out = 1000;  // milliseconds
+
+    // `stop_event`: a manual-reset event that outlives the stream, or null. Once it is signalled Read, Write and Flush
+    // wait for the peer only as long as stop_grace says, and after that not at all.
+    explicit NamedPipeStream(HANDLE stop_event = nullptr) noexcept : grace_(stop_event) {}
+    NamedPipeStream(const NamedPipeStream&) = delete;
+    NamedPipeStream& operator=(const NamedPipeStream&) = delete;
+
+    // Opens "\\.\pipe\" + `name`: a new instance as its server end, or the client end of a waiting instance, for which
+    // the four settings mean nothing. A stream opens one pipe, until it is closed.
+    void Create(const std::wstring& name, file_access access, bool server_end, std::uint32_t maximum_instances,
+                std::uint32_t output_buffer, std::uint32_t input_buffer, std::uint32_t time_out,
+                SECURITY_ATTRIBUTES* security);
+
+    // Waits for a client in steps of 100 ms, at least one, until `timeout` milliseconds have passed; answers whether
+    // one is connected. Only the server end may call.
+    bool Connect(std::uint32_t timeout);
+
+    // Answers whether a byte can be read, waiting up to `timeout` milliseconds for one. Answers at once while the
+    // conversation is busy, and with a delay of up to 10 ms after a wait in which nothing came.
+    bool WaitForDataToRead(std::uint32_t timeout);
+
+    // Transfer exactly `count` bytes, at most 16,384 at once. Fail with ERROR_OPERATION_ABORTED where the time after
+    // the stop was over.
+    void Read(void* destination, std::uint64_t count) override;
+    void Write(const void* source, std::uint64_t count) override;
+
+    // Waits until the client has read everything; fails with ERROR_OPERATION_ABORTED where the time after the stop was
+    // over, and does not wait at all where it had been over before.
+    void Flush();
+
+    // Ends the client's connection: what it has not read is lost, and Connect may take the next one. Only the server
+    // end may call.
+    void Disconnect();
+
+    void Close() noexcept;
+
+private:
+    struct direction;
+
+    void Transfer(const direction& way, HANDLE event, void* bytes, std::uint64_t count);
+    std::uint32_t TransferOnce(const direction& way, HANDLE event, void* bytes, std::uint32_t count,
+                               stop_grace::transfer& transfer);
+    bool ConnectStep();
+    void ExpectData() noexcept;
+    bool HasData() const;
+    void RequireServerEnd(const throw_location& where) const;
+
+    stop_grace grace_;
+    bool server_end_ = false;
+    unsigned quick_peeks_ = 0;  // left until the next data comes
+    DWORD pause_ms_ = 0;        // between the peeks after those
+    handle_hld pipe_;
+    handle_hld connect_event_;
+    handle_hld read_event_;
+    handle_hld write_event_;
+};
+
+}  // namespace qv
