@@ -74,10 +74,12 @@ private:
     bool server_end_ = false;
     unsigned quick_peeks_ = 0;  // left until the next data comes
     DWORD pause_ms_ = 0;        // between the peeks after those
-    handle_hld pipe_;
     handle_hld connect_event_;
     handle_hld read_event_;
     handle_hld write_event_;
+    // The last one, so that it goes first: a client that comes after the last look for one, and before this is closed,
+    // has come in vain.
+    handle_hld pipe_;
 };
 
 }  // namespace qv

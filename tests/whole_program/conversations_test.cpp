@@ -24,9 +24,15 @@ TEST(PipeConversation, EveryFaultEndsItsConnectionOnly) {
     std::vector<std::string> messages;
     for (const ending& fault : endings()) {
         SCOPED_TRACE(fault.name);
-        raw_client client(server.pipe_id());
-        client.send(fault.sent);
-        EXPECT_EQ(client.receive_rest(), fault.answered);
+        const auto converse = [&] {
+            raw_client client(server.pipe_id());
+            client.send(fault.sent);
+            return client.receive_rest();
+        };
+        bytes answer = converse();
+        // A client that comes as its listener leaves is neither answered nor told of.
+        if (answer.empty() && failures(server.log()) == messages) answer = converse();
+        EXPECT_EQ(answer, fault.answered);
         // The record is written before the connection is closed.
         messages.push_back(fault.message);
         EXPECT_EQ(failures(server.log()), messages);
