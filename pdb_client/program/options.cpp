@@ -50,7 +50,8 @@ command to_command(const std::wstring& word) {
     if (word == L"sourcelink") return command::sourcelink;
     if (word == L"annotate") return command::annotate;
     if (word == L"verify") return command::verify;
-    refuse("The command is none of dump, method, documents, sourcelink, annotate and verify");
+    if (word == L"explain") return command::explain;
+    refuse("The command is none of dump, method, documents, sourcelink, annotate, verify and explain");
 }
 
 std::uint32_t to_token(const std::wstring& word) {
@@ -80,9 +81,12 @@ void take_words(const std::vector<std::wstring>& words, options& result) {
     if (result.is_about_a_method()) take_method(words[2], result);
 }
 
-void take_server(const po::variables_map& values, options& result) {
+void take_server(const po::variables_map& values, bool is_needed, options& result) {
     const bool pipe = values.count("pipe") != 0;
     result.spawn = values.count("spawn") != 0;
+    if (!is_needed && (pipe || result.spawn))
+        refuse("The command explain asks no server: --pipe and --spawn are not for it");
+    if (!is_needed) return;
     if (result.spawn && pipe) refuse("--pipe and --spawn exclude each other");
     if (!result.spawn && !pipe) refuse("Either --pipe or --spawn is needed");
     if (result.spawn) return;
@@ -94,9 +98,11 @@ std::wstring absolute_path(const std::wstring& text) {
     return text.empty() ? text : text::to_wide(boost::filesystem::system_complete(text::to_path(text)));
 }
 
-void take_server_arguments(const po::variables_map& values, options& result) {
+void take_server_arguments(const po::variables_map& values, bool has_server, options& result) {
+    if (!has_server && values.count("symsrv_dir") != 0)
+        result.symsrv_dir = text::to_path(absolute_path(values["symsrv_dir"].as<std::wstring>()));
     const auto take = [&](const char* name, auto convert) {
-        if (values.count(name) == 0) return;
+        if (values.count(name) == 0 || (!has_server && std::string_view(name) == "symsrv_dir")) return;
         if (!result.spawn) refuse("--symsrv_dir, --log_file and --log_mask are for a server that --spawn starts");
         result.server_arguments.push_back(L"--" + text::to_utf16(name));
         result.server_arguments.push_back(convert(values[name].as<std::wstring>()));
@@ -202,12 +208,14 @@ options parse_options(const std::vector<std::wstring>& arguments) {
     if (result.help || result.version) return result;
 
     result.json = values.count("json") != 0;
-    take_server(values, result);
-    take_server_arguments(values, result);
+    const auto words =
+        values.count("word") != 0 ? values["word"].as<std::vector<std::wstring>>() : std::vector<std::wstring>();
+    const bool has_server = words.empty() || words[0] != L"explain";
+    take_server(values, has_server, result);
+    take_server_arguments(values, has_server, result);
     take_timeout(values, result);
     take_search(values, result);
-    take_words(values.count("word") != 0 ? values["word"].as<std::vector<std::wstring>>() : std::vector<std::wstring>(),
-               result);
+    take_words(words, result);
     take_sources(values, result);
     return result;
 }
@@ -216,6 +224,7 @@ std::string help_text() {
     return R"(Shows the symbols of a managed module as a symbol server sees them.
 
     pdb_client (--pipe ID | --spawn) [options] COMMAND (MODULE [METHOD] | DIRECTORY)
+    pdb_client [options] explain MODULE
 
 Commands
     dump MODULE          every method with sequence points, and the documents they lie in
@@ -230,6 +239,9 @@ Commands
 
     verify DIRECTORY     every module below a directory: the kind of its symbols, or why there are
                          none, how many points they have, and whether sources match
+
+    explain MODULE       step by step where a server looks for the symbols of the module, and what
+                         lies there; the search is made in this program, without a server
 
 A METHOD is a token, or a name such as Shop.Orders.Add, Orders.Add(2) or Add: the number in
 parentheses is that of the parameters. Where a name fits several methods, these are listed.
@@ -246,7 +258,7 @@ Where the server looks for symbols
                          image) and 8 (beside the image); default 14
 
 What a server that --spawn starts is told
-    --symsrv_dir DIR     the directory of its SymSrv.dll; default is its own
+    --symsrv_dir DIR     the directory of its SymSrv.dll; default is its own; explain takes it too
     --log_file FILE      the log that it writes; default is none
     --log_mask N         what the log holds besides failures: 1 the commands, 16 the symbol engine,
                          17 both; default 0

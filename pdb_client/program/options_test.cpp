@@ -45,6 +45,7 @@ TEST(Options, EverythingInAnyOrderAndEitherSpelling) {
 TEST(Options, SpellingsOfMethodsAndOfHelp) {
     for (const wchar_t* token : {L"0x0600aAfF", L"0X600AAff", L"100707071"})
         EXPECT_EQ(parse_options({L"--spawn", L"method", L"m", token}).token, 0x0600AAFFu) << token;
+    EXPECT_EQ(text::to_wide(parse_options({L"explain", L"m", L"--symsrv-dir", L"s"}).symsrv_dir), here("s"));
     EXPECT_EQ(parse_options({L"--spawn", L"method", L"m", L"\u00c4.x(2)"}).method_name, "\xc3\x84.x(2)");
     for (const wchar_t* word : {L"-h", L"/?", L"-?"}) EXPECT_TRUE(parse_options({word}).help) << word;
 }
@@ -61,7 +62,7 @@ TEST(Options, LinesThatAreRefused) {
         {{L"--pipe", L"p", L"--log_file", L"f", L"dump", L"m"}, for_spawned},
         {{L"--spawn"}, "No command is given"},
         {{L"--spawn", L"show", L"m"},
-         "The command is none of dump, method, documents, sourcelink, annotate and verify"},
+         "The command is none of dump, method, documents, sourcelink, annotate, verify and explain"},
         {{L"--spawn", L"dump"}, "No module is given"},
         {{L"--spawn", L"dump", L""}, "No module is given"},
         {{L"--spawn", L"verify"}, "No directory is given"},
@@ -80,6 +81,8 @@ TEST(Options, LinesThatAreRefused) {
         {{L"--spawn", L"--log_mask", L"65536"}, "The log mask is not a number from 0 to 65535"},
         {{L"--spawn", L"--search_path", L";", L"dump", L"m"}, "A search path is empty"},
         {{L"--spawn", L"--search_path", L"srv*\xD800", L"dump", L"m"}, "Not enough input"},
+        {{L"--spawn", L"explain", L"m"}, "The command explain asks no server: --pipe and --spawn are not for it"},
+        {{L"--log_mask", L"1", L"explain", L"m"}, for_spawned},
         {{L"--spawn", L"--url", L"dump", L"m"}, "--url is for the commands documents and annotate"},
         {{L"--spawn", L"--json", L"annotate", L"m", L"x"}, "--json is not for the command annotate"},
         {{L"--spawn", L"--source-root", L"r", L"dump", L"m"}, "--source_root is for the commands annotate and verify"},

@@ -1,6 +1,9 @@
 // The command-line client: asks a symbol server about one module and prints the answers.
 #include <windows.h>
 
+// After <windows.h>, whose types it uses.
+#include <objbase.h>
+
 #include <boost/filesystem/operations.hpp>
 #include <memory>
 #include <optional>
@@ -11,12 +14,15 @@
 #include "pdb_client/library/pipe_connection.h"
 #include "pdb_client/program/console_output.h"
 #include "pdb_client/program/display_text.h"
+#include "pdb_client/program/explanation.h"
 #include "pdb_client/program/mistaken_pdb.h"
 #include "pdb_client/program/module_file.h"
 #include "pdb_client/program/progress_bar.h"
 #include "pdb_client/program/run_command.h"
 #include "pdb_client/program/spawned_server.h"
 #include "pdb_client/program/verification.h"
+#include "pdb_server/src/system/windows/clr_host.h"
+#include "pdb_server/src/system/windows/symsrv_imports.h"
 #include "text/path.h"
 
 namespace qv::profiler::pdb_client {
@@ -86,6 +92,38 @@ std::string about(const boost::filesystem::path& file) {
     return printable(file.native()) + ": ";
 }
 
+// For the reader of classic PDBs that the machine may have.
+class com_apartment {
+public:
+    com_apartment() : result_(::CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {
+        if (FAILED(result_)) throw_hresult_error("Can't initialize COM", result_);
+    }
+    ~com_apartment() { ::CoUninitialize(); }
+    com_apartment(const com_apartment&) = delete;
+    com_apartment& operator=(const com_apartment&) = delete;
+
+private:
+    HRESULT result_;
+};
+
+// Why symbol servers cannot be asked; empty where they can.
+std::string load_symbol_server_library(const options& wanted) {
+    try {
+        pdb_server::symsrv_imports::init(wanted.symsrv_dir);
+        return {};
+    } catch (const exception&) {
+        return "not asked, for want of SymSrv.dll: " + caught();
+    }
+}
+
+outcome explain_module(const options& wanted, const module_info& module, output& out) {
+    const com_apartment apartment;
+    pdb_server::clr_host::load();
+    std::string note = load_symbol_server_library(wanted);
+    if (note.ends_with('\n')) note.pop_back();
+    return explain(wanted, module, pdb_server::system_services(), note, out);
+}
+
 outcome ask_about_module(options& wanted, output& out) {
     module_info module{};
     try {
@@ -99,6 +137,7 @@ outcome ask_about_module(options& wanted, output& out) {
     }
     if (wanted.is_about_a_method())
         if (auto end = settle_method(wanted, module, out)) return *std::move(end);
+    if (wanted.what == command::explain) return explain_module(wanted, module, out);
     return with_server(wanted, [&](const std::wstring& pipe_id) {
         const auto pipe = connect(pipe_id, wanted);
         session symbols(*pipe, wanted.search);

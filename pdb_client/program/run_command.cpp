@@ -49,7 +49,8 @@ public:
             case command::documents: ask_documents(); break;
             case command::sourcelink: ask_source_server(); break;
             case command::annotate: annotate(); break;
-            case command::verify: break;  // is about no single module
+            case command::verify:
+            case command::explain: break;  // not done in one session
             case command::dump:
                 ask_methods();
                 ask_source_server();

@@ -141,8 +141,8 @@ const char* const pdb_processor::registry_traits::insert_or_throw_signature =
     "qv::profiler::pdb_server::pdb_processor::module_data> >::insert_or_throw(const unsigned int &,const class "
     "std::shared_ptr<struct qv::profiler::pdb_server::pdb_processor::module_data> &)";
 
-pdb_processor::pdb_processor(const platform_services& services, stop_check stop)
-    : services_(services), stop_(std::move(stop)) {}
+pdb_processor::pdb_processor(const platform_services& services, stop_check stop, search_observer observer)
+    : services_(services), stop_(std::move(stop)), observer_(std::move(observer)) {}
 
 pdb_processor::~pdb_processor() {
     terminate();

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "common/search_observer.h"
 #include "pdb_server/src/module_data.h"
 #include "pdb_server/src/search_paths.h"
 #include "pdb_server/src/slave_key_atom_map.h"
@@ -24,7 +25,9 @@ struct dsr_data;
 class pdb_processor {
 public:
     // Loads that search for long fail once `stop` answers true.
-    explicit pdb_processor(const platform_services& services = system_services(), stop_check stop = {});
+    // `observer` is told of every search for a portable PDB.
+    explicit pdb_processor(const platform_services& services = system_services(), stop_check stop = {},
+                           search_observer observer = {});
     ~pdb_processor();
     pdb_processor(const pdb_processor&) = delete;
     pdb_processor& operator=(const pdb_processor&) = delete;
@@ -74,6 +77,7 @@ private:
 
     const platform_services& services_;
     const stop_check stop_;
+    const search_observer observer_;
     search_path_list search_paths_;
     std::uint8_t policy_ = 0;
     std::shared_ptr<dsr_data> dsr_;

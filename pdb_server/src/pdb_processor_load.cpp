@@ -108,11 +108,11 @@ std::shared_ptr<module_data> pdb_processor::load_symbols(const boost::filesystem
         if (!dsr_is_available(dsr_) && std::none_of(entries.begin(), entries.end(), names_pdb)) return nullptr;
         return dsr_load_module(dsr_, path, mvid, search_paths_, policy_, stop_);
     }
-    const symbol_candidates candidates{path, search_paths_, policy_, services_, stop_};
-    return try_load_module(
-        mvid, image, [&](const std::wstring& recorded_path, const GUID& pdb_guid, const candidate_visitor& visit) {
-            candidates.offer(recorded_path, pdb_guid, visit);
-        });
+    const symbol_candidates candidates{path, search_paths_, policy_, services_, stop_, observer_};
+    const auto offer = [&](const std::wstring& recorded_path, const GUID& pdb_guid, const candidate_visitor& visit) {
+        candidates.offer(recorded_path, pdb_guid, visit);
+    };
+    return try_load_module(mvid, image, offer, observer_);
 }
 
 }  // namespace qv::profiler::pdb_server

@@ -1,6 +1,7 @@
 #include "pdb_server/src/pdb_processor_ppdb.h"
 
 #include <boost/filesystem/operations.hpp>
+#include <cstring>
 #include <optional>
 #include <utility>
 
@@ -60,20 +61,36 @@ std::shared_ptr<module_data> make_module_data(const GUID& mvid, std::unique_ptr<
     return std::make_shared<ppdb_module_data>(mvid, std::move(container));
 }
 
+bool is_file(const boost::filesystem::path& path) {
+    boost::system::error_code ignored;
+    return boost::filesystem::is_regular_file(text::to_system_path(path), ignored);
+}
+
+symbol_file_id id_of(const metadata_container& container) {
+    symbol_file_id id{};
+    std::memcpy(&id, container.parser().pdb()->id.data(), sizeof id);
+    return id;
+}
+
 // The candidate's symbols when it is a portable PDB of this build.
 std::shared_ptr<module_data> try_load(const GUID& mvid, const named_pdb& record,
-                                      const boost::filesystem::path& candidate) {
+                                      const boost::filesystem::path& candidate, const search_observer& observer) {
+    const std::wstring place = observer ? text::to_wide(candidate) : std::wstring();
     auto bytes = read_metadata_file(candidate);
-    if (!bytes) return {};
+    if (!bytes) {
+        if (observer) tell(observer, is_file(candidate) ? search_step::no_symbols : search_step::missing, place);
+        return {};
+    }
     auto container = std::make_unique<const metadata_container>(std::move(*bytes));
-    if (!container->has_id(record.guid, record.stamp)) return {};
-    return make_module_data(mvid, std::move(container));
+    const bool belongs = container->has_id(record.guid, record.stamp);
+    tell(observer, belongs ? search_step::taken : search_step::other_build, place, id_of(*container));
+    return belongs ? make_module_data(mvid, std::move(container)) : nullptr;
 }
 
 }  // namespace
 
 std::shared_ptr<module_data> try_load_module(const GUID& mvid, const portable_executable::image_data& image,
-                                             const candidate_source& candidates) {
+                                             const candidate_source& candidates, const search_observer& observer) {
     static constexpr throw_site here{
         "class std::shared_ptr<struct qv::profiler::pdb_server::module_data> __cdecl "
         "qv::profiler::pdb_server::try_load_module(const struct _GUID &,const struct "
@@ -81,6 +98,7 @@ std::shared_ptr<module_data> try_load_module(const GUID& mvid, const portable_ex
         "pdb_server/src/pdb_processor_ppdb"};
     for (const auto& entry : image.debug_entries) {
         if (entry.Type != portable_executable::debug_type_embedded_portable_pdb || entry.data.empty()) continue;
+        tell(observer, search_step::embedded, {});
         auto bytes = portable_executable::unpack_metadata_pdb(entry.data.data(), entry.data.size());
         return make_module_data(mvid, std::make_unique<const metadata_container>(std::move(bytes)));
     }
@@ -90,10 +108,11 @@ std::shared_ptr<module_data> try_load_module(const GUID& mvid, const portable_ex
     for (const auto& entry : image.debug_entries) {
         const auto record = read_named_pdb(entry);
         // A portable PDB always has the age 1; no file can satisfy a record with another one.
+        if (record && record->age != 1) tell(observer, search_step::other_age, record->path);
         if (!record || record->age != 1 || record->path.size() > text::longest_path) continue;
         if (++records > most_codeview_records) throw_error("Too many portable PDB records", here);
         candidates(record->path, record->guid, [&](const boost::filesystem::path& candidate) {
-            found = try_load(mvid, *record, candidate);
+            found = try_load(mvid, *record, candidate, observer);
             return found != nullptr;
         });
         if (found) return found;

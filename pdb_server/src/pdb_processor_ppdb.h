@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "common/search_observer.h"
 #include "pdb_server/src/module_data.h"
 #include "qv/portable_executable/readers.h"
 
@@ -23,6 +24,6 @@ using candidate_source =
 // image. Empty when there is none. A candidate that is not a portable PDB or belongs to another build is passed over;
 // one that is malformed throws, and so does an image whose records ask for too many searches. No file stays open.
 std::shared_ptr<module_data> try_load_module(const GUID& mvid, const portable_executable::image_data& image,
-                                             const candidate_source& candidates);
+                                             const candidate_source& candidates, const search_observer& observer = {});
 
 }  // namespace qv::profiler::pdb_server

@@ -55,6 +55,7 @@ public:
         if (!symbol_path::is_server_element(element.native())) return in_directory(element);
         if ((search_.policy & policy_symbol_server) != 0) return on_server(element);
         log_passed_over(element, "forbidden_by_policy");
+        tell(search_.observer, search_step::forbidden, text::to_wide(element));
         return false;
     }
 
@@ -84,9 +85,12 @@ private:
         const auto parameters = servers_.next(text::to_wide(element));
         if (!parameters) {
             log_passed_over(element, "other_library");
+            tell(search_.observer, search_step::other_library, text::to_wide(element));
             return false;
         }
+        tell(search_.observer, search_step::asked, *parameters);
         const path found = search_.services.find_symbol_file(*parameters, name_, pdb_guid_, portable_pdb_age);
+        if (found.empty()) tell(search_.observer, search_step::not_there, *parameters);
         return !found.empty() && offer(found);
     }
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "base/guid.h"
+#include "common/search_observer.h"
 #include "pdb_server/src/pdb_processor_ppdb.h"
 #include "pdb_server/src/search_paths.h"
 #include "pdb_server/src/stop_check.h"
@@ -26,6 +27,7 @@ struct symbol_candidates {
     std::uint8_t policy;
     const platform_services& services;
     const stop_check& stop;
+    search_observer observer = {};
 
     // Offers the places to `visit` until it answers true. Throws that the server is stopping.
     void offer(const std::wstring& recorded_path, const GUID& pdb_guid, const candidate_visitor& visit) const;

@@ -34,14 +34,15 @@ public:
 
 private:
     bool try_original_path() {
-        if ((search_.policy & policy_original_path) == 0 || is_device_path(record_.path)) return false;
+        if (is_device_path(record_.path)) return false;
+        if (!allows(policy_original_path, record_.path)) return false;
         const auto path = to_path(record_.path);
         return path && path->is_absolute() && try_file(*path);
     }
 
     bool try_reference_path() {
-        if ((search_.policy & policy_reference_path) == 0) return false;
         const auto directory = search_.image.parent_path();
+        if (!allows(policy_reference_path, text::to_wide(directory))) return false;
         if (const auto name = to_path(name_); name && try_file(directory / *name)) return true;
         auto own_name = search_.image.filename();
         own_name.replace_extension(".pdb");
@@ -52,7 +53,8 @@ private:
         const auto elements = symbol_path::split(search_.search_path, L';', symbol_path::empty_parts::left_out);
         symbol_path::element_walk servers;
         return std::any_of(elements.begin(), elements.end(), [&](std::wstring_view element) {
-            if (symbol_path::is_server_element(element)) return try_symbol_server(servers.next(element));
+            if (symbol_path::is_server_element(element))
+                return try_symbol_server(std::wstring(element), servers.next(element));
             const auto directory = to_path(std::wstring(element));
             const auto name = to_path(name_);
             return directory && name && try_file(*directory / *name);
@@ -60,22 +62,55 @@ private:
     }
 
     // Nothing is asked for an element of another library.
-    bool try_symbol_server(const std::optional<std::wstring>& parameters) {
-        if ((search_.policy & policy_symbol_server) == 0 || !search_.server || !parameters) return false;
+    bool try_symbol_server(const std::wstring& element, const std::optional<std::wstring>& parameters) {
+        if (!allows(policy_symbol_server, element)) return false;
+        if (!parameters) tell(search_.observer, search_step::other_library, element);
+        if (!search_.server || !parameters) return false;
+        tell(search_.observer, search_step::asked, *parameters);
         const auto path = search_.server(*parameters, record_);
+        if (!path) tell(search_.observer, search_step::not_there, *parameters);
         return path && try_file(*path);
     }
 
+    // The place is what is left out otherwise.
+    bool allows(search_policy bit, const std::wstring& place) const {
+        if ((search_.policy & bit) != 0) return true;
+        tell(search_.observer, search_step::forbidden, place);
+        return false;
+    }
+
     bool try_file(const fs::path& path) {
+        found_ = {};
         try {
             found_ = {path, pdb::open(path)};
             check_identity(found_.file->id());
+            tell_of(path, search_step::taken);
             return true;
         } catch (const hresult_exception& error) {
             const auto* code = error.find<errtag_hresult>();
+            tell_of(path, step_of(code));
             if (!refusal_ && code != nullptr && *code != e_pdb_not_found) refusal_.emplace(error);
             return false;
         }
+    }
+
+    static search_step step_of(const std::int32_t* code) {
+        switch (code == nullptr ? e_pdb_corrupt : *code) {
+            case e_pdb_not_found: return search_step::missing;
+            case e_pdb_invalid_sig: return search_step::other_build;
+            case e_pdb_invalid_age: return search_step::other_age;
+            case e_pdb_format:
+            case e_pdb_v1_pdb:
+            case e_pdb_not_implemented: return search_step::no_symbols;
+            default: return search_step::failed;
+        }
+    }
+
+    void tell_of(const fs::path& path, search_step step) const {
+        if (!search_.observer) return;
+        std::optional<symbol_file_id> id;
+        if (found_.file) id = symbol_file_id{found_.file->id().guid, found_.file->id().age};
+        tell(search_.observer, step, text::to_wide(path), id);
     }
 
     void check_identity(const pdb_id& id) const {

@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "base/guid.h"
+#include "common/search_observer.h"
 #include "common/symbol_search.h"
 #include "symbol_services/classic_reader/pdb.h"
 
@@ -48,6 +49,7 @@ struct pdb_search {
     std::wstring search_path;  // elements separated by ';'
     std::uint32_t policy;      // bits of search_policy
     server_function server;    // may be empty
+    search_observer observer = {};
 };
 
 struct located_pdb {
