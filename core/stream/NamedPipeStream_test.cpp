@@ -90,17 +90,21 @@ TEST(ListeningNamedPipe, ClientThatComesAtAnyMomentIsSeenOnce) {
     const std::wstring name = unique_name();
     // Around the end of the first step of 100 ms, where the cancellation races with the client.
     for (DWORD delay = 92; delay <= 108; delay += 2) {
-        auto client = start([&] {
+        std::future<std::string> client;
+        std::promise<void> served;  // a client that has left before it was seen is another matter
+        client = start([&, until_served = served.get_future().share()] {
             Sleep(delay);
             NamedPipeStream end;
             create(end, false, name);
             end.Write("c", 1);
+            until_served.wait();
         });
         while (!stream.Connect(0)) {
         }
         char request = 0;
         stream.Read(&request, 1);
         EXPECT_EQ(request, 'c');
+        served.set_value();
         EXPECT_EQ(client.get(), "");
         stream.Disconnect();
     }
