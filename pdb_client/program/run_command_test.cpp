@@ -1,6 +1,6 @@
 #include "pdb_client/program/run_command.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "pdb_client/library/scripted_stream_test_support.h"
 #include "pdb_client/program/display_text.h"
@@ -117,6 +117,8 @@ TEST(RunCommand, MethodsByTokenAndByName) {
     EXPECT_EQ(settle(0x06000005, ""), "0x06000005");
     EXPECT_EQ(settle(0x06000006, ""), "Documents.dll: no method 0x06000006; the last one is 0x06000005\n");
     EXPECT_EQ(settle(0, "none\x1b"), "Documents.dll: no method 'none\\x1b'\n");
+    EXPECT_EQ(settle(0, "Mixed"), "0x06000002");
+    EXPECT_THAT(settle(0, "Documents"), ::testing::EndsWith("5 methods fit 'Documents'; give one by its token\n"));
 }
 
 }  // namespace

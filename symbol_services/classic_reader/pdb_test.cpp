@@ -176,6 +176,16 @@ TEST(Pdb, ChecksumsOfNativeToolsAreInTheFileTable) {
     }
 }
 
+TEST(Pdb, NameThatIsListedAgainIsOneDocument) {
+    const auto file = open([](auto& d) {
+        d.files.push_back({.name = d.files[0].name});
+        d.modules.back().methods.back().lines.push_back({2, {{4, 8, 5, 8, 6}}});
+        for (auto& each : d.files) each.record = false;
+    });
+    ASSERT_EQ(file->document_count(), 2u);
+    EXPECT_EQ(file->document_url(1), L"C:\\Code\\Second.cs");
+}
+
 TEST(Pdb, NamesThatDifferInCaseShareARecord) {
     const auto file = open([](auto& d) { d.files[1] = {.name = "c:/CODE/first.CS", .record = false}; });
     EXPECT_EQ(file->get_document(1).checksum, bytes(20, 0xA1));
