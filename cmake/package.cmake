@@ -17,6 +17,9 @@ endfunction()
 # The time as the archiver reads it.
 string(REGEX REPLACE "(.*)T(.*)Z" "\\1 \\2 UTC" TIME "${TIME}")
 
+# The stripped copies carry no time of day either.
+set(ENV{SOURCE_DATE_EPOCH} 0)
+
 foreach(product IN LISTS PRODUCTS)
   cmake_path(GET product FILENAME file)
   set(debug "${stage}/${name}-debug/${file}.debug")
