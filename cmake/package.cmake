@@ -14,9 +14,6 @@ function(run)
   execute_process(COMMAND ${ARGN} COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 
-# The time as the archiver reads it.
-string(REGEX REPLACE "(.*)T(.*)Z" "\\1 \\2 UTC" TIME "${TIME}")
-
 # The stripped copies carry no time of day either.
 set(ENV{SOURCE_DATE_EPOCH} 0)
 
@@ -39,12 +36,15 @@ foreach(pair IN ITEMS "libz-mingw-w64-dev zlib" "gcc-mingw-w64-base gcc-runtime"
 endforeach()
 configure_file("${DEPENDENCIES}/LICENSE_1_0.txt" "${licences}/boost.txt" COPYONLY)
 
+# Of an entry's times only that of the commit is kept.
+set(ENV{TZ} UTC)
+find_program(ZIP zip REQUIRED)
 foreach(folder IN ITEMS ${name} ${name}-debug)
   file(GLOB_RECURSE files RELATIVE "${stage}" "${stage}/${folder}/*")
   list(SORT files)
-  list(JOIN files "\n" lines)
-  file(WRITE "${stage}/${folder}.list" "${lines}\n")
-  run("${CMAKE_COMMAND}" -E chdir "${stage}"
-    "${CMAKE_COMMAND}" -E tar cf "../${folder}.zip" --format=zip "--mtime=${TIME}" "--files-from=${folder}.list")
-  message("${CMAKE_CURRENT_BINARY_DIR}/${folder}.zip")
+  set(archive "${CMAKE_CURRENT_BINARY_DIR}/${folder}.zip")
+  file(REMOVE "${archive}")
+  run("${CMAKE_COMMAND}" -E chdir "${stage}" touch -d "${TIME}" ${files})
+  run("${CMAKE_COMMAND}" -E chdir "${stage}" "${ZIP}" -q -X "${archive}" ${files})
+  message("${archive}")
 endforeach()

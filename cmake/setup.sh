@@ -7,7 +7,7 @@ deps=$root/build/deps
 boost=boost1.81
 boost_libraries="program_options;filesystem;iostreams;json;multi_index"
 
-packages_common=(cmake ninja-build make g++ g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64 ca-certificates xz-utils dpkg-dev)
+packages_common=(cmake ninja-build make g++ g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64 ca-certificates xz-utils dpkg-dev zip)
 packages_test=(googletest python3 openssl zlib1g-dev libssl-dev clang-format clang-tidy
   lib${boost/boost/boost-program-options}-dev lib${boost/boost/boost-filesystem}-dev
   lib${boost/boost/boost-iostreams}-dev lib${boost/boost/boost-json}-dev)
