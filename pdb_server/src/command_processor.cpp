@@ -27,12 +27,6 @@ constexpr std::size_t most_search_paths = 1u << 20;
 // Bytes that a connection keeps for its next packet; a greater buffer goes back when its command is over.
 constexpr std::size_t kept_payload = 1u << 20;
 
-// Readers of logs know some failures by their lines, which stay wherever the code goes.
-constexpr throw_location at_line(unsigned line, throw_location where) noexcept {
-    where.line = line;
-    return where;
-}
-
 // All of the payload must have been parsed.
 void check_payload_end(const ISeekStream& stream, const bytes& payload, const throw_location& where) {
     if (stream.GetPosition() != payload.size()) throw_error("Not all data were read", where);
@@ -76,7 +70,7 @@ void receive_send_command(const char* context, const bytes& payload, packet_writ
     log::write_received(log::component::CoreBridge, context, request_id);
     arg_type argument{};
     read_argument(&request, argument);
-    check_payload_end(request, payload, at_line(41, here));
+    check_payload_end(request, payload, {here, 41});
 
     res_type result{};
     const std::string error = execute_guarded([&] { execute(argument, result); });
@@ -227,14 +221,14 @@ void cmd_check_version(packet_reader* reader, packet_writer* writer) {
         "packet_writer *)",
         source};
     bytes payload;
-    if (reader->receive(&payload) != packet_version) throw_error("Unknown version answer", at_line(341, here));
+    if (reader->receive(&payload) != packet_version) throw_error("Unknown version answer", {here, 341});
     MemoryBlockStream stream(payload);
     const GUID version = stream.ReadGuid();
     // The wording belongs to another command; clients and log readers know it as it stands.
-    if (stream.GetPosition() != payload.size()) throw_error("Not all unload module data were read", at_line(347, here));
+    if (stream.GetPosition() != payload.size()) throw_error("Not all unload module data were read", {here, 347});
     if (!(version == protocol_version)) {
         writer->send(packet_version, 0, nullptr);
-        throw_error("Unexpect PDB server version", at_line(353, here));
+        throw_error("Unexpect PDB server version", {here, 353});
     }
     writer->send(packet_version_accepted, 0, nullptr);
 }
@@ -277,7 +271,7 @@ void dispatch(unsigned char code, const bytes& payload, packet_writer* writer, p
         case pdb_bridge_answer::get_document: return cmd_get_document(payload, writer, processor);
         case pdb_bridge_answer::quit: return cmd_quit(payload, writer, quit);
     }
-    throw_error("Unknown command", at_line(417, process_commands_site));
+    throw_error("Unknown command", {process_commands_site, 417});
 }
 
 // A connection that has ended has no data, and says so by a failure.
