@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "symbol_services/symbol_server/existing.h"
 #include "symbol_services/symbol_server/temporary_file.h"
 #include "text/path.h"
 #include "text/utf.h"
@@ -29,14 +30,6 @@ std::string file_name(const std::string& store) {
     return name;
 }
 
-std::string read_note(const fs::path& path) {
-    os_file file;
-    std::uint64_t size = 0;
-    if (file.open(path, os_file::mode::copy) != 0 || file.get_size(size) != 0 || size > longest_note) return {};
-    std::string text(static_cast<std::size_t>(size), '\0');
-    return file.read(0, text.data(), size) == 0 ? text : std::string();
-}
-
 }  // namespace
 
 absence_mark::absence_mark(const fs::path& directory, const std::wstring& store) : store_(text::to_utf8(store)) {
@@ -44,7 +37,7 @@ absence_mark::absence_mark(const fs::path& directory, const std::wstring& store)
 }
 
 bool absence_mark::holds(std::chrono::system_clock::time_point now) const {
-    const auto note = read_note(path_);
+    const auto note = bytes_of(path_, longest_note);
     std::int64_t written = 0;
     const auto [stop, error] = std::from_chars(note.data(), note.data() + note.size(), written);
     if (error != std::errc() || std::string_view(stop, note.data() + note.size()) != ' ' + store_ + '\n') return false;

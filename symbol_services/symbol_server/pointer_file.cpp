@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <stdexcept>
 
-#include "base/os_file.h"
+#include "symbol_services/symbol_server/existing.h"
 #include "symbol_services/symbol_server/path_rules.h"
 #include "text/ascii.h"
 #include "text/path.h"
@@ -52,12 +52,7 @@ boost::filesystem::path parse_pointer(std::string_view text) {
 }
 
 boost::filesystem::path read_pointer_file(const boost::filesystem::path& path) {
-    os_file file;
-    std::uint64_t size = 0;
-    if (file.open(path, os_file::mode::copy) != 0 || file.get_size(size) != 0 || size > longest_text) return {};
-    std::string text(static_cast<std::size_t>(size), '\0');
-    if (file.read(0, text.data(), size) != 0) return {};
-    return parse_pointer(text);
+    return parse_pointer(bytes_of(path, longest_text));
 }
 
 }  // namespace qv::symbol_store
