@@ -11,6 +11,8 @@ else()
   set(Boost_USE_STATIC_LIBS ${WIN32})
   find_package(Boost 1.81 REQUIRED COMPONENTS ${qv_boost_components})
 endif()
+# Nothing is serialized with Boost, and the cross build goes without that library.
+add_compile_definitions(BOOST_MULTI_INDEX_DISABLE_SERIALIZATION)
 find_package(Threads REQUIRED)
 find_package(ZLIB REQUIRED)
 

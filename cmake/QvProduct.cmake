@@ -20,7 +20,9 @@ function(qv_windows_library target description)
   qv_resources(${target} "${description}" ${target}.dll VFT_DLL "")
 endfunction()
 
+# What a file of the product needs beside its code.
 function(qv_resources target description file type rest)
+  qv_share_common_headers(${target})
   configure_file("${PROJECT_SOURCE_DIR}/cmake/resources.rc.in" ${target}.rc @ONLY)
   target_sources(${target} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/${target}.rc")
   set_property(GLOBAL APPEND PROPERTY QV_PRODUCT ${target})

@@ -5,7 +5,8 @@
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 deps=$root/build/deps
 boost=boost1.81
-boost_libraries="program_options;filesystem;iostreams;json;multi_index"
+boost_libraries="program_options;filesystem;iostreams;json"
+boost_headers=(algorithm foreach multi_index) # without the libraries that they could serialize with
 
 packages_common=(cmake ninja-build make g++ g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64 ca-certificates xz-utils dpkg-dev zip)
 packages_test=(googletest python3 openssl zlib1g-dev libssl-dev clang-format clang-tidy
@@ -84,22 +85,24 @@ fetch_boost_source() {
 
 # No package carries Boost for the cross compiler, so it is built from Debian's own source with Boost's CMake files.
 build_boost_for_windows() {
-  local prefix=$deps/windows mark=$deps/windows/.complete recipe
-  recipe="$boost $boost_libraries $(declare -f build_boost_for_windows | cksum)"
+  local prefix=$deps/windows mark=$deps/windows/.complete recipe headers
+  recipe="$boost $boost_libraries ${boost_headers[*]} $(declare -f build_boost_for_windows | cksum)"
   [ "$(cat "$mark" 2>/dev/null)" = "$recipe" ] && return 0
   step "Fetching the source of $boost"
   mkdir -p "$deps"
   fetch_boost_source >"$deps/boost.log" 2>&1 || { tail -20 "$deps/boost.log" >&2; die "cannot fetch the source of $boost"; }
   rm -rf "$deps/boost" && mkdir -p "$deps/boost"
-  tar -xf "$deps"/apt/source/${boost}_*.orig.tar.* -C "$deps/boost" --strip-components=1
+  tar -xf "$deps"/apt/source/${boost}_*.orig.tar.* -C "$deps/boost" --strip-components=1 \
+    --exclude='*/doc' --exclude='*/test' --exclude='*/example'
   step "Building Boost for Windows"
   {
-    cmake -S "$deps/boost" -B "$deps/boost-build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
+    cmake -S "$deps/boost" -B "$deps/boost-build" -G Ninja -DCMAKE_BUILD_TYPE=MinSizeRel \
       -DCMAKE_TOOLCHAIN_FILE="$root/cmake/windows-toolchain.cmake" -DCMAKE_INSTALL_PREFIX="$prefix" \
       -DBOOST_INCLUDE_LIBRARIES="$boost_libraries" -DBUILD_SHARED_LIBS=OFF \
       -DBOOST_IOSTREAMS_ENABLE_BZIP2=OFF -DBOOST_IOSTREAMS_ENABLE_ZSTD=OFF -DBOOST_IOSTREAMS_ENABLE_LZMA=OFF \
       "-DCMAKE_CXX_FLAGS=-ffile-prefix-map=$deps/=" &&
       cmake --build "$deps/boost-build" && cmake --install "$deps/boost-build" &&
+      for headers in "${boost_headers[@]}"; do cp -r "$deps/boost/libs/$headers/include/boost" "$prefix"/include/boost-*/; done &&
       cp "$deps/boost/LICENSE_1_0.txt" "$prefix"
   } 2>&1 | log_and_show "$deps/boost.log" || { tail -20 "$deps/boost.log" >&2; die "Boost did not build; see build/deps/boost.log"; }
   rm -rf "$deps/boost" "$deps/boost-build" "$deps/apt"

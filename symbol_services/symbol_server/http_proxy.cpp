@@ -47,9 +47,10 @@ std::wstring name_of(std::wstring_view value) {
 proxy_choice choose_proxy(const url& address, const environment_reader& environment) {
     using kind = proxy_choice::kind;
     const std::wstring host(address.host.begin(), address.host.end());
-    if (address.is_loopback() || is_excepted(host, environment(L"NO_PROXY").value_or(L""))) return {kind::none, {}};
+    if (address.is_loopback() || is_excepted(host, environment(L"NO_PROXY").value_or(std::wstring())))
+        return {kind::none, {}};
     for (const auto* variable : {L"_NT_SYMBOL_PROXY", address.secure ? L"HTTPS_PROXY" : L"HTTP_PROXY", L"ALL_PROXY"})
-        if (auto name = name_of(environment(variable).value_or(L"")); !name.empty())
+        if (auto name = name_of(environment(variable).value_or(std::wstring())); !name.empty())
             return {kind::named, std::move(name)};
     return {kind::system, {}};
 }

@@ -315,7 +315,8 @@ private:
     // Headers are ASCII; what is not makes the value useless, and it is taken as such.
     std::string ascii_header(DWORD which) const {
         std::string result;
-        for (const wchar_t unit : header(which).value_or(L"")) result += unit < 0x80 ? static_cast<char>(unit) : '?';
+        for (const wchar_t unit : header(which).value_or(std::wstring()))
+            result += unit < 0x80 ? static_cast<char>(unit) : '?';
         return result;
     }
 
