@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "base/exception.h"
 #include "pdb_client/library/pipe_name.h"
@@ -14,7 +15,8 @@ using std::chrono::steady_clock;
 
 constexpr std::size_t buffer_size = 0x4000;
 constexpr std::uint64_t max_transfer = 0x100000;
-constexpr DWORD poll_interval = 20;  // milliseconds between two looks for a pipe that is not there yet
+constexpr std::size_t most_kept = 0x4000;  // of what is written before the first answer, which is a packet of few bytes
+constexpr DWORD poll_interval = 20;        // milliseconds between two looks for a pipe that is not there yet
 
 // Milliseconds until the deadline, rounded up; 0 when it has passed. Never the value that means "for ever".
 DWORD remaining(steady_clock::time_point deadline) {
@@ -22,8 +24,9 @@ DWORD remaining(steady_clock::time_point deadline) {
     return static_cast<DWORD>(std::clamp<long long>(left, 0, MAXDWORD - 1));
 }
 
-[[noreturn]] void throw_not_connected(DWORD code, source_location here = source_location::current()) {
-    throw_win32_error("Can't connect to the server", code, here);
+// How a read or a write says that the other end is gone.
+bool is_end(DWORD code) {
+    return code == ERROR_BROKEN_PIPE || code == ERROR_NO_DATA || code == ERROR_PIPE_NOT_CONNECTED;
 }
 
 // The server must not act in the client's name: it may identify the client, no more.
@@ -32,15 +35,21 @@ HANDLE open_pipe(const std::wstring& name) {
                          FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION, nullptr);
 }
 
-handle_hld connect(const std::wstring& name, milliseconds limit) {
-    const auto deadline = steady_clock::now() + limit;
+enum class no_server { is_waited_for, is_final };
+
+// Null with the last error set where no listener takes the client.
+handle_hld connect(const std::wstring& name, steady_clock::time_point deadline, no_server missing) {
     for (;;) {
         handle_hld pipe(valid_handle_or_null(open_pipe(name)));
         if (pipe) return pipe;
         const DWORD code = ::GetLastError();
-        if (code != ERROR_PIPE_BUSY && code != ERROR_FILE_NOT_FOUND) throw_not_connected(code);
+        const bool passes =
+            code == ERROR_PIPE_BUSY || (code == ERROR_FILE_NOT_FOUND && missing == no_server::is_waited_for);
         const DWORD left = remaining(deadline);
-        if (left == 0) throw_not_connected(code);
+        if (!passes || left == 0) {
+            ::SetLastError(code);
+            return {};
+        }
         if (code == ERROR_PIPE_BUSY)
             ::WaitNamedPipeW(name.c_str(), left);  // whatever it says, the next attempt tells
         else
@@ -51,22 +60,22 @@ handle_hld connect(const std::wstring& name, milliseconds limit) {
 }  // namespace
 
 pipe_connection::pipe_connection(const std::wstring& pipe_id, const time_limits& limits)
-    : answer_limit_(limits.answer), buffer_(buffer_size) {
+    : name_(pipe_name(pipe_id)), answer_limit_(limits.answer), buffer_(buffer_size) {
     if (!is_pipe_id(pipe_id)) throw_error("Invalid pipe identifier");
     done_.reset(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    if (!done_) throw_not_connected(::GetLastError());
-    pipe_ = connect(pipe_name(pipe_id), limits.connect);
+    if (done_) pipe_ = connect(name_, clock::now() + limits.connect, no_server::is_waited_for);
+    if (!pipe_) throw_win32_error("Can't connect to the server", ::GetLastError());
     deadline_ = clock::now() + answer_limit_;
 }
 
 // One overlapped operation, ended here in every case: the system must not touch the buffer after the return.
-std::uint32_t pipe_connection::transfer(bool write, void* bytes, std::uint64_t size) {
+pipe_connection::transferred pipe_connection::transfer(direction way, void* bytes, std::uint64_t size) {
     const auto part = static_cast<DWORD>(std::min(size, max_transfer));
     OVERLAPPED operation{};
     operation.hEvent = done_.get();
     DWORD moved = 0;
-    BOOL ok = write ? ::WriteFile(pipe_.get(), bytes, part, nullptr, &operation)
-                    : ::ReadFile(pipe_.get(), bytes, part, nullptr, &operation);
+    BOOL ok = way == direction::write ? ::WriteFile(pipe_.get(), bytes, part, nullptr, &operation)
+                                      : ::ReadFile(pipe_.get(), bytes, part, nullptr, &operation);
     DWORD code = ok ? ERROR_SUCCESS : ::GetLastError();
     if (ok || code == ERROR_IO_PENDING) {
         const bool late = !ok && ::WaitForSingleObject(done_.get(), remaining(deadline_)) != WAIT_OBJECT_0;
@@ -74,18 +83,49 @@ std::uint32_t pipe_connection::transfer(bool write, void* bytes, std::uint64_t s
         ok = ::GetOverlappedResult(pipe_.get(), &operation, &moved, TRUE);
         code = ok ? ERROR_SUCCESS : late ? ERROR_TIMEOUT : ::GetLastError();
     }
-    if (ok && moved != 0) return moved;
-    throw_win32_error(write ? "Can't write to the server" : "Can't read from the server", ok ? ERROR_NO_DATA : code);
+    return {ok && moved == 0 ? ERROR_NO_DATA : code, moved};
 }
 
-void pipe_connection::Write(const void* data, std::uint64_t size) {
-    deadline_ = clock::now() + answer_limit_;
-    auto* position = static_cast<unsigned char*>(const_cast<void*>(data));  // WriteFile only reads it
+void pipe_connection::keep(const unsigned char* bytes, std::uint64_t size) {
+    may_begin_again_ = may_begin_again_ && size <= most_kept - unanswered_.size();
+    if (may_begin_again_) unanswered_.insert(unanswered_.end(), bytes, bytes + size);
+}
+
+// Whether the connection is made anew after this failure, and all is written again.
+bool pipe_connection::begin_again(std::uint32_t code) {
+    if (!is_end(code) || !std::exchange(may_begin_again_, false)) return false;
+    handle_hld pipe = connect(name_, deadline_, no_server::is_final);
+    if (!pipe) return false;
+    pipe_ = std::move(pipe);
+    write_all(unanswered_.data(), unanswered_.size());
+    return true;
+}
+
+void pipe_connection::write_all(const unsigned char* bytes, std::uint64_t size) {
     while (size != 0) {
-        const std::uint32_t moved = transfer(true, position, size);
-        position += moved;
+        const auto [code, moved] = transfer(direction::write, const_cast<unsigned char*>(bytes), size);  // only read
+        if (code != ERROR_SUCCESS) {
+            if (begin_again(code)) return;
+            throw_win32_error("Can't write to the server", code);
+        }
+        bytes += moved;
         size -= moved;
     }
+}
+
+void pipe_connection::Write(const void* source, std::uint64_t size) {
+    deadline_ = clock::now() + answer_limit_;
+    const auto* const bytes = static_cast<const unsigned char*>(source);
+    keep(bytes, size);
+    write_all(bytes, size);
+}
+
+std::uint32_t pipe_connection::read_some(void* destination, std::uint64_t size) {
+    auto got = transfer(direction::read, destination, size);
+    if (got.code != ERROR_SUCCESS && begin_again(got.code)) got = transfer(direction::read, destination, size);
+    if (got.code != ERROR_SUCCESS) throw_win32_error("Can't read from the server", got.code);
+    may_begin_again_ = false;
+    return got.bytes;
 }
 
 void pipe_connection::Read(void* destination, std::uint64_t size) {

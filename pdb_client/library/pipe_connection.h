@@ -2,6 +2,9 @@
 //
 // Answers are read ahead into a buffer and a Write is one call for one packet, so that a command costs few pipe calls.
 // One thread at a time.
+//
+// A listener of the server that is no longer needed may take a client in its last moment and leave it without a word.
+// So a connection that ends before the first byte of an answer is made once more, and gets again what was written.
 #pragma once
 
 #include <chrono>
@@ -34,11 +37,24 @@ public:
 private:
     using clock = std::chrono::steady_clock;
 
-    std::uint32_t transfer(bool write, void* bytes, std::uint64_t size);
-    std::uint32_t read_some(void* destination, std::uint64_t size) { return transfer(false, destination, size); }
+    enum class direction { read, write };
 
+    struct transferred {
+        std::uint32_t code;
+        std::uint32_t bytes;
+    };
+
+    transferred transfer(direction way, void* bytes, std::uint64_t size);
+    std::uint32_t read_some(void* destination, std::uint64_t size);
+    void write_all(const unsigned char* bytes, std::uint64_t size);
+    void keep(const unsigned char* bytes, std::uint64_t size);
+    bool begin_again(std::uint32_t code);
+
+    std::wstring name_;
     handle_hld done_;  // signalled when the transfer under way has ended
     handle_hld pipe_;
+    bool may_begin_again_ = true;            // once, until an answer has begun
+    std::vector<unsigned char> unanswered_;  // written as long as that is so
     std::chrono::milliseconds answer_limit_;
     clock::time_point deadline_;
     std::vector<unsigned char> buffer_;  // read ahead; [begin_, end_) is still to be handed out

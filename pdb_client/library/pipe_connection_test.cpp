@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
+#include <future>
 #include <thread>
 
 #include "base/exception.h"
@@ -71,6 +73,41 @@ TEST_F(PipeConnection, ReadsWhatCameInPiecesAndInOneBlock) {
     }
     EXPECT_EQ(got, sent);
     server.join();
+}
+
+// A listener that is retiring takes a client and leaves it without a word; others answer with what they get.
+TEST_F(PipeConnection, ConnectionThatEndsBeforeAnAnswerIsMadeOnceMore) {
+    const auto converse = [this](int retiring, int answering) {
+        const handle_hld instance = create_instance();
+        std::atomic<int> taken = 0;
+        const auto server = std::async(std::launch::async, [&] {
+            while (taken < retiring + answering) {
+                char bytes[4];
+                DWORD moved = 0;
+                ::ConnectNamedPipe(instance.get(), nullptr);
+                if (++taken > retiring && ::ReadFile(instance.get(), bytes, 4, &moved, nullptr) &&
+                    ::WriteFile(instance.get(), bytes, moved, &moved, nullptr))
+                    ::FlushFileBuffers(instance.get());
+                ::DisconnectNamedPipe(instance.get());
+            }
+        });
+        std::string got = "none";
+        EXPECT_ANY_THROW({
+            pipe_connection connection(id, {plenty, plenty});
+            connection.Write("ques", 4);
+            connection.Read(got.data(), 4);
+            connection.Read(got.data(), 4);
+        });
+        got += " of " + std::to_string(taken);
+        taken += answering;  // enough
+        while (server.wait_for(moment) != std::future_status::ready)
+            handle_hld(valid_handle_or_null(
+                ::CreateFileW(pipe_name(id).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr)));
+        return got;
+    };
+    EXPECT_EQ(converse(1, 1), "ques of 2");
+    EXPECT_EQ(converse(2, 1), "none of 2") << "once is enough";
+    EXPECT_EQ(converse(0, 2), "ques of 1") << "the answer has begun";
 }
 
 // The time is that of the answer, however the server spreads it.
