@@ -38,8 +38,8 @@ if(WIN32)
   enable_language(RC)
   target_compile_definitions(qv_options INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
   if(MINGW)
-    # No DLL of the compiler is needed beside the programs, and no time of day is in them.
-    add_link_options(-static -Wl,--no-insert-timestamp)
+    # No DLL of the compiler is needed beside the programs, and neither the time of day nor what is not used is in them.
+    add_link_options(-static -Wl,--no-insert-timestamp,--gc-sections)
   endif()
 endif()
 
