@@ -27,6 +27,7 @@ enum class search_step {
     forbidden,      // the search policy forbids this place
     other_library,  // the element names another symbol-server library
     asked,          // the symbol server of this element is asked; what comes next is what it gave
+    told,           // what its library told meanwhile: `place` is a line of its own words
     not_there,      // and that was nothing
 };
 

@@ -31,10 +31,13 @@ public:
     boost::filesystem::path find(const std::wstring& parameters, const std::wstring& file_name, const GUID& id,
                                  std::uint32_t age) const;
 
-    // Has the library tell and ask the callback, on the threads that search. It has one for the whole process: only the
-    // program itself sets it.
-    using callback = BOOL(CALLBACK*)(UINT_PTR action, ULONG64 data, ULONG64 context);
-    void set_callback(callback function) const;
+    // What a library asks and tells while it searches. It does so on the thread that searches.
+    struct callbacks {
+        bool (*is_cancelled)() noexcept;                  // whether to give up
+        void (*hear)(const std::wstring& line) noexcept;  // what it looks at and what comes of it; null: it is not told
+    };
+    // A library has one for the whole process, and so has this code: only the program itself sets it.
+    void set_callbacks(const callbacks& functions) const;
 
 private:
     using find_function = BOOL(WINAPI*)(PCWSTR parameters, PCWSTR file_name, PVOID id, DWORD two, DWORD three,

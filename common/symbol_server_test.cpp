@@ -1,7 +1,7 @@
 // The test program is itself a library with nothing but the published interface.
 #include "common/symbol_server.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <atomic>
 #include <cwchar>
@@ -11,6 +11,7 @@
 namespace {
 
 ULONG64 guid_pointer_option = 0;
+BOOL(CALLBACK* callback)(UINT_PTR action, ULONG64 data, ULONG64 context) = nullptr;
 std::function<void()> during_call;
 
 }  // namespace
@@ -19,6 +20,7 @@ extern "C" {
 
 __declspec(dllexport) BOOL WINAPI SymbolServerSetOptions(UINT_PTR options, ULONG64 data) {
     if (options == 0x8) guid_pointer_option = data;
+    if (options == 0x1) callback = reinterpret_cast<decltype(callback)>(data);
     return TRUE;
 }
 
@@ -53,6 +55,25 @@ TEST(ForeignLibrary, IsAskedByItsPublishedContract) {
     EXPECT_EQ(find(asked, L"c:\\a*d:\\b"), L"c:\\a*d:\\b|m.pdb|1234ABCD|FFFFFFFF|0|1");
     EXPECT_EQ(find(asked, L"c:\\a", L"absent.pdb"), L"");
     EXPECT_EQ(find(library(library_hld(LoadLibraryW(L"version.dll"))), L"c:\\a"), L"") << "no such entry point";
+}
+
+std::vector<std::wstring> heard;
+
+TEST(ForeignLibrary, AsksAndTellsByItsPublishedContract) {
+    open().set_callbacks({[]() noexcept { return true; }, [](auto& line) noexcept { heard.push_back(line); }});
+    ULONG64 cancelled = 0;
+    struct {
+        DWORD severity, code;
+        const char* text;
+        void* object;
+    } event = {1, 2, "event\n", nullptr};
+    const auto tell = [](UINT_PTR action, const void* data) {
+        return callback(action, reinterpret_cast<ULONG64>(data), 0);
+    };
+    EXPECT_TRUE(tell(1, "\b\b SYMSRV:  c:\\a - not there\r\n") && tell(2, &cancelled) && tell(3, &event));
+    EXPECT_FALSE(tell(1, nullptr) || tell(2, nullptr) || tell(5, &event)) << "not as published, or not known";
+    EXPECT_EQ(cancelled, 1u);
+    EXPECT_THAT(heard, ::testing::ElementsAre(L"SYMSRV:  c:\\a - not there", L"event"));
 }
 
 TEST(ForeignLibrary, OnlyCallsForOnePlaceWaitForOneAnother) {

@@ -55,11 +55,16 @@ void check_written(DWORD code) {
     throw output_ended(code == ERROR_BROKEN_PIPE || code == ERROR_NO_DATA || code == ERROR_PIPE_NOT_CONNECTED);
 }
 
+bool is_set(const wchar_t* variable) {
+    return ::GetEnvironmentVariableW(variable, nullptr, 0) > 1;
+}
+
 // Escape sequences are shown as colours once the console has been asked for it. Whoever sets NO_COLOR wants none
-// (no-color.org).
+// (no-color.org); whoever sets CLICOLOR_FORCE wants them in pipes and files too (bixense.com/clicolors).
 bool enable_colours(HANDLE handle) {
     DWORD mode = 0;
-    if (::GetEnvironmentVariableW(L"NO_COLOR", nullptr, 0) > 1 || !::GetConsoleMode(handle, &mode)) return false;
+    if (is_set(L"NO_COLOR")) return false;
+    if (!::GetConsoleMode(handle, &mode)) return is_set(L"CLICOLOR_FORCE");
     return ::SetConsoleMode(handle, mode | ENABLE_PROCESSED_OUTPUT | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != FALSE;
 }
 

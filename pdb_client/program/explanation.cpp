@@ -11,6 +11,7 @@
 #include "pdb_client/program/json_output.h"
 #include "pdb_client/program/table_output.h"
 #include "pdb_server/src/pdb_processor.h"
+#include "pdb_server/src/search_listener.h"
 #include "qv/portable_executable/readers.h"
 #include "symbol_services/classic_reader/locate.h"
 #include "text/path.h"
@@ -20,24 +21,30 @@
 namespace qv::profiler::pdb_client {
 namespace {
 
-// How each step is called in tables and in JSON.
+// How each step is called in tables and in JSON, and its colour.
 struct step_words {
     search_step step;
     const char* table;
     const char* json;
+    const char* colour;
 };
+constexpr const char* good = "\x1b[32m";
+constexpr const char* bad = "\x1b[31m";
+constexpr const char* dim = "\x1b[2m";
+constexpr const char* plain = "";
 constexpr step_words words_of_steps[] = {
-    {search_step::embedded, "in the image", "embedded"},
-    {search_step::taken, "taken", "taken"},
-    {search_step::missing, "no such file", "missing"},
-    {search_step::no_symbols, "not a PDB", "notPdb"},
-    {search_step::other_build, "wrong id", "otherBuild"},
-    {search_step::other_age, "wrong age", "otherAge"},
-    {search_step::failed, "unreadable", "failed"},
-    {search_step::forbidden, "not allowed", "forbidden"},
-    {search_step::other_library, "not asked", "otherLibrary"},
-    {search_step::asked, "asked", "asked"},
-    {search_step::not_there, "has none", "notThere"},
+    {search_step::embedded, "in the image", "embedded", good},
+    {search_step::taken, "taken", "taken", good},
+    {search_step::missing, "no such file", "missing", dim},
+    {search_step::no_symbols, "not a PDB", "notPdb", bad},
+    {search_step::other_build, "wrong id", "otherBuild", bad},
+    {search_step::other_age, "wrong age", "otherAge", bad},
+    {search_step::failed, "unreadable", "failed", bad},
+    {search_step::forbidden, "not allowed", "forbidden", bad},
+    {search_step::other_library, "not asked", "otherLibrary", bad},
+    {search_step::asked, "asked", "asked", plain},
+    {search_step::told, "", "told", plain},
+    {search_step::not_there, "has none", "notThere", plain},
 };
 
 const step_words& words_of(search_step step) {
@@ -48,6 +55,23 @@ const step_words& words_of(search_step step) {
 // A path or an element of the search path, fit to be shown to anybody.
 std::string shown_place(const std::wstring& place) {
     return printable(symbol_path::without_secrets(place));
+}
+
+// A line of a library: places and what came of them, with " - " in between. Each may have secrets of its own.
+std::string shown_line(std::wstring_view line) {
+    constexpr std::wstring_view separator = L" - ";
+    std::string shown;
+    for (;;) {
+        const auto end = line.find(separator);
+        shown += shown_place(std::wstring(line.substr(0, end)));
+        if (end == std::wstring_view::npos) return shown;
+        shown += " - ";
+        line.remove_prefix(end + separator.size());
+    }
+}
+
+std::string shown_what(const search_event& step) {
+    return step.step == search_step::told ? shown_line(step.place) : shown_place(step.place);
 }
 
 std::wstring joined(const std::vector<std::wstring>& elements) {
@@ -161,15 +185,25 @@ std::string head_text(const options& wanted, const module_info& module, const se
     return text;
 }
 
+// "  3  wrong id      <id>  <place>"; what a library told stands without a number, a little to the right.
+std::string step_text(const std::string& number, const search_event& step, symbol_kind kind, bool colours) {
+    const step_words& words = words_of(step.step);
+    const std::string colour = colours ? words.colour : "";
+    std::string line = right(number, 3) + "  " + colour + left(words.table, number.empty() ? 16 : 14);
+    if (!colour.empty()) line += "\x1b[0m";
+    if (step.step != search_step::taken && step.found) line += identity_of(step, kind) + "  ";
+    line += shown_what(step);
+    return without_trailing_blanks(line) + "\n";
+}
+
 void show_table(const options& wanted, const module_info& module, const search_report& report,
                 const std::string& store_note, output& out) {
     out.write(head_text(wanted, module, report, store_note));
     if (!report.steps.empty()) out.write("\n");
     std::size_t number = 0;
     for (const search_event& step : report.steps) {
-        std::string line = right(std::to_string(++number), 3) + "  " + left(words_of(step.step).table, 12) + "  ";
-        if (step.step != search_step::taken && step.found) line += identity_of(step, module.symbols) + "  ";
-        out.write(without_trailing_blanks(line + shown_place(step.place)) + "\n");
+        const std::string number_text = step.step == search_step::told ? "" : std::to_string(++number);
+        out.write(step_text(number_text, step, module.symbols, out.has_colours()));
     }
     out.write(std::string("\n").append(conclusion(module, report)).append("\n"));
 }
@@ -184,7 +218,7 @@ void show_json(const module_info& module, const search_report& report, const std
     for (const search_event& step : report.steps) {
         const std::string id = identity_of(step, module.symbols);
         lines.add_element({{"step", words_of(step.step).json},
-                           {"place", json_text(shown_place(step.place))},
+                           {"place", json_text(shown_what(step))},
                            {"id", id.empty() ? boost::json::value() : json_text(id)}});
     }
     lines.end_list();
@@ -200,10 +234,17 @@ search_report search_symbols(const module_info& module, const session_options& s
     search_report report;
     const search_observer observer = [&report](const search_event& event) { report.steps.push_back(event); };
     try {
-        pdb_server::pdb_processor engine(services, {}, observer);
+        // The lines of one search are heard where it is made here; what a reader of the machine asks is its own.
+        const pdb_server::platform_services heard{
+            services.get_environment_variable, [&](const auto&... question) {
+                const pdb_server::search_listener listening(
+                    [&](const std::wstring& line) { tell(observer, search_step::told, line); });
+                return services.find_symbol_file(question...);
+            }};
+        pdb_server::pdb_processor engine(heard, {}, observer);
         engine.init(search.policy, search.search_paths);
         for (const auto& element : engine.search_paths()) report.search_path.push_back(text::to_wide(element));
-        if (module.symbols == symbol_kind::classic) search_classic(module, search.policy, services, observer, report);
+        if (module.symbols == symbol_kind::classic) search_classic(module, search.policy, heard, observer, report);
         report.found = engine.load_module(text::to_path(module.path), module.mvid) != 0;
     } catch (...) {
         const auto description = describe_current_exception();

@@ -109,7 +109,8 @@ private:
 // Why symbol servers cannot be asked; empty where they can.
 std::string load_symbol_server_library(const options& wanted) {
     try {
-        pdb_server::symsrv_imports::init(wanted.symsrv_dir);
+        constexpr bool tells = true;
+        pdb_server::symsrv_imports::init(wanted.symsrv_dir, tells);
         return {};
     } catch (const exception&) {
         return "not asked, for want of SymSrv.dll: " + caught();

@@ -58,7 +58,10 @@ find_result directory_store::find(const request& wanted) const {
         return {status::unreachable, {}};
     }
     const auto directory = directory_of(wanted.key);
-    if (directory.empty()) return {status::absent, {}};
+    if (directory.empty()) {
+        trace(wanted, L"two-tier store, in which this name has no place", root_);
+        return {status::absent, {}};
+    }
 
     const auto file = directory / to_path(wanted.key.name());
     if (file_exists(file)) {

@@ -130,8 +130,11 @@ fetch_result http_fetch::get(const url& address, const http_limits& limits, std:
         if (status == 404 || status == 410) return {kind::absent, answered(status)};
         if (is_redirect(status)) {
             const auto next = redirected(target, got.head.location);
-            if (!next || ++redirects > most_redirects)
-                return {kind::refused, answered(status) + L", a redirect that is not followed"};
+            if (!next)
+                return {kind::refused, answered(status) + L", a redirect that is not followed: it leads to " +
+                                           (target.secure ? L"no https address" : L"no address")};
+            if (++redirects > most_redirects)
+                return {kind::refused, answered(status) + L", a redirect that is not followed: there were five"};
             target = *next;
         } else if (!is_passing(status)) {
             return {kind::refused, answered(status)};

@@ -5,6 +5,7 @@
 
 #include "symbol_services/symbol_server/directory_store.h"
 #include "text/path.h"
+#include "text/symbol_path.h"
 
 namespace qv::symbol_store {
 namespace {
@@ -58,6 +59,9 @@ private:
         const auto others = caches_.size();
         for (const auto& each : where.tiers) {
             const auto place = open_store(each, http_, [this] { return make_place(); });
+            if (!place && wanted_.trace)
+                wanted_.trace(symbol_path::without_secrets(each.location) +
+                              L" - not asked, for it is no store's place");
             auto hit = place ? place->find(wanted_) : find_result{find_result::status::unreachable, {}};
             if (hit.outcome == find_result::status::found) return take(std::move(hit.path));
             if (hit.outcome == find_result::status::cancelled) return {lookup_status::cancelled, {}};

@@ -11,6 +11,7 @@
 #include "base/module_path.h"
 #include "common/symbol_server.h"
 #include "pdb_server/src/interruption.h"
+#include "pdb_server/src/search_listener.h"
 #include "text/path.h"
 
 namespace qv::profiler::pdb_server::symsrv_imports {
@@ -51,22 +52,9 @@ boost::filesystem::path executable_directory() {
     return boost::filesystem::path(path).parent_path();
 }
 
-constexpr UINT_PTR ssrvaction_querycancel = 2;
-
-// No address lies below: a library that passes the value itself gets no answer.
-constexpr ULONG64 lowest_address = 0x10000;
-
-// The published callback of symbol-server libraries. Of its actions it knows the one whose data are the address of a
-// value that is set to 1 where the search is to end.
-BOOL CALLBACK on_action(UINT_PTR action, ULONG64 data, ULONG64) {
-    if (action != ssrvaction_querycancel || data < lowest_address) return FALSE;
-    *reinterpret_cast<ULONG64*>(data) = interruption::is_wanted() ? 1 : 0;  // NOLINT(performance-no-int-to-ptr)
-    return TRUE;
-}
-
 }  // namespace
 
-void init(boost::filesystem::path directory) {
+void init(boost::filesystem::path directory, bool tells) {
     if (directory.empty()) directory = executable_directory();
     if (!directory.has_root_name() || !directory.has_root_directory())
         throw_error("Symbol server path isn't absolute", init_site, errtag_directory_name_w{directory.native()});
@@ -79,7 +67,7 @@ void init(boost::filesystem::path directory) {
     library_hld loaded(LoadLibraryW(name.c_str()));
     const DWORD error = GetLastError();
     const auto library = loaded ? std::make_shared<const symbol_server::library>(std::move(loaded)) : nullptr;
-    if (library) library->set_callback(&on_action);
+    if (library) library->set_callbacks({&interruption::is_wanted, tells ? &search_listener::tell : nullptr});
     current().replace(library);
     if (!library) throw_win32_error("Symbol server wasn't loaded", error, init_site, errtag_file_w{path.native()});
 }
