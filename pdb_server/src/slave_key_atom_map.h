@@ -60,11 +60,15 @@ public:
         elements_.erase(found);
     }
 
-    // Lets every value go.
-    void clear() {
-        container last_owners;
-        const std::lock_guard<spin_lock> lock(lock_);
-        elements_.swap(last_owners);
+    // Lets every value go, one after another: none under the lock, and without memory of its own, so that it can end
+    // what ran out of memory.
+    void clear() noexcept {
+        for (Value last_owner;; last_owner = Value()) {
+            const std::lock_guard<spin_lock> lock(lock_);
+            if (elements_.empty()) return;
+            last_owner = elements_.begin()->value;
+            elements_.erase(elements_.begin());
+        }
     }
 
 protected:

@@ -9,7 +9,7 @@
 #include "pdb_server/src/pdb_processor_ppdb.h"
 #include "qv/portable_executable/readers.h"
 #include "tests/support/costly_files/costly_files.h"
-#include "tests/support/costly_files/largest_allocation.h"
+#include "tests/support/costly_files/allocations.h"
 #include "tests/support/files/test_files.h"
 
 namespace qv::profiler::pdb_server {
