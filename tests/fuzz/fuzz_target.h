@@ -4,19 +4,22 @@
 // seeds and with a fixed number of mutations of them, so that every sanitizer run exercises it for a moment.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <ios>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 #include <typeinfo>
 #include <utility>
 #include <vector>
 
 #include "base/exception.h"
 #include "base/work_counter.h"
-#include "tests/support/costly_files/largest_allocation.h"
+#include "tests/support/costly_files/allocations.h"
 
 namespace qv::fuzz {
 
@@ -26,9 +29,24 @@ using bytes = std::vector<unsigned char>;
 // target, which is a finding, and so does a broken promise.
 enum class outcome { rejected, accepted };
 
-// What each target's source defines: the target itself, and inputs to begin with.
-outcome run(const unsigned char* data, std::size_t size);
-std::vector<bytes> seeds();
+class mutator;
+
+// What each target's source defines.
+struct fuzz_target {
+    outcome (*run)(const unsigned char* data, std::size_t size);
+    std::vector<bytes> (*seeds)();                            // inputs to begin with
+    std::vector<std::string> words = {};                      // that the code under test compares its input with
+    void (*mend)(bytes& input) = nullptr;                     // gives a changed input back what nothing is read without
+    bool (*mutate)(bytes& input, mutator& source) = nullptr;  // by the input's structure; false where it has none
+    int replayed = 3000;                                      // changes of each seed in the replay test
+};
+extern const fuzz_target target;
+
+// Puts a text at its place again, where the input is long enough for it.
+inline void put(bytes& input, std::size_t place, std::string_view text) {
+    if (place <= input.size() && text.size() <= input.size() - place)
+        std::copy(text.begin(), text.end(), input.begin() + static_cast<std::ptrdiff_t>(place));
+}
 
 // Ends the program when the code under test breaks a promise.
 inline void require(bool promise, const char* text) {

@@ -1,8 +1,8 @@
 // Opens the input as a classic PDB and asks everything about it.
 #include <algorithm>
 
-#include "fuzz/fuzz_target.h"
 #include "symbol_services/classic_reader/pdb.h"
+#include "tests/fuzz/fuzz_target.h"
 #include "tests/support/costly_files/costly_files.h"
 #include "tests/support/pdb_writer/pdb_writer.h"
 
@@ -34,8 +34,6 @@ void ask_methods(const pdb& file, std::size_t size) {
     ask(size, [&] { file.points(0x06FFFFFF); });
 }
 
-}  // namespace
-
 outcome run(const unsigned char* data, std::size_t size) {
     std::shared_ptr<const pdb> file;
     ask(size, [&] { file = pdb::open(bytes(data, data + size)); });
@@ -51,6 +49,16 @@ outcome run(const unsigned char* data, std::size_t size) {
     return outcome::accepted;
 }
 
+// Signature and number of pages.
+void mend(bytes& input) {
+    using namespace std::string_view_literals;
+    put(input, 0, "Microsoft C/C++ MSF 7.00\r\n\x1A"sv);
+    put(input, 27, "DS\0\0\0"sv);
+    if (input.size() < 44) return;
+    const auto pages = static_cast<std::uint32_t>(input.size() / 512);
+    put(input, 40, {reinterpret_cast<const char*>(&pages), sizeof pages});
+}
+
 std::vector<bytes> seeds() {
     auto odd = test::sample_pdb_description();
     odd.token_map = {0, 2, 1, 3, 4};
@@ -63,5 +71,10 @@ std::vector<bytes> seeds() {
         if (auto pdb = shape.make(50).pdb; pdb.size() < 30'000) result.push_back(std::move(pdb));
     return result;
 }
+
+}  // namespace
+
+const fuzz_target target = {
+    run, seeds, {"/src/files/", "/names", "srcsrv", "sourcelink", "sourcelink$1", "/LinkInfo"}, mend};
 
 }  // namespace qv::fuzz

@@ -2,9 +2,9 @@
 #include <cstring>
 
 #include "core/stream/MemoryStreams.h"
-#include "fuzz/fuzz_target.h"
-#include "fuzz/sample_pdb.h"
 #include "pdb_server/src/pdb_processor_ppdb.h"
+#include "tests/fuzz/fuzz_target.h"
+#include "tests/fuzz/sample_pdb.h"
 #include "tests/support/costly_files/costly_files.h"
 
 namespace qv::fuzz {
@@ -26,8 +26,6 @@ void check(const portable_executable::image_data& image, std::size_t size) {
     require(debug_data <= size, "debug data is no larger than the file");
 }
 
-}  // namespace
-
 outcome run(const unsigned char* data, std::size_t size) {
     portable_executable::image_data image;
     auto result = outcome::rejected;
@@ -44,6 +42,14 @@ outcome run(const unsigned char* data, std::size_t size) {
     return result;
 }
 
+void mend(bytes& input) {
+    using namespace std::string_view_literals;
+    put(input, 0, "MZ"sv);
+    std::uint32_t headers = 0;
+    if (input.size() > 0x40) std::memcpy(&headers, input.data() + 0x3C, sizeof headers);
+    put(input, headers, "PE\0\0"sv);
+}
+
 std::vector<bytes> seeds() {
     std::vector<bytes> result;
     for (const auto kind : {test::pe_kind::pe32, test::pe_kind::pe32_plus})
@@ -52,5 +58,9 @@ std::vector<bytes> seeds() {
         if (shape.name != "EmbeddedVoid") result.push_back(shape.make(100).image);
     return result;
 }
+
+}  // namespace
+
+const fuzz_target target = {run, seeds, {"BSJB", "RSDS", "MPDB", "#Pdb", "#~"}, mend};
 
 }  // namespace qv::fuzz

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <memory>
 
-#include "fuzz/fuzz_target.h"
-#include "fuzz/sample_pdb.h"
 #include "pdb_server/src/ppdb/ppdb_module_data.h"
 #include "qv/metadata/module_identity.h"
+#include "tests/fuzz/fuzz_target.h"
+#include "tests/fuzz/sample_pdb.h"
 #include "tests/support/costly_files/costly_files.h"
 
 namespace qv::fuzz {
@@ -52,8 +52,6 @@ void ask_all(std::unique_ptr<const metadata_container> container, std::size_t si
     require(source_link.size() <= size, "Source Link is part of the file");
 }
 
-}  // namespace
-
 outcome run(const unsigned char* data, std::size_t size) {
     const bytes block(data, data + size);
     std::unique_ptr<const metadata_container> container;
@@ -68,6 +66,10 @@ outcome run(const unsigned char* data, std::size_t size) {
             require(parser.table(table).size() == std::uint64_t{parser.row_size(table)} * parser.row_count(table),
                     "the region holds the rows");
     });
+}
+
+void mend(bytes& input) {
+    put(input, 0, "BSJB");
 }
 
 std::vector<bytes> seeds() {
@@ -85,5 +87,9 @@ std::vector<bytes> seeds() {
         if (shape.name == "HiddenStreamNames") result.push_back(shape.make(200).pdb);
     return result;
 }
+
+}  // namespace
+
+const fuzz_target target = {run, seeds, {"#~", "#-", "#Pdb", "#Strings", "#Blob", "#GUID", "#US"}, mend};
 
 }  // namespace qv::fuzz

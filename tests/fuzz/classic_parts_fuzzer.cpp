@@ -1,8 +1,8 @@
 // Reads the input as one stream of a classic PDB. The first byte says which: 0 the DBI stream, 1 the symbols of a
 // module, 2 its line information.
-#include "fuzz/fuzz_target.h"
 #include "symbol_services/classic_reader/dbi.h"
 #include "symbol_services/classic_reader/module_stream.h"
+#include "tests/fuzz/fuzz_target.h"
 #include "tests/support/pdb_writer/pdb_writer.h"
 
 namespace qv::fuzz {
@@ -53,8 +53,6 @@ outcome run_lines(const msf_stream& stream) {
     return result;
 }
 
-}  // namespace
-
 outcome run(const unsigned char* data, std::size_t size) {
     if (size == 0) return outcome::rejected;
     const bytes content(data + 1, data + size);
@@ -86,5 +84,9 @@ std::vector<bytes> seeds() {
     }
     return result;
 }
+
+}  // namespace
+
+const fuzz_target target = {run, seeds};
 
 }  // namespace qv::fuzz

@@ -3,14 +3,14 @@
 #include <boost/filesystem/operations.hpp>
 #include <string>
 
-#include "fuzz/fuzz_target.h"
+#include "tests/fuzz/fuzz_target.h"
 
 int main(int count, char** arguments) {
     if (count != 2) return 2;
     const boost::filesystem::path folder = arguments[1];
     boost::filesystem::create_directories(folder);
     int number = 0;
-    for (const auto& seed : qv::fuzz::seeds()) {
+    for (const auto& seed : qv::fuzz::target.seeds()) {
         boost::filesystem::ofstream file(folder / std::to_string(++number), std::ios::binary);
         file.write(reinterpret_cast<const char*>(seed.data()), static_cast<std::streamsize>(seed.size()));
         if (!file) return 1;
