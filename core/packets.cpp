@@ -1,6 +1,15 @@
 #include "core/packets.h"
 
+#include "core/stream/MemoryStreams.h"
+
 namespace qv {
+
+std::optional<std::uint64_t> packet_size(const unsigned char* bytes, std::size_t count) {
+    if (count < 2) return {};
+    const std::size_t length_size = packed_size(bytes[1]);
+    if (count < 1 + length_size) return {};
+    return 1 + length_size + MemoryBlockStream(bytes + 1, length_size).ReadPacked();
+}
 
 unsigned char packet_reader::receive(std::vector<unsigned char>* payload) {
     static constexpr throw_site here{

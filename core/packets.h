@@ -1,12 +1,18 @@
 // Whole packets over streams: one code byte, the payload length as a packed integer, and the payload.
 #pragma once
 
+#include <cstddef>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "core/stream/CoreStreams.h"
 
 namespace qv {
+
+// The size of the packet that begins with these bytes, header included; nothing while they do not tell it. Throws for a
+// length that is no packed integer.
+std::optional<std::uint64_t> packet_size(const unsigned char* bytes, std::size_t count);
 
 // Takes them off a stream.
 class packet_reader {

@@ -20,20 +20,17 @@ std::uint64_t base_of(SeekOrigin origin, std::uint64_t position, std::uint64_t s
 std::uint64_t IReadCoreStream::ReadPacked() {
     static constexpr throw_site here{"unsigned __int64 __cdecl IReadCoreStream::ReadPacked(void)",
                                      "core/src/stream/IReadCoreStream"};
-    const auto get = [this]() -> std::uint64_t {
+    const auto get = [this] {
         unsigned char byte = 0;
         Read(&byte, 1);
         return byte;
     };
-    const std::uint64_t lead = get();
-    if ((lead & 0x80) == 0) return lead;
-    if ((lead & 0xC0) == 0x80) return ((lead & 0x3F) << 8) | get();
-    if ((lead & 0xE0) == 0xC0) {
-        std::uint64_t value = lead & 0x1F;
-        for (int i = 0; i < 3; ++i) value = (value << 8) | get();
-        return value;
-    }
-    throw_error("Invalid counter encoding", {here, 115});
+    const unsigned char lead = get();
+    if (lead >= 0xE0) throw_error("Invalid counter encoding", {here, 115});
+    // The more bytes follow, the more of its bits tell so.
+    std::uint64_t value = lead < 0x80 ? lead : lead < 0xC0 ? lead & 0x3F : lead & 0x1F;
+    for (std::size_t left = packed_size(lead) - 1; left != 0; --left) value = (value << 8) | get();
+    return value;
 }
 
 std::uint32_t IReadCoreStream::ReadPacked32() {

@@ -2,6 +2,7 @@
 // position where a stream has one.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -13,6 +14,11 @@ namespace qv {
 
 // How a read fails when fewer bytes are left than asked for. The wording is known as it stands.
 constexpr const char* no_data_message = "No enought data to read";
+
+// The bytes of a packed integer by the first of them, which is below 0xE0.
+constexpr std::size_t packed_size(unsigned char lead) noexcept {
+    return lead < 0x80 ? 1 : lead < 0xC0 ? 2 : 4;
+}
 
 // All failures are qv::exception, or what the channel below throws.
 class IReadCoreStream {
@@ -95,6 +101,14 @@ class IWriteSeekCoreStream : public IWriteCoreStream, public ISeekStream {};
 
 // Both directions over one channel, such as a pipe.
 class ICoreStream : public IReadCoreStream, public IWriteCoreStream {};
+
+// A channel that can say what has come: readers that ask for more than they need ask less often.
+class IChannelStream : public ICoreStream {
+public:
+    // Waits for `least` bytes, reads as many of them and of those after them as have come, at most `most`, and returns
+    // their number. `least` is not 0 and not above `most`. Fails as Read does.
+    virtual std::uint64_t ReadSome(void* destination, std::uint64_t least, std::uint64_t most) = 0;
+};
 
 namespace detail {
 

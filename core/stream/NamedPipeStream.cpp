@@ -147,47 +147,55 @@ bool NamedPipeStream::HasData() const {
     return available != 0;
 }
 
+const NamedPipeStream::direction NamedPipeStream::reading{
+    [](HANDLE pipe, void* bytes, DWORD size, OVERLAPPED* operation) -> BOOL {
+        return ReadFile(pipe, bytes, size, nullptr, operation);
+    },
+    {"void __cdecl NamedPipeStream::Read(void *,const unsigned __int64)", source_name},
+    "Read pipe event has been closed",
+    "Can't read data",
+    "No data to read",
+};
+
+const NamedPipeStream::direction NamedPipeStream::writing{
+    [](HANDLE pipe, void* bytes, DWORD size, OVERLAPPED* operation) -> BOOL {
+        return WriteFile(pipe, bytes, size, nullptr, operation);
+    },
+    {"void __cdecl NamedPipeStream::Write(const void *,const unsigned __int64)", source_name},
+    "Write pipe event has been closed",
+    "Can't write data",
+    "Zero length data has been written",
+};
+
 void NamedPipeStream::Read(void* destination, std::uint64_t count) {
-    static constexpr direction reading{
-        [](HANDLE pipe, void* bytes, DWORD size, OVERLAPPED* operation) -> BOOL {
-            return ReadFile(pipe, bytes, size, nullptr, operation);
-        },
-        {"void __cdecl NamedPipeStream::Read(void *,const unsigned __int64)", source_name},
-        "Read pipe event has been closed",
-        "Can't read data",
-        "No data to read",
-    };
-    Transfer(reading, read_event_.get(), destination, count);
+    Transfer(reading, read_event_.get(), destination, count, count);
+}
+
+std::uint64_t NamedPipeStream::ReadSome(void* destination, std::uint64_t least, std::uint64_t most) {
+    return Transfer(reading, read_event_.get(), destination, least, most);
 }
 
 void NamedPipeStream::Write(const void* source, std::uint64_t count) {
-    static constexpr direction writing{
-        [](HANDLE pipe, void* bytes, DWORD size, OVERLAPPED* operation) -> BOOL {
-            return WriteFile(pipe, bytes, size, nullptr, operation);
-        },
-        {"void __cdecl NamedPipeStream::Write(const void *,const unsigned __int64)", source_name},
-        "Write pipe event has been closed",
-        "Can't write data",
-        "Zero length data has been written",
-    };
     // Writing only reads the bytes.
-    Transfer(writing, write_event_.get(), const_cast<void*>(source), count);
+    Transfer(writing, write_event_.get(), const_cast<void*>(source), count, count);
 }
 
-void NamedPipeStream::Transfer(const direction& way, HANDLE event, void* bytes, std::uint64_t count) {
+std::uint64_t NamedPipeStream::Transfer(const direction& way, HANDLE event, void* bytes, std::uint64_t least,
+                                        std::uint64_t most) {
     if (!pipe_) throw_error(pipe_has_been_closed, way.site);
     if (event == nullptr) throw_error(way.event_closed, way.site);
-    auto* next = static_cast<unsigned char*>(bytes);
+    auto* const first = static_cast<unsigned char*>(bytes);
     stop_grace::transfer transfer(grace_);
-    while (count != 0) {
-        const auto part = static_cast<std::uint32_t>(std::min(count, largest_transfer));
-        const std::uint32_t transferred = TransferOnce(way, event, next, part, transfer);
+    std::uint64_t done = 0;
+    while (done < least) {
+        const auto part = static_cast<std::uint32_t>(std::min(most - done, largest_transfer));
+        const std::uint32_t transferred = TransferOnce(way, event, first + done, part, transfer);
         if (transferred == 0) throw_error(way.nothing_transferred, way.site);
-        next += transferred;
-        count -= transferred;
+        done += transferred;
         // A peer that is never short of data must not hold up a stop either.
-        if (count != 0 && transfer.is_over()) throw_win32_error(wait_failed, ERROR_OPERATION_ABORTED, way.site);
+        if (done < least && transfer.is_over()) throw_win32_error(wait_failed, ERROR_OPERATION_ABORTED, way.site);
     }
+    return done;
 }
 
 // Leaves only when the operation is over: the system writes to `operation` and `bytes` until then.

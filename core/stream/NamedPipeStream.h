@@ -17,7 +17,7 @@ namespace qv {
 // The directions in which this end moves data; the values are those of the pipe's open mode.
 enum class file_access : std::uint32_t { read = 1, write = 2, read_write = 3 };
 
-class NamedPipeStream : public ICoreStream {
+class NamedPipeStream : public IChannelStream {
 public:
     // What Create is given for a pipe of the server.
     static constexpr std::uint32_t unlimited_instances = 255;
@@ -44,9 +44,10 @@ public:
     // conversation is busy, and with a delay of up to 10 ms after a wait in which nothing came.
     bool WaitForDataToRead(std::uint32_t timeout);
 
-    // Transfer exactly `count` bytes, at most 16,384 at once. Fail with ERROR_OPERATION_ABORTED where the time after
-    // the stop was over.
+    // Transfer exactly `count` bytes, or as many as ReadSome says, at most 16,384 at once. Fail with
+    // ERROR_OPERATION_ABORTED where the time after the stop was over.
     void Read(void* destination, std::uint64_t count) override;
+    std::uint64_t ReadSome(void* destination, std::uint64_t least, std::uint64_t most) override;
     void Write(const void* source, std::uint64_t count) override;
 
     // Waits until the client has read everything; fails with ERROR_OPERATION_ABORTED where the time after the stop was
@@ -62,7 +63,9 @@ public:
 private:
     struct direction;
 
-    void Transfer(const direction& way, HANDLE event, void* bytes, std::uint64_t count);
+    static const direction reading, writing;
+
+    std::uint64_t Transfer(const direction& way, HANDLE event, void* bytes, std::uint64_t least, std::uint64_t most);
     std::uint32_t TransferOnce(const direction& way, HANDLE event, void* bytes, std::uint32_t count,
                                stop_grace::transfer& transfer);
     bool ConnectStep();

@@ -11,6 +11,7 @@
 #include "base/exception.h"
 #include "common/security.h"
 #include "core/stream/NamedPipeStream.h"
+#include "core/stream/PacketStream.h"
 #include "pdb_server/src/pipe_manager_state.h"
 
 namespace qv::profiler::pdb_server {
@@ -98,8 +99,9 @@ private:
         write_host_record(context, "connected");
         listening_.reset();
         replace_listener();
-        converse();
-        flush();
+        PacketStream stream(pipe_);
+        converse(stream);
+        flush(stream);
         disconnect();
         write_host_record(context, "disconnected");
         listening_.emplace(state_);
@@ -115,22 +117,23 @@ private:
         }
     }
 
-    void converse() noexcept {
+    void converse(PacketStream& stream) noexcept {
         try {
-            packet_reader reader(pipe_);
-            packet_writer writer(pipe_);
-            state_.params.process_commands(
-                [this] { return state_.stopping(); },
-                [this](int timeout) { return pipe_.WaitForDataToRead(static_cast<std::uint32_t>(timeout)); }, &reader,
-                &writer);
+            packet_reader reader(stream);
+            packet_writer writer(stream);
+            const auto wait = [&](int timeout) {
+                return stream.HasData() || pipe_.WaitForDataToRead(static_cast<std::uint32_t>(timeout));
+            };
+            state_.params.process_commands([this] { return state_.stopping(); }, wait, &reader, &writer);
         } catch (...) {
             log::write_error();
         }
     }
 
     // Fails where the client has left already, which is no error: there is nobody to be waited for.
-    void flush() noexcept {
+    void flush(PacketStream& stream) noexcept {
         try {
+            stream.Flush();
             pipe_.Flush();
         } catch (...) {
             log::write_warning();
