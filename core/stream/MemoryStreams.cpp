@@ -1,5 +1,6 @@
 #include "core/stream/MemoryStreams.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace qv {
@@ -11,10 +12,16 @@ constexpr const char* block_source = "core/src/Stream/MemoryBlockStream";
 }  // namespace
 
 void MemoryStream::Write(const void* source_bytes, std::uint64_t size) {
-    if (size == 0) return;
-    if (size > bytes_.size() - position_) bytes_.resize(static_cast<std::size_t>(position_ + size));
-    std::memcpy(bytes_.data() + position_, source_bytes, static_cast<std::size_t>(size));
+    const auto* const first = static_cast<const unsigned char*>(source_bytes);
+    const std::uint64_t overwritten = std::min(size, bytes_.size() - position_);
+    std::copy_n(first, overwritten, bytes_.data() + position_);
+    bytes_.insert(bytes_.end(), first + overwritten, first + size);
     position_ += size;
+}
+
+void MemoryStream::Clear() noexcept {
+    position_ = 0;
+    bytes_.clear();
 }
 
 void MemoryStream::Read(void* destination, std::uint64_t size) {

@@ -16,6 +16,9 @@ public:
     std::uint64_t GetPosition() const override { return position_; }
     void Seek(SeekOrigin origin, std::int64_t offset) override;
 
+    // Empties the stream; what is written next finds its memory there.
+    void Clear() noexcept;
+
     const std::vector<unsigned char>& bytes() const noexcept { return bytes_; }
 
 private:

@@ -24,8 +24,23 @@ constexpr const char* source = "pdb_server/src/command_processor";
 // Far beyond any list that a client means.
 constexpr std::size_t most_search_paths = 1u << 20;
 
-// Bytes that a connection keeps for its next packet; a greater buffer goes back when its command is over.
-constexpr std::size_t kept_payload = 1u << 20;
+// What the commands of a connection need memory for. It is kept for the next command, so that a short one asks for
+// none.
+struct command_buffers {
+    static constexpr std::size_t most_kept = 1u << 20;  // bytes; more goes back when the command is over
+
+    bytes payload;
+    MemoryStream answer;
+    words offsets;
+    method_ranges ranges;
+
+    std::size_t size() const noexcept {
+        std::size_t kept =
+            payload.capacity() + answer.bytes().capacity() + offsets.capacity() * sizeof(words::value_type);
+        for (const words& vector : ranges) kept += vector.capacity() * sizeof(words::value_type);
+        return kept;
+    }
+};
 
 // All of the payload must have been parsed.
 void check_payload_end(const ISeekStream& stream, const bytes& payload, const throw_location& where) {
@@ -43,7 +58,8 @@ std::string current_error_text() {
 }
 
 // Runs a query; whatever it throws becomes the error text of the answer and a warning in the log. Empty on success.
-std::string execute_guarded(const std::function<void()>& query) {
+template <class Query>
+std::string execute_guarded(const Query& query) {
     try {
         query();
         return {};
@@ -54,9 +70,9 @@ std::string execute_guarded(const std::function<void()>& query) {
 }
 
 // Only the query itself may fail and still be answered. A payload that is malformed, or a result that cannot be
-// written, leaves as an exception with nothing sent.
+// written, leaves as an exception with nothing sent. `result` may hold what another command has left there.
 template <pdb_bridge_answer Answer, class arg_type, class res_type>
-void receive_send_command(const char* context, const bytes& payload, packet_writer* writer,
+void receive_send_command(const char* context, command_buffers& buffers, packet_writer* writer, res_type& result,
                           const std::function<void(IReadCoreStream*, arg_type&)>& read_argument,
                           const std::function<void(const arg_type&, res_type&)>& execute,
                           const std::function<void(const res_type&, IWriteCoreStream*)>& write_result) {
@@ -65,22 +81,32 @@ void receive_send_command(const char* context, const bytes& payload, packet_writ
         "std::vector<unsigned char,class std::allocator<unsigned char> > &,class packet_writer *)",
         source};
     const log::scope scope(log::component::CoreBridge, context);
-    MemoryBlockStream request(payload);
+    MemoryBlockStream request(buffers.payload);
     const std::uint64_t request_id = request.ReadPacked();
     log::write_received(log::component::CoreBridge, context, request_id);
     arg_type argument{};
     read_argument(&request, argument);
-    check_payload_end(request, payload, {here, 41});
+    check_payload_end(request, buffers.payload, {here, 41});
 
-    res_type result{};
     const std::string error = execute_guarded([&] { execute(argument, result); });
     if (error.empty()) log::write_executed(log::component::CoreBridge, context, request_id);
 
-    MemoryStream answer;
+    MemoryStream& answer = buffers.answer;
+    answer.Clear();
     answer.WritePacked(request_id);
     answer.WriteText(error);
     if (error.empty()) write_result(result, &answer);
     writer->send(static_cast<unsigned char>(Answer), answer.bytes().size(), answer.bytes().data());
+}
+
+// The same for commands that nobody asks by the thousand.
+template <pdb_bridge_answer Answer, class arg_type, class res_type>
+void receive_send_command(const char* context, command_buffers& buffers, packet_writer* writer,
+                          const std::function<void(IReadCoreStream*, arg_type&)>& read_argument,
+                          const std::function<void(const arg_type&, res_type&)>& execute,
+                          const std::function<void(const res_type&, IWriteCoreStream*)>& write_result) {
+    res_type result{};
+    receive_send_command<Answer>(context, buffers, writer, result, read_argument, execute, write_result);
 }
 
 // --- The module commands.
@@ -134,9 +160,9 @@ void write_bytes(IWriteCoreStream* stream, const bytes& values) {
 
 void write_nothing(const empty_record&, IWriteCoreStream*) {}
 
-void cmd_load_module(const bytes& payload, packet_writer* writer, pdb_processor& processor) {
+void cmd_load_module(command_buffers& buffers, packet_writer* writer, pdb_processor& processor) {
     receive_send_command<pdb_bridge_answer::load_module, load_argument, std::uint32_t>(
-        "CP::CmdLoadModule", payload, writer,
+        "CP::CmdLoadModule", buffers, writer,
         [](IReadCoreStream* stream, load_argument& argument) {
             argument.path = stream->ReadString();
             argument.mvid = stream->ReadGuid();
@@ -147,15 +173,15 @@ void cmd_load_module(const bytes& payload, packet_writer* writer, pdb_processor&
         [](const std::uint32_t& mid, IWriteCoreStream* stream) { stream->WritePacked(mid); });
 }
 
-void cmd_unload_module(const bytes& payload, packet_writer* writer, pdb_processor& processor) {
+void cmd_unload_module(command_buffers& buffers, packet_writer* writer, pdb_processor& processor) {
     receive_send_command<pdb_bridge_answer::unload_module, module_argument, empty_record>(
-        "CP::CmdUnloadModule", payload, writer, read_module,
+        "CP::CmdUnloadModule", buffers, writer, read_module,
         [&](const module_argument& argument, empty_record&) { processor.unload_module(argument.mid); }, write_nothing);
 }
 
-void cmd_get_method_offsets(const bytes& payload, packet_writer* writer, pdb_processor& processor) {
+void cmd_get_method_offsets(command_buffers& buffers, packet_writer* writer, pdb_processor& processor) {
     receive_send_command<pdb_bridge_answer::get_method_offsets, method_argument, words>(
-        "CP::CmdGetMethodOffsets", payload, writer, read_method,
+        "CP::CmdGetMethodOffsets", buffers, writer, buffers.offsets, read_method,
         [&](const method_argument& argument, words& offsets) {
             processor.get_method_offsets(argument.mid, argument.token, offsets);
         },
@@ -165,25 +191,25 @@ void cmd_get_method_offsets(const bytes& payload, packet_writer* writer, pdb_pro
         });
 }
 
-void cmd_get_method_ranges(const bytes& payload, packet_writer* writer, pdb_processor& processor) {
+void cmd_get_method_ranges(command_buffers& buffers, packet_writer* writer, pdb_processor& processor) {
     receive_send_command<pdb_bridge_answer::get_method_ranges, method_argument, method_ranges>(
-        "CP::CmdGetMethodRanges", payload, writer, read_method,
+        "CP::CmdGetMethodRanges", buffers, writer, buffers.ranges, read_method,
         [&](const method_argument& argument, method_ranges& r) {
             processor.get_method_ranges(argument.mid, argument.token, r[0], r[1], r[2], r[3], r[4]);
         },
         write_method_ranges);
 }
 
-void cmd_get_source_server_data(const bytes& payload, packet_writer* writer, pdb_processor& processor) {
+void cmd_get_source_server_data(command_buffers& buffers, packet_writer* writer, pdb_processor& processor) {
     receive_send_command<pdb_bridge_answer::get_source_server_data, module_argument, bytes>(
-        "CP::CmdGetModuleSourceServerdata", payload, writer, read_module,
+        "CP::CmdGetModuleSourceServerdata", buffers, writer, read_module,
         [&](const module_argument& argument, bytes& data) { processor.get_source_server_data(argument.mid, data); },
         [](const bytes& data, IWriteCoreStream* stream) { write_bytes(stream, data); });
 }
 
-void cmd_get_document(const bytes& payload, packet_writer* writer, pdb_processor& processor) {
+void cmd_get_document(command_buffers& buffers, packet_writer* writer, pdb_processor& processor) {
     receive_send_command<pdb_bridge_answer::get_document, document_argument, document_result>(
-        "CP::CmdGetDocument", payload, writer,
+        "CP::CmdGetDocument", buffers, writer,
         [](IReadCoreStream* stream, document_argument& argument) {
             argument.mid = stream->ReadPacked32();
             argument.did = stream->ReadPacked32();
@@ -205,9 +231,9 @@ void cmd_get_document(const bytes& payload, packet_writer* writer, pdb_processor
         });
 }
 
-void cmd_quit(const bytes& payload, packet_writer* writer, bool& quit) {
+void cmd_quit(command_buffers& buffers, packet_writer* writer, bool& quit) {
     receive_send_command<pdb_bridge_answer::quit, empty_record, empty_record>(
-        "CP::CmdQuit", payload, writer, [](IReadCoreStream*, empty_record&) {},
+        "CP::CmdQuit", buffers, writer, [](IReadCoreStream*, empty_record&) {},
         [&](const empty_record&, empty_record&) { quit = true; }, write_nothing);
 }
 
@@ -261,15 +287,16 @@ constexpr throw_site process_commands_site{
     "class std::function<bool __cdecl(int)> &,class packet_reader *,class packet_writer *)",
     source};
 
-void dispatch(unsigned char code, const bytes& payload, packet_writer* writer, pdb_processor& processor, bool& quit) {
+void dispatch(unsigned char code, command_buffers& buffers, packet_writer* writer, pdb_processor& processor,
+              bool& quit) {
     switch (static_cast<pdb_bridge_answer>(code)) {
-        case pdb_bridge_answer::load_module: return cmd_load_module(payload, writer, processor);
-        case pdb_bridge_answer::unload_module: return cmd_unload_module(payload, writer, processor);
-        case pdb_bridge_answer::get_method_offsets: return cmd_get_method_offsets(payload, writer, processor);
-        case pdb_bridge_answer::get_method_ranges: return cmd_get_method_ranges(payload, writer, processor);
-        case pdb_bridge_answer::get_source_server_data: return cmd_get_source_server_data(payload, writer, processor);
-        case pdb_bridge_answer::get_document: return cmd_get_document(payload, writer, processor);
-        case pdb_bridge_answer::quit: return cmd_quit(payload, writer, quit);
+        case pdb_bridge_answer::load_module: return cmd_load_module(buffers, writer, processor);
+        case pdb_bridge_answer::unload_module: return cmd_unload_module(buffers, writer, processor);
+        case pdb_bridge_answer::get_method_offsets: return cmd_get_method_offsets(buffers, writer, processor);
+        case pdb_bridge_answer::get_method_ranges: return cmd_get_method_ranges(buffers, writer, processor);
+        case pdb_bridge_answer::get_source_server_data: return cmd_get_source_server_data(buffers, writer, processor);
+        case pdb_bridge_answer::get_document: return cmd_get_document(buffers, writer, processor);
+        case pdb_bridge_answer::quit: return cmd_quit(buffers, writer, quit);
     }
     throw_error("Unknown command", {process_commands_site, 417});
 }
@@ -307,13 +334,13 @@ void process_commands(const std::function<bool()>& stop, const std::function<boo
     cmd_check_version(reader, writer);
     pdb_processor processor(services, stop);
     cmd_init(reader, writer, processor);
-    bytes payload;
+    command_buffers buffers;
     bool quit = false;
     while (!quit && !stop()) {
         if (!wait(wait_milliseconds)) continue;
-        const unsigned char code = reader->receive(&payload);
-        dispatch(code, payload, writer, processor, quit);
-        if (payload.capacity() > kept_payload) bytes().swap(payload);
+        const unsigned char code = reader->receive(&buffers.payload);
+        dispatch(code, buffers, writer, processor, quit);
+        if (buffers.size() > command_buffers::most_kept) buffers = {};
     }
     processor.terminate();
 }

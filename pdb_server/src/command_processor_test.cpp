@@ -12,6 +12,7 @@
 #include "tests/support/builders/pe_builder.h"
 #include "tests/support/builders/portable_pdb_builder.h"
 #include "tests/support/conversations/conversations.h"
+#include "tests/support/costly_files/allocations.h"
 #include "tests/support/files/log_of.h"
 #include "tests/support/streams/duplex_pipe.h"
 
@@ -142,6 +143,29 @@ TEST(ProcessCommands, NeedsBothCallbacks) {
         packet_writer writer(out);
         EXPECT_THROW(process_commands(stop, {}, &reader, &writer), std::bad_function_call);
     }
+}
+
+// The second round of requests finds the memory of the first.
+TEST(ProcessCommands, TakesNoMemoryForWhatIsAskedByTheThousand) {
+    const auto module = fixture("Documents.dll");
+    const bytes round = packet(0x42, {1, 1, 0}) + packet(0x43, {2, 1, 0}) + packet(0x31, {3, 9});
+    const bytes sent = handshake() + load_request(1, module, mvid_of(module)) + round + round + packet(0xFF, {1});
+    const std::size_t second_round = sent.size() - round.size() - 3;
+    MemoryBlockStream in(sent);
+    MemoryStream out;
+    packet_reader reader(in);
+    packet_writer writer(out);
+    const auto wait = [&](int) {
+        out.Clear();
+        if (in.GetPosition() > second_round) {
+            EXPECT_EQ(test::largest_allocation, 0u) << in.GetPosition();
+        }
+        test::largest_allocation = 0;
+        return true;
+    };
+    process_commands([] { return false; }, wait, &reader, &writer);
+    EXPECT_EQ(in.GetPosition(), sent.size());
+    EXPECT_EQ(out.bytes(), packet(0xFF, {1, 0}));
 }
 
 TEST_F(Conversation, AQueryMayRunOutOfMemory) {
