@@ -23,7 +23,7 @@ constexpr std::uint32_t longest_pause_ticks = 10;
 void wait_for_first_listener(pipe_manager_state& state) {
     while (!state.ask_host() && !state.has_listened()) {
         if (state.unfinished_count == 0) state.rethrow_first_failure();
-        Sleep(tick_ms);
+        WaitForSingleObject(state.listening_event.get(), tick_ms);
     }
 }
 
@@ -67,12 +67,16 @@ void shut_down(pipe_manager_state& state) noexcept {
     write_shutdown_record("shutdow", start);
 }
 
+handle_hld create_event() {
+    handle_hld event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    if (!event) throw_win32_error("Can't create event", GetLastError(), run_pipes_site);
+    return event;
+}
+
 }  // namespace
 
 pipe_manager_state::pipe_manager_state(const pipe_manager_params& parameters)
-    : params(parameters), stop_event(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
-    if (!stop_event) throw_win32_error("Can't create event", GetLastError(), run_pipes_site);
-}
+    : params(parameters), stop_event(create_event()), listening_event(create_event()) {}
 
 bool pipe_manager_state::ask_host() {
     if (params.stop()) stopping_ = true;
@@ -80,7 +84,7 @@ bool pipe_manager_state::ask_host() {
 }
 
 void pipe_manager_state::note_listener() noexcept {
-    has_listened_ = true;
+    if (!has_listened_.exchange(true)) SetEvent(listening_event.get());
     failures_in_a_row_ = 0;
 }
 

@@ -32,6 +32,9 @@ public:
     // Signalled when the shutdown begins: from then on clients are waited for only so long.
     const handle_hld stop_event;
 
+    // Signalled when the first worker waits for a client: the host need not wait for a turn of the manager.
+    const handle_hld listening_event;
+
     // Workers ask before every command and in every turn of a search, so this costs them no call of the system: the
     // manager asks the host for them, ten times a second.
     bool stopping() const noexcept { return stopping_.load(); }
