@@ -43,6 +43,8 @@ outcome run(const unsigned char* data, std::size_t size) {
         ask(size, [&] { file->get_document(index); });
         ask(size, [&] { file->embedded_source(index); });
         ask(size, [&] { require(file->find_document(file->document_url(index)).has_value(), "documents are found"); });
+        ask(size, [&] { require(file->find_document(L"X" + file->document_url(index)) != index, "others are not"); });
+        ask(size, [&] { file->methods_at(index, 13); });
     }
     ask(size, [&] { file->closest_line(0, 1); });
     ask(size, [&] { file->source_server_data(); });
@@ -66,7 +68,19 @@ std::vector<bytes> seeds() {
     odd.files[0].record = false;
     odd.files[1].source = bytes(10, 'x');
     odd.named = {{"srcsrv", bytes(5, 'y')}, {"sourcelink", bytes(5, 'z')}};
-    std::vector<bytes> result = {test::write_pdb(test::sample_pdb_description()), test::write_pdb(odd)};
+    auto linked = odd;
+    linked.named.clear();
+    for (const std::string name : {"sourcelink", "sourcelink$1", "sourcelink$2"}) {
+        const std::string link = "{\"documents\":{\"" + name + "\":\"b\"}}";
+        linked.named.emplace_back(name, bytes(link.begin(), link.end()));
+    }
+    for (unsigned kind = 1; kind <= 3; ++kind) {
+        linked.files[0].table_checksum_kind = kind;
+        linked.files.push_back(linked.files[0]);
+        linked.files.back().name += static_cast<char>('0' + kind);
+    }
+    std::vector<bytes> result = {test::write_pdb(test::sample_pdb_description()), test::write_pdb(odd),
+                                 test::write_pdb(linked)};
     for (const auto& shape : test::classic_costly_shapes())
         if (auto pdb = shape.make(50).pdb; pdb.size() < 30'000) result.push_back(std::move(pdb));
     return result;

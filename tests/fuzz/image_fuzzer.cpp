@@ -61,6 +61,7 @@ std::vector<bytes> seeds() {
 
 }  // namespace
 
-const fuzz_target target = {run, seeds, {"BSJB", "RSDS", "MPDB", "#Pdb", "#~"}, mend};
+const fuzz_target target = {
+    run, seeds, {"BSJB", "RSDS", "MPDB", "#Pdb", "#~", "NE", "LE", "LX", "\x07\x01", "\x0B\x02"}, mend};
 
 }  // namespace qv::fuzz

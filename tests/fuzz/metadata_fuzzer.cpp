@@ -39,6 +39,7 @@ void ask_document(module_data& module, std::uint32_t id, std::size_t size) {
 }
 
 void ask_all(std::unique_ptr<const metadata_container> container, std::size_t size) {
+    container->has_id(sample_pdb_guid, sample_stamp);
     const std::uint32_t methods = std::min(container->parser().row_count(0x31), rows_asked);
     const std::uint32_t documents = std::min(container->parser().row_count(0x30), rows_asked);
     ppdb_module_data module(GUID{}, std::move(container));

@@ -26,6 +26,7 @@ public:
         std::getline(script_, line);
         std::istringstream words(line);
         if (!(words >> head.status)) return {http_outcome::kind::no_answer, L"silent"};
+        if (head.status == 0) return {http_outcome::kind::cancelled, {}};
         words >> head.encoding >> length >> head.location >> head.retry_after;
         if (head.encoding == "-") head.encoding.clear();
         if (!length.empty() && length != "-") head.length = std::strtoull(length.c_str(), nullptr, 10);
@@ -57,8 +58,13 @@ outcome run(const unsigned char* data, std::size_t size) {
     lookup_result result;
     require_cost_within(std::uint64_t{64} * size + 10'000, size, [&] {
         const auto text = L"srv*" + text::to_wide(cache.path()) + L"*http://h/s";
-        result = find_file(parse_search_string(text, L""), wanted, copy_policy::into_caches, &stores);
+        for (int i = 0; i < 2; ++i)
+            result = find_file(parse_search_string(text, L""), wanted, copy_policy::into_caches, &stores);
     });
+    // What is remembered of the host and of the file.
+    const auto store = parse_url(L"http://h/s");
+    stores.is_reachable(*store);
+    stores.is_marked(*store);
     const bool found = result.status == lookup_status::found;
     if (found) require(identify(result.path).index == wanted_index, "what is found is of the build asked for");
     boost::filesystem::remove_all(cache.path() / "a.pdb");
@@ -75,14 +81,20 @@ std::vector<bytes> seeds() {
         return head + "\n" + static_cast<char>(content.size() & 0xFF) + static_cast<char>(content.size() >> 8) +
                content;
     };
-    const std::string none = answer("404", "");
+    const std::string none = answer("404", ""), moved = answer("302 - - /s", "");
+    const bytes built = sample_image(test::pe_kind::pe32).build().data;
+    const std::string image(built.begin(), built.end());
     std::vector<bytes> result;
     for (const std::string& each :
          {none + answer("200 - " + std::to_string(body.size()), body), answer("200", "") + answer("200", body),
           none + answer("503 - - - 1", "") + answer("200", body),
           none + answer("302 - - /other", "") + answer("200", body), none + answer("200 - 9999", body),
           none + answer("200 - -", body.substr(0, 90)), none + none + none + none + none + answer("200", "MSG: gone"),
-          none + answer("200 gzip", "\x1F\x8B\x08\x00")})
+          none + answer("200 gzip", "\x1F\x8B\x08\x00"), none + answer("0", ""),
+          none + none + none + none + none + none + none + none, none + answer("200", image),
+          none + answer("200", "MZ"), none + moved + moved + moved + moved + moved + moved + moved,
+          none + none + none + none + none + answer("200", "PATH:\\\\h\\a\\a.pdb"),
+          none + none + none + none + none + answer("200", "PATH:/a.pdb")})
         result.emplace_back(each.begin(), each.end());
     return result;
 }

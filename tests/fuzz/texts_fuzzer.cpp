@@ -18,7 +18,11 @@ namespace {
 
 void read_encodings(const std::string& narrow) {
     const std::wstring wide = text::to_utf16(narrow);
-    require(text::to_utf16(text::to_utf8(wide)) == wide, "a text comes back as it was");
+    const std::string shortest = text::to_utf8(wide);
+    require(text::to_utf16(shortest) == wide, "a text comes back as it was");
+    std::string terminated;
+    text::utf16_to_utf8(wide.c_str(), terminated);
+    require(terminated == shortest, "both forms are one conversion");
 }
 
 void read_options(const std::wstring& wide) {
@@ -37,6 +41,7 @@ void read_search_path(const std::wstring& wide) {
         const auto asked = walk.next(part);
         require(!asked || asked->size() <= part.size() + 4200, "caches have a bound");
         symbol_path::without_secrets(part);
+        require(!symbol_path::is_cache_element(part) || symbol_path::is_server_element(part), "caches are of servers");
     }
 }
 
@@ -51,6 +56,7 @@ void read_address(const std::wstring& wide) {
     const auto address = parse_url(wide.substr(0, break_at));
     if (!address) throw_error("no address", throw_site{"read_address", "texts"});
     require(parse_url(address->display()).has_value(), "a shown address is one");
+    require(below(*address, {wide}).origin() == address->origin(), "a name stays in its store");
     choose_proxy(*address, [&](const wchar_t*) { return std::optional(wide.substr(0, wide.size() / 2)); });
     if (break_at == std::wstring::npos) return;
     const auto next = redirected(*address, text::to_utf8(wide.substr(break_at + 1)));
@@ -65,10 +71,10 @@ void read_pointer(const std::string& narrow) {
 
 void read_sources(const std::string& narrow) {
     using namespace profiler::pdb_client;
-    const auto break_at = narrow.find('\n');
-    const std::string document = narrow.substr(0, break_at);
-    const auto first = attempt([&] { source_link(narrow).url_of(document); });
-    const auto second = attempt([&] { source_server_stream(narrow).source_of(document); });
+    const auto break_at = std::min(narrow.rfind('\n'), narrow.size());
+    const auto text = narrow.substr(0, break_at), document = narrow.substr(std::min(break_at + 1, narrow.size()));
+    const auto first = attempt([&] { source_link(text).url_of(document); });
+    const auto second = attempt([&] { source_server_stream(text).source_of(document); });
     if (first != outcome::accepted && second != outcome::accepted)
         throw_error("no sources", throw_site{"read_sources", "texts"});
 }
@@ -106,12 +112,12 @@ std::vector<bytes> seeds() {
              "srv*C:\\cache**\\\\host\\share*http://h:80/p;cache*;D:\\x;symsrv*symsrv.dll*E:\\",
              "https://me:SECRET@[::1]:8/a%20b?q#f\n//other/../p",
              "PATH:\\\\host\\share\\a.pdb\r\nMSG: gone",
-             "{\"documents\":{\"C:\\\\src\\\\*\":\"https://h/*\",\"/a\":\"b\"}}\n",
+             "{\"documents\":{\"C:\\\\src\\\\*\":\"https://h/*\",\"/a\":\"b\"}}\nc:\\SRC\\x \xC3\xA4.cs",
          })
         add(kind++, text);
     const std::string stream =
         "SRCSRV: ini ---\nVERSION=2\nSRCSRV: variables ---\nA=%fnfile%(%var1%)\nSRCSRVTRG=%fnvar%(%var2%)/"
-        "%fnbksl%(%var3%)\nSRCSRVCMD=get %targ%\nSRCSRV: source files ---\nC:\\a.cs*A*b\\c\nSRCSRV: end ---";
+        "%fnbksl%(%var3%)\nSRCSRVCMD=get %targ%\nSRCSRV: source files ---\nC:\\a.cs*A*b\\c\nSRCSRV: end ---\nc:\\A.cs";
     add(6, stream);
     return result;
 }
