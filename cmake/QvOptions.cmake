@@ -38,6 +38,11 @@ if(WIN32)
   enable_language(RC)
   target_compile_definitions(qv_options INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
   if(MINGW)
+    # Nor does the debug information tell where dependencies lie, or the switches, to which such a cache adds its own.
+    file(REAL_PATH "${QV_WINDOWS_DEPENDENCIES}" dependencies)
+    file(RELATIVE_PATH way_to_dependencies "${CMAKE_BINARY_DIR}" "${QV_WINDOWS_DEPENDENCIES}")
+    target_compile_options(qv_options INTERFACE -gno-record-gcc-switches
+      "-ffile-prefix-map=${dependencies}=dependencies" "-ffile-prefix-map=${way_to_dependencies}=dependencies")
     # No DLL of the compiler is needed beside the programs, and neither the time of day nor what is not used is in them.
     add_link_options(-static -Wl,--no-insert-timestamp,--gc-sections)
   endif()
