@@ -31,11 +31,11 @@ std::atomic<decltype(library::callbacks::hear)> current_hear;
 // The start and the end of a line are the teller's own: libraries end theirs with line ends, and some begin them with
 // the backspaces of a progress display.
 void hear(std::wstring_view line) noexcept {
-    const auto hear = current_hear.load();
+    const auto listener = current_hear.load();
     const auto first = line.find_first_not_of(L" \t\r\n\b");
-    if (hear == nullptr || first == std::wstring_view::npos) return;
+    if (listener == nullptr || first == std::wstring_view::npos) return;
     try {
-        hear(std::wstring(line.substr(first, line.find_last_not_of(L" \t\r\n\b") + 1 - first)));
+        listener(std::wstring(line.substr(first, line.find_last_not_of(L" \t\r\n\b") + 1 - first)));
     } catch (const std::bad_alloc&) {
         // One line less.
     }

@@ -148,7 +148,7 @@ std::string advice(const module_info& module, const search_report& report) {
     if (any(search_step::no_symbols) || any(search_step::failed))
         return "replace the file that cannot be read by the PDB of this build.";
     if (any(search_step::forbidden)) return "put the PDB at one of the allowed places, or allow more with --policy.";
-    return "put the PDB of this build beside the image, or name its directory with --search_path.";
+    return "put the PDB of this build at one of these places, or name its directory with --search_path.";
 }
 
 std::string conclusion(const module_info& module, const search_report& report) {

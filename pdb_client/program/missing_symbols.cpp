@@ -68,7 +68,8 @@ std::string file_text(const pdb_file& file, symbol_kind kind) {
 }
 
 constexpr const char* put_it_there =
-    "Put the PDB of this build beside the module, or name its directory with --search_path.\n";
+    "Put the PDB of this build beside the module, or name its directory with --search_path.\n"
+    "pdb_client explain tells every place where the server looks, and what it finds there.\n";
 
 // What the files say, and what can be done about it.
 struct finding {

@@ -18,7 +18,8 @@ using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
 constexpr const char* advice =
-    "Put the PDB of this build beside the module, or name its directory with --search_path.\n";
+    "Put the PDB of this build beside the module, or name its directory with --search_path.\n"
+    "pdb_client explain tells every place where the server looks, and what it finds there.\n";
 
 std::string shown(const boost::filesystem::path& place) {
     return printable(text::to_wide(place));

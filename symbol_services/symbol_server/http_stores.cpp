@@ -97,7 +97,8 @@ private:
             return find_result{status::unreachable, {}};
         }
         if (absence_.holds(shared_.fetch_.clock().today())) {
-            trace(store_.display(), L"not asked, for it did not have the file less than an hour ago");
+            trace(store_.display(), L"not asked, for it did not have the file less than an hour ago, as noted in " +
+                                        text::to_wide(target_.parent_path()));
             return find_result{status::absent, {}};
         }
         return std::nullopt;
