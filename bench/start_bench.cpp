@@ -1,8 +1,8 @@
 // How long the server takes from its start until clients may connect, against a process that does nothing but say so.
 //
-//     start_bench [SERVER.exe]
+//     start_bench [SERVER.exe ...]
 //
-// Both are started in turns; the best and the middle time of each are printed. Another server can be named, so that two
+// They are started in turns; the best and the middle time of each are printed. Other servers can be named, so that
 // builds are compared.
 #include <windows.h>
 
@@ -33,26 +33,29 @@ milliseconds time_to_ready(const std::wstring& program) {
     return std::chrono::steady_clock::now() - begin;
 }
 
-void print(const char* what, std::vector<milliseconds>& times) {
-    std::sort(times.begin(), times.end());
-    std::printf("%-28s best %8.1f ms, middle %8.1f ms\n", what, times.front().count(), times[turns / 2].count());
-}
+struct program {
+    std::wstring path;
+    std::vector<milliseconds> times;
+};
 
-int run(const std::vector<std::wstring>& arguments) {
-    const std::wstring program = qv::module_path(nullptr);
-    const auto own_server = boost::filesystem::path(program).parent_path() / L"pdb_server.exe";
-    std::vector<milliseconds> bare, ours;
+int run(const std::vector<std::wstring>& servers) {
+    const std::wstring own = qv::module_path(nullptr);
+    std::vector<program> programs = {{own, {}}};
+    for (const std::wstring& server : servers) programs.push_back({server, {}});
+    if (servers.empty())
+        programs.push_back({(boost::filesystem::path(own).parent_path() / L"pdb_server.exe").native(), {}});
     try {
-        for (int i = 0; i < turns; ++i) {
-            bare.push_back(time_to_ready(program));
-            ours.push_back(time_to_ready(arguments.empty() ? own_server.native() : arguments[0]));
-        }
+        for (int i = 0; i < turns; ++i)
+            for (program& each : programs) each.times.push_back(time_to_ready(each.path));
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
         return 2;
     }
-    print("a process that says so", bare);
-    print("the server", ours);
+    for (program& each : programs) {
+        std::sort(each.times.begin(), each.times.end());
+        std::printf("best %8.1f ms, middle %8.1f ms  %ls\n", each.times.front().count(), each.times[turns / 2].count(),
+                    each.path.c_str());
+    }
     return 0;
 }
 
@@ -61,7 +64,8 @@ int run(const std::vector<std::wstring>& arguments) {
 extern "C" int wmain(int argc, wchar_t* argv[]);
 
 int wmain(int argc, wchar_t* argv[]) {
-    // Started like a server: --pipe ID and more.
-    if (argc > 2) return qv::profiler::pdb_server::set_external_ready_signal(argv[2]) ? 0 : 1;
+    // Started like a server.
+    if (argc > 2 && std::wstring(argv[1]) == L"--pipe")
+        return qv::profiler::pdb_server::set_external_ready_signal(argv[2]) ? 0 : 1;
     return run({argv + 1, argv + argc});
 }

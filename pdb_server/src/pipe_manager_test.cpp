@@ -108,6 +108,28 @@ TEST(PipeManager, SaysReadyOnceAlsoWhenTheStopComesFirst) {
     EXPECT_EQ(ready_calls, 1);
 }
 
+// A first worker that takes its time, and the turns of the manager until it was ready.
+struct late_listener {
+    static inline void* create_pipe;
+    static inline std::atomic<int> turns;
+
+    static void WINAPI sleep(DWORD) { ++turns; }
+    static HANDLE WINAPI create_late(const wchar_t* name, DWORD a, DWORD b, DWORD c, DWORD d, DWORD e, DWORD f,
+                                     SECURITY_ATTRIBUTES* security) {
+        WaitForSingleObject(GetCurrentThread(), 50);
+        return reinterpret_cast<decltype(&CreateNamedPipeW)>(create_pipe)(name, a, b, c, d, e, f, security);
+    }
+};
+
+TEST(PipeManager, IsWokenByTheFirstWorkerThatListens) {
+    const test::replaced_import sleep("Sleep", reinterpret_cast<void*>(&late_listener::sleep));
+    const test::replaced_import create("CreateNamedPipeW", reinterpret_cast<void*>(&late_listener::create_late));
+    late_listener::create_pipe = create.original();
+    int turns = -1;
+    run_pipes({unique_name(), [&] { return turns >= 0; }, &echo}, [&] { turns = late_listener::turns; });
+    EXPECT_EQ(turns, 0);
+}
+
 // What run_pipes ends with, for a server that nobody stops.
 std::string failure_of_a_run(const std::wstring& name = unique_name()) {
     return test::message_of([&] { run_pipes({name, [] { return false; }, &echo}, [] {}); });
