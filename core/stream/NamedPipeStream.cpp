@@ -62,14 +62,15 @@ struct NamedPipeStream::direction {
 
 void NamedPipeStream::Create(const std::wstring& name, file_access access, bool server_end,
                              std::uint32_t maximum_instances, std::uint32_t output_buffer, std::uint32_t input_buffer,
-                             std::uint32_t time_out, SECURITY_ATTRIBUTES* security) {
+                             std::uint32_t time_out, SECURITY_ATTRIBUTES* security, client_range range) {
     if (pipe_) throw_error("Can't open pipe twice", create_site);
     const std::wstring path = L"\\\\.\\pipe\\" + name;
     connect_event_ = create_manual_event();
     read_event_ = create_manual_event();
     write_event_ = create_manual_event();
+    const DWORD mode = range == client_range::everywhere ? PIPE_TYPE_BYTE : PIPE_TYPE_BYTE | PIPE_REJECT_REMOTE_CLIENTS;
     pipe_.reset(valid_handle_or_null(
-        server_end ? CreateNamedPipeW(path.c_str(), static_cast<DWORD>(access) | FILE_FLAG_OVERLAPPED, PIPE_TYPE_BYTE,
+        server_end ? CreateNamedPipeW(path.c_str(), static_cast<DWORD>(access) | FILE_FLAG_OVERLAPPED, mode,
                                       maximum_instances, output_buffer, input_buffer, time_out, security)
                    : open_client_end(path, access, security)));
     if (!pipe_) throw_win32_error(create_failed, GetLastError(), create_site);

@@ -17,6 +17,9 @@ namespace qv {
 // The directions in which this end moves data; the values are those of the pipe's open mode.
 enum class file_access : std::uint32_t { read = 1, write = 2, read_write = 3 };
 
+// From where clients may open a server end.
+enum class client_range { everywhere, this_machine };
+
 class NamedPipeStream : public IChannelStream {
 public:
     // What Create is given for a pipe of the server.
@@ -31,10 +34,10 @@ public:
     NamedPipeStream& operator=(const NamedPipeStream&) = delete;
 
     // Opens "\\.\pipe\" + `name`: a new instance as its server end, or the client end of a waiting instance, for which
-    // the four settings mean nothing. A stream opens one pipe, until it is closed.
+    // the settings mean nothing. A stream opens one pipe, until it is closed.
     void Create(const std::wstring& name, file_access access, bool server_end, std::uint32_t maximum_instances,
                 std::uint32_t output_buffer, std::uint32_t input_buffer, std::uint32_t time_out,
-                SECURITY_ATTRIBUTES* security);
+                SECURITY_ATTRIBUTES* security, client_range range = client_range::everywhere);
 
     // Waits for a client in steps of 100 ms, at least one, until `timeout` milliseconds have passed; answers whether
     // one is connected. Only the server end may call.

@@ -39,7 +39,9 @@ server_options parse_options(const std::vector<std::wstring>& arguments) {
         ("log_file", text(), "")                                                //
         ("log_mask", po::wvalue<std::wstring>()->default_value(L"0", "0"), "")  //
         ("symsrv_dir", text(), "")                                              //
-        ("stop_request_event", text(), "");
+        ("stop_request_event", text(), "")                                      //
+        ("local_clients_only", po::bool_switch(), "")                           //
+        ("local_paths_only", po::bool_switch(), "");
     po::positional_options_description positional;
     positional.add("pipe", 1);
 
@@ -48,8 +50,14 @@ server_options parse_options(const std::vector<std::wstring>& arguments) {
     po::notify(values);
 
     const auto value = [&](const char* name) -> const std::wstring& { return values[name].as<std::wstring>(); };
-    return {value("pipe"), text::to_path(value("log_file")), parse_mask(value("log_mask")),
-            text::to_path(value("symsrv_dir")), value("stop_request_event")};
+    const auto is_on = [&](const char* name) { return values[name].as<bool>(); };
+    return {value("pipe"),
+            text::to_path(value("log_file")),
+            parse_mask(value("log_mask")),
+            text::to_path(value("symsrv_dir")),
+            value("stop_request_event"),
+            is_on("local_clients_only"),
+            is_on("local_paths_only")};
 }
 
 }  // namespace qv::profiler::pdb_server

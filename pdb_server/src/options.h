@@ -14,6 +14,8 @@ struct server_options {
     std::uint16_t log_mask = 0;          // components written to the log
     boost::filesystem::path symsrv_dir;  // where the symbol-server library lies; empty: beside the executable
     std::wstring stop_request_event;     // event through which the host stops the server; empty: none
+    bool local_clients_only = false;     // of this machine
+    bool local_paths_only = false;       // clients may name places on this machine's own drives alone
 };
 
 // Reads "--name value" (or "--name=value") options and at most one positional argument, the pipe. `arguments` are those

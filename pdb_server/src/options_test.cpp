@@ -17,7 +17,8 @@ std::wstring outcome_of(const arguments& given) {
     try {
         const auto options = parse_options(given);
         return options.pipe + L'|' + text::to_wide(options.log_file) + L'|' + std::to_wstring(options.log_mask) + L'|' +
-               text::to_wide(options.symsrv_dir) + L'|' + options.stop_request_event;
+               text::to_wide(options.symsrv_dir) + L'|' + options.stop_request_event +
+               (options.local_clients_only ? L"|clients" : L"") + (options.local_paths_only ? L"|paths" : L"");
     } catch (const boost::program_options::error& error) {
         return L"refused: " + text::to_utf16(error.what());
     }
@@ -32,6 +33,8 @@ TEST(Options, AreTakenOrRefused) {
           L"--log_file=C:\\\u00e9\\log.txt", L"pipe-\u4e2d"},
          L"pipe-\u4e2d|C:\\\u00e9\\log.txt|17|C:\\sym srv|Local\\stop"},
         {{L""}, L"||0||"},
+        {{L"p", L"--local_clients_only"}, L"p||0|||clients"},
+        {{L"--local_paths_only", L"p"}, L"p||0|||paths"},
         {{L"--pipe", L"", L"--log_file", L"", L"--symsrv_dir", L"", L"--log_mask", L"65535"}, L"||65535||"},
     };
     for (const auto& each : cases) EXPECT_EQ(outcome_of(each.given), each.outcome);
@@ -44,7 +47,8 @@ TEST(Options, AreTakenOrRefused) {
                                  {L"--pipe", L"a", L"--pipe", L"b"},
                                  {L"p", L"--colour", L"red"},
                                  {L"--pip", L"p"},
-                                 {L"--PIPE", L"p"}};
+                                 {L"--PIPE", L"p"},
+                                 {L"--local_paths_only=no", L"p"}};
     for (const arguments& given : refused)
         EXPECT_TRUE(outcome_of(given).starts_with(L"refused: ")) << outcome_of(given);
     EXPECT_NE(outcome_of({L"p", L"--\u00e9"}).find(L"--\u00e9"), std::wstring::npos);

@@ -61,6 +61,13 @@ void log_search_options(std::uint8_t policy, const search_path_list& paths, cons
     }
 }
 
+void log_passed_over(const boost::filesystem::path& element) {
+    log::Logger::instance().record(log::component::PdbGt, [&](log::TextStream& out) {
+        out.text(init_tag).key(log::key::result).text("forbidden_by_operator");
+        out.key(log::key::path).quoted(symbol_path::without_secrets(text::to_wide(element)));
+    });
+}
+
 void log_environment(const wchar_t* name, const std::vector<std::wstring_view>& elements) {
     log::Logger::instance().record(log::component::PdbGt, [&](log::TextStream& out) {
         out.text(environment_tag).key(log::key::name).quoted(std::wstring_view(name));
@@ -151,10 +158,17 @@ pdb_processor::~pdb_processor() {
 void pdb_processor::init(std::uint8_t policy, const std::vector<std::wstring>& paths) {
     const log::scope scope(log::component::PdbGt, init_tag);
     dsr_ = dsr_init();
-    policy_ = policy;
+    // The recorded path of a classic PDB is opened by a reader that asks nobody.
+    policy_ = services_.may_look_at ? static_cast<std::uint8_t>(policy & ~policy_original_path) : policy;
     search_paths_.clear();
     search_paths_.reserve(paths.size());
-    for (const std::wstring& path : paths) search_paths_.push_back(text::to_path(path));
+    for (const std::wstring& element : paths) {
+        auto path = text::to_path(element);
+        if (services_.lets_look_at(path))
+            search_paths_.push_back(std::move(path));
+        else
+            log_passed_over(path);
+    }
     log_search_options(policy_, search_paths_, stop_);
     add_search_path_from_environment(L"_NT_ALT_SYMBOL_PATH");
     add_search_path_from_environment(L"_NT_SYMBOL_PATH");

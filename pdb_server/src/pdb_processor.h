@@ -33,7 +33,7 @@ public:
     pdb_processor& operator=(const pdb_processor&) = delete;
 
     // Sets the search policy (bits of search_policy) and replaces the search paths by the given ones followed by those
-    // of _NT_ALT_SYMBOL_PATH and _NT_SYMBOL_PATH.
+    // of _NT_ALT_SYMBOL_PATH and _NT_SYMBOL_PATH. Given ones that the services do not let clients look at are left out.
     void init(std::uint8_t policy, const std::vector<std::wstring>& paths);
 
     // Lets all modules go. Called by the destructor at the latest.

@@ -69,6 +69,8 @@ unsigned int pdb_processor::load_module(const boost::filesystem::path& path, con
                 log_outcome("not_found", mvid);
                 return 0;
             }
+        } else if (!services_.lets_look_at(path)) {
+            throw_error("The module path is not allowed", errtag_file_w{text::to_wide(path)});
         } else if (!image_has_mvid(path, mvid, image)) {
             throw_error("Invalid MVID for the absolute module path is detected", load_module_site,
                         errtag_file_w{text::to_wide(path)});

@@ -17,6 +17,7 @@
 #include "tests/support/conversations/conversations.h"
 #include "tests/support/files/test_files.h"
 #include "text/path.h"
+#include "text/utf.h"
 
 namespace qv::profiler::pdb_server {
 namespace {
@@ -118,6 +119,40 @@ TEST_F(PdbProcessor, ReportsAnUnreadableEnvironment) {
         EXPECT_EQ(static_cast<std::uint32_t>(*error.find<errtag_hresult>()), 0x80070005u);
         EXPECT_EQ(*error.find<errtag_environment_name_w>(), L"_NT_ALT_SYMBOL_PATH");
     }
+}
+
+TEST_F(PdbProcessor, LooksOnlyWhereTheOperatorLetsClientsLook) {
+    const path shared = directory.copy(fixture("Standalone.dll"), "share/Standalone.dll");
+    const path image = directory.copy(fixture("Standalone.dll"), "drive/Standalone.dll");
+    directory.copy(fixture("Standalone.pdb"), "share/Standalone.pdb");
+    platform_services strict = system_services();
+    strict.may_look_at = [&](const path& place) { return text::to_wide(place).find(L"share") == std::wstring::npos; };
+    const std::vector<std::wstring> elements = {text::to_wide(shared.parent_path())};
+    for (const auto* const services : {&system_services(), const_cast<const platform_services*>(&strict)}) {
+        const bool is_strict = services == &strict;
+        pdb_processor client(*services);
+        client.init(0, elements);
+        EXPECT_EQ(test::message_of([&] { client.load_module(shared, standalone); }),
+                  is_strict ? "The module path is not allowed" : "");
+        EXPECT_EQ(client.load_module("Standalone.dll", GUID{}), 0u);
+        EXPECT_EQ(client.load_module(image, standalone), is_strict ? 0u : 2u);
+        set_variable("_NT_SYMBOL_PATH", text::to_utf8(elements[0]).c_str());
+        client.init(0, {});
+        EXPECT_NE(client.load_module(image, standalone), 0u) << "the environment is the operator's";
+        set_variable("_NT_SYMBOL_PATH", nullptr);
+    }
+}
+
+TEST(LocalPath, LiesOnADriveOfThisMachine) {
+#ifdef _WIN32
+    for (const auto* const place : {L"C:\\a.dll", L"c:/a"}) EXPECT_TRUE(is_local_path(place)) << path(place);
+    for (const auto* const place : {L"\\\\host\\share\\a.dll", L"//host/share/a", L"\\\\?\\C:\\a", L"\\\\.\\pipe\\a",
+                                    L"C:a", L"\\a", L"a", L"", L"srv*C:\\a", L"1:\\a", L"Q:\\no drive"})
+        EXPECT_FALSE(is_local_path(place)) << path(place);
+#else
+    EXPECT_TRUE(is_local_path("/a"));
+    for (const auto* const place : {"//host/a", "a", "", "srv*/a"}) EXPECT_FALSE(is_local_path(place)) << place;
+#endif
 }
 
 TEST_F(PdbProcessor, AnswersManyThreadsWhileModulesComeAndGo) {

@@ -82,11 +82,15 @@ void serve(const server_options& options) {
     const quorvex::common::os::console_ctrl_hld control_handler(
         [&](std::uint32_t control_type) { return handle_console_control(control_type, stop_event.get()); });
 
+    platform_services services = system_services();
+    if (options.local_paths_only) services.may_look_at = &is_local_path;
+
     pipe_manager_params params;
     params.pipe_name = options.pipe;
+    if (options.local_clients_only) params.clients = client_range::this_machine;
     params.stop = [&] { return WaitForSingleObject(stop_event.get(), 0) == WAIT_OBJECT_0 || host_request.requested(); };
-    params.process_commands = [](const auto& stop, const auto& wait, packet_reader* reader, packet_writer* writer) {
-        process_commands(stop, wait, reader, writer);
+    params.process_commands = [&](const auto& stop, const auto& wait, packet_reader* reader, packet_writer* writer) {
+        process_commands(stop, wait, reader, writer, services);
     };
     run_pipes(params, [&] { signal_ready(options.pipe); });
 

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "core/packets.h"
+#include "core/stream/NamedPipeStream.h"
 
 namespace qv::profiler::pdb_server {
 
@@ -25,6 +26,8 @@ struct pipe_manager_params {
     std::function<void(const std::function<bool()>& stop, const std::function<bool(int)>& wait, packet_reader* reader,
                        packet_writer* writer)>
         process_commands;
+
+    client_range clients = client_range::everywhere;
 };
 
 // Runs until `params.stop` answers true and every worker has ended. A client that is being sent an

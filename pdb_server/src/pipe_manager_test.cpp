@@ -145,6 +145,22 @@ TEST(PipeManager, WhatKeepsTheFirstWorkerFromListeningReachesTheCaller) {
     EXPECT_EQ(failure_of_a_run(), "Can't initialize COM");
 }
 
+// What each instance was asked to be; the real call follows. Wine lets remote clients in or not as its host is set up.
+TEST(PipeManager, RejectsClientsOfOtherMachinesWhereItIsToldTo) {
+    static std::atomic<DWORD> mode;
+    for (const auto& [clients, expected] : {std::pair{client_range::everywhere, DWORD{0}},
+                                            std::pair{client_range::this_machine, DWORD{PIPE_REJECT_REMOTE_CLIENTS}}}) {
+        const test::replaced_import import(
+            "CreateNamedPipeW", reinterpret_cast<void*>(+[](LPCWSTR, DWORD, DWORD asked, DWORD, DWORD, DWORD, DWORD,
+                                                            SECURITY_ATTRIBUTES*) WINAPI -> HANDLE {
+                mode = asked;
+                return INVALID_HANDLE_VALUE;
+            }));
+        run_pipes({unique_name(), [] { return true; }, &echo, clients}, [] {});
+        EXPECT_EQ(mode, expected);
+    }
+}
+
 TEST(PipeManager, FailureOfTheReadySignalEndsTheServer) {
     server host(unique_name(), [] { throw std::runtime_error("cannot signal"); });
     EXPECT_THROW(host.wait(), std::runtime_error);

@@ -73,7 +73,7 @@ private:
         security_attributes attributes;
         pipe_.Create(state_.params.pipe_name, file_access::read_write, true, NamedPipeStream::unlimited_instances,
                      NamedPipeStream::buffer_size, NamedPipeStream::buffer_size, NamedPipeStream::default_time_out,
-                     attributes.get());
+                     attributes.get(), state_.params.clients);
     }
 
     bool is_surplus(DWORD idle_limit) const {

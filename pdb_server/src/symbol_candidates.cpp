@@ -46,8 +46,8 @@ public:
 
     bool recorded_or_beside(const path& recorded) {
         const path directory = search_.image.parent_path();
-        return (recorded.is_absolute() && offer_first(recorded)) || offer_first(directory / file_) ||
-               offer_first(directory / "symbols" / file_);
+        return (recorded.is_absolute() && search_.services.lets_look_at(recorded) && offer_first(recorded)) ||
+               offer_first(directory / file_) || offer_first(directory / "symbols" / file_);
     }
 
     bool along(const path& element) {

@@ -22,9 +22,19 @@ struct platform_services {
     std::function<boost::filesystem::path(const std::wstring& parameters, const std::wstring& file_name, const GUID& id,
                                           std::uint32_t age)>
         find_symbol_file;
+
+    // Whether a client, or an image that it names, may have the server look at a place: a file, or an element of the
+    // search paths. Empty: at any. The server's own environment is not asked about.
+    std::function<bool(const boost::filesystem::path& place)> may_look_at = {};
+
+    bool lets_look_at(const boost::filesystem::path& place) const { return !may_look_at || may_look_at(place); }
 };
 
 // The services of the running system.
 const platform_services& system_services();
+
+// An absolute path on a drive of this machine: no share, no drive that a share is connected as, no device, no symbol
+// store. What a link on such a drive leads to is not looked at.
+bool is_local_path(const boost::filesystem::path& place);
 
 }  // namespace qv::profiler::pdb_server

@@ -35,6 +35,10 @@ boost::filesystem::path find_no_file(const std::wstring&, const std::wstring&, c
 
 }  // namespace
 
+bool is_local_path(const boost::filesystem::path& place) {
+    return place.native().starts_with('/') && !place.native().starts_with("//");
+}
+
 const platform_services& system_services() {
     static const platform_services services = {&get_environment_variable, &find_no_file};
     return services;

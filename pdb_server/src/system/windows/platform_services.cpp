@@ -15,7 +15,19 @@ std::uint32_t get_environment_variable(const wchar_t* name, wchar_t* buffer, std
     return length;
 }
 
+bool is_letter(wchar_t c) {
+    return (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z');
+}
+
 }  // namespace
+
+bool is_local_path(const boost::filesystem::path& place) {
+    const std::wstring& text = place.native();
+    if (text.size() < 3 || !is_letter(text[0]) || text[1] != L':' || (text[2] != L'\\' && text[2] != L'/'))
+        return false;
+    const UINT type = GetDriveTypeW(std::wstring{text[0], L':', L'\\'}.c_str());
+    return type != DRIVE_REMOTE && type != DRIVE_UNKNOWN && type != DRIVE_NO_ROOT_DIR;
+}
 
 const platform_services& system_services() {
     static const platform_services services = {&get_environment_variable, &symsrv_imports::find_file};
