@@ -61,8 +61,14 @@ public:
     // In bytes.
     system_code get_size(std::uint64_t& size) const noexcept;
 
-    // When the file was last written to, in units of the system; only good for comparing.
-    system_code get_write_time(std::uint64_t& time) const noexcept;
+    // What changes when somebody writes to the file: its size in bytes and when that was done, in units of the system
+    // and only good for comparing.
+    struct version {
+        std::uint64_t size;
+        std::uint64_t write_time;
+        friend bool operator==(const version&, const version&) = default;
+    };
+    system_code get_version(version& found) const noexcept;
 
     // The path with links and relative parts resolved, as the system reports it; where it knows none, that of `given`,
     // by which the file was opened, or `given` itself. On a network share the answer takes its time.

@@ -106,12 +106,13 @@ system_code os_file::get_size(std::uint64_t& size) const noexcept {
     return 0;
 }
 
-system_code os_file::get_write_time(std::uint64_t& time) const noexcept {
+system_code os_file::get_version(version& found) const noexcept {
     constexpr std::uint64_t nanoseconds = 1'000'000'000;
     struct stat status {};
     if (::fstat(descriptor_of(handle_), &status) != 0) return static_cast<system_code>(errno);
-    time = static_cast<std::uint64_t>(status.st_mtim.tv_sec) * nanoseconds +
-           static_cast<std::uint64_t>(status.st_mtim.tv_nsec);
+    found = {static_cast<std::uint64_t>(status.st_size),
+             static_cast<std::uint64_t>(status.st_mtim.tv_sec) * nanoseconds +
+                 static_cast<std::uint64_t>(status.st_mtim.tv_nsec)};
     return 0;
 }
 

@@ -160,10 +160,12 @@ system_code os_file::get_size(std::uint64_t& size) const noexcept {
     return code;
 }
 
-system_code os_file::get_write_time(std::uint64_t& time) const noexcept {
-    FILETIME written{};
-    const system_code code = code_of(GetFileTime(handle_of(handle_), nullptr, nullptr, &written));
-    time = std::uint64_t{written.dwHighDateTime} << 32 | written.dwLowDateTime;
+system_code os_file::get_version(version& found) const noexcept {
+    BY_HANDLE_FILE_INFORMATION information{};
+    const system_code code = code_of(GetFileInformationByHandle(handle_of(handle_), &information));
+    const FILETIME& written = information.ftLastWriteTime;
+    found = {std::uint64_t{information.nFileSizeHigh} << 32 | information.nFileSizeLow,
+             std::uint64_t{written.dwHighDateTime} << 32 | written.dwLowDateTime};
     return code;
 }
 

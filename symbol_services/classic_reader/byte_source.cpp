@@ -20,32 +20,26 @@ public:
     explicit disk_file(const boost::filesystem::path& path) : name_(text::to_wide(path)) {
         if (const auto code = file_.open(path, os_file::mode::read); code != 0)
             fail("Can't open PDB file", pdb_code_of(code));
-        if (!ask(size_, written_)) fail("Can't open PDB file", e_pdb_file_system);
+        if (file_.get_version(version_) != 0) fail("Can't open PDB file", e_pdb_file_system);
     }
 
-    std::uint64_t size() const noexcept override { return size_; }
+    std::uint64_t size() const noexcept override { return version_.size; }
 
     void read(std::uint64_t offset, std::span<unsigned char> destination) const override {
         if (file_.read(offset, destination.data(), destination.size()) != 0)
             fail("Can't read PDB file", e_pdb_file_system);
-        std::uint64_t size = 0, written = 0;
-        if (!ask(size, written) || size != size_ || written != written_)
-            fail("PDB file was written to", e_pdb_file_system);
+        os_file::version now{};
+        if (file_.get_version(now) != 0 || now != version_) fail("PDB file was written to", e_pdb_file_system);
     }
 
 private:
-    bool ask(std::uint64_t& size, std::uint64_t& written) const noexcept {
-        return file_.get_size(size) == 0 && file_.get_write_time(written) == 0;
-    }
-
     [[noreturn]] void fail(const located_message& message, std::int32_t code) const {
         throw_hresult_error(message, code, errtag_file_w{name_});
     }
 
     const std::wstring name_;
     os_file file_;
-    std::uint64_t size_ = 0;
-    std::uint64_t written_ = 0;
+    os_file::version version_{};
 };
 
 }  // namespace

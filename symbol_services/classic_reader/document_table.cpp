@@ -38,32 +38,34 @@ name_index index_of(const std::vector<listed_document>& documents) {
     return index;
 }
 
-// The first document of each name, in their order.
-std::vector<listed_document> without_repetitions(std::vector<listed_document> documents) {
-    const auto index = index_of(documents);
-    if (index.size() == documents.size()) return documents;
-    std::vector<listed_document> kept;
-    for (std::uint32_t i = 0; i < documents.size(); ++i)
-        if (index.find(documents[i].name) == i) kept.push_back(documents[i]);
-    return kept;
-}
-
 }  // namespace
 
 document_table::document_table(source_names sources, const named_streams& streams)
-    : buffer_(std::move(sources.buffer)), documents_(without_repetitions(std::move(sources.files))) {
-    join_records(streams);
-    by_name_ = index_of(documents_);
+    : streams_(streams),
+      buffer_(std::move(sources.buffer)),
+      listed_(std::move(sources.files)),
+      listed_by_name_(index_of(listed_)) {
+    if (listed_by_name_.size() == listed_.size()) return;
+    // The first document of each name, in their order.
+    std::vector<listed_document> kept;
+    for (std::uint32_t i = 0; i < listed_.size(); ++i)
+        if (listed_by_name_.find(listed_[i].name) == i) kept.push_back(listed_[i]);
+    listed_ = std::move(kept);
+    listed_by_name_ = index_of(listed_);
 }
 
-void document_table::join_records(const named_streams& streams) {
+const document_table::joined_records& document_table::records() const {
+    return records_.get([this] { return join_records(); });
+}
+
+document_table::joined_records document_table::join_records() const {
     struct record {
         std::string_view name;
         std::uint32_t stream;
         bool listed;
     };
     std::vector<record> records;
-    for (const auto& [name, stream] : streams.all())
+    for (const auto& [name, stream] : streams_.all())
         if (name.starts_with(record_prefix)) records.push_back({name.substr(record_prefix.size()), stream, false});
     // In the order of their names, so that the order does not depend on the machine.
     const auto before = [](const record& left, const record& right) { return left.name < right.name; };
@@ -72,26 +74,47 @@ void document_table::join_records(const named_streams& streams) {
     for (std::uint32_t i = 0; i < records.size(); ++i) by_name.add(records[i].name, i);
     by_name.finish();
 
-    for (auto& document : documents_)
-        if (const auto found = by_name.find(fold_path(document.name))) {
-            document.stream = records[*found].stream;
+    joined_records joined;
+    joined.of_listed.resize(listed_.size());
+    for (std::size_t i = 0; i < listed_.size(); ++i)
+        if (const auto found = by_name.find(fold_path(listed_[i].name))) {
+            joined.of_listed[i] = records[*found].stream;
             records[*found].listed = true;
         }
     for (std::uint32_t i = 0; i < records.size(); ++i)
         if (!records[i].listed && by_name.find(records[i].name) == i)
-            documents_.push_back({records[i].name, std::nullopt, records[i].stream});
+            joined.unlisted.push_back({records[i].name, std::nullopt, records[i].stream});
+    joined.unlisted_by_name = index_of(joined.unlisted);
+    return joined;
 }
 
-std::optional<std::uint32_t> document_table::find_folded(std::string_view name) const {
+listed_document document_table::operator[](std::uint32_t index) const {
+    if (index >= listed_.size()) return records().unlisted[index - listed_.size()];
+    listed_document document = listed_[index];
+    document.stream = records().of_listed[index];
+    return document;
+}
+
+std::string_view document_table::name(std::uint32_t index) const {
+    return index < listed_.size() ? listed_[index].name : records().unlisted[index - listed_.size()].name;
+}
+
+std::optional<std::uint32_t> document_table::find(std::string_view name) const {
+    if (const auto found = listed_by_name_.find(name)) return found;
+    const auto found = records().unlisted_by_name.find(name);
+    return found ? std::optional(static_cast<std::uint32_t>(listed_.size()) + *found) : std::nullopt;
+}
+
+std::optional<std::uint32_t> document_table::find_folded(std::string_view wanted) const {
     const auto& folded = by_folded_name_.get([this] {
         folded_names made;
-        made.names.reserve(documents_.size());
-        for (const auto& document : documents_) made.names.push_back(fold_path(document.name));
+        made.names.reserve(size());
+        for (std::uint32_t i = 0; i < size(); ++i) made.names.push_back(fold_path(name(i)));
         for (std::uint32_t i = 0; i < size(); ++i) made.index.add(made.names[i], i);
         made.index.finish();
         return made;
     });
-    return folded.index.find(fold_path(name));
+    return folded.index.find(fold_path(wanted));
 }
 
 void read_document_record(const msf_stream& record, document& document) {

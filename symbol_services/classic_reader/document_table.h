@@ -55,11 +55,12 @@ public:
     // table.
     document_table(source_names sources, const named_streams& streams);
 
-    std::uint32_t size() const noexcept { return static_cast<std::uint32_t>(documents_.size()); }
-    const listed_document& operator[](std::uint32_t index) const { return documents_[index]; }
+    std::uint32_t size() const { return static_cast<std::uint32_t>(listed_.size() + records().unlisted.size()); }
+    listed_document operator[](std::uint32_t index) const;
+    std::string_view name(std::uint32_t index) const;
 
     // The document of exactly this name.
-    std::optional<std::uint32_t> find(std::string_view name) const { return by_name_.find(name); }
+    std::optional<std::uint32_t> find(std::string_view name) const;
     // The first one whose name differs in letter case and slashes at most.
     std::optional<std::uint32_t> find_folded(std::string_view name) const;
 
@@ -69,11 +70,21 @@ private:
         name_index index;
     };
 
-    void join_records(const named_streams& streams);
+    // Who asks for the lines of a method needs none of them.
+    struct joined_records {
+        std::vector<std::optional<std::uint32_t>> of_listed;  // streams
+        std::vector<listed_document> unlisted;                // those that no file refers to
+        name_index unlisted_by_name;
+    };
 
+    const joined_records& records() const;
+    joined_records join_records() const;
+
+    const named_streams& streams_;
     std::vector<unsigned char> buffer_;
-    std::vector<listed_document> documents_;
-    name_index by_name_;
+    std::vector<listed_document> listed_;
+    name_index listed_by_name_;
+    lazy<joined_records> records_;
     lazy<folded_names> by_folded_name_;
 };
 

@@ -76,6 +76,9 @@ global_references::global_references(const msf_stream& global_symbols, const msf
     if (header.buckets_size < bits_size || bits_at + header.buckets_size > symbols_.size())
         throw_corrupt("Invalid global symbols");
     symbols_.read(bits_at, {reinterpret_cast<unsigned char*>(present_.data()), 4 * present_.size()});
+    ranks_.resize(present_.size());
+    for (std::size_t i = 1; i < ranks_.size(); ++i)
+        ranks_[i] = ranks_[i - 1] + static_cast<std::uint32_t>(std::popcount(present_[i - 1]));
     record_count_ = header.records_size / sizeof(hash_record);
     buckets_at_ = bits_at + bits_size;
     bucket_count_ = (header.buckets_size - bits_size) / sizeof(std::uint32_t);
@@ -86,8 +89,8 @@ global_references::record_range global_references::records_of(std::uint32_t buck
     const auto word = bucket / 32;
     const auto bit = std::uint32_t{1} << bucket % 32;
     if ((present_[word] & bit) == 0) return {0, 0};
-    std::uint64_t index = static_cast<std::uint64_t>(std::popcount(present_[word] & (bit - 1)));
-    for (std::uint32_t i = 0; i < word; ++i) index += static_cast<std::uint64_t>(std::popcount(present_[i]));
+    const std::uint64_t index =
+        std::uint64_t{ranks_[word]} + static_cast<std::uint64_t>(std::popcount(present_[word] & (bit - 1)));
 
     const auto first_record = [this](std::uint64_t at) -> std::uint64_t {
         if (at >= bucket_count_) return record_count_;
@@ -100,10 +103,10 @@ std::uint64_t global_references::largest_bucket() const noexcept {
     return 1024 + 4 * (record_count_ / global_bucket_count);
 }
 
-std::vector<procedure_location> global_references::find(std::uint32_t pdb_token, std::uint64_t& allowance) const {
+void global_references::find(std::uint32_t pdb_token, std::uint64_t& allowance,
+                             const std::function<bool(const procedure_location&)>& visit) const {
     const auto name = token_name(pdb_token);
     const auto range = records_of(hash_name(name) % global_bucket_count);
-    std::vector<procedure_location> found;
     for (auto at = range.begin; at < range.end && allowance != 0; ++at, --allowance) {
         const auto entry = symbols_.read_value<hash_record>(sizeof(table_header) + sizeof(hash_record) * at);
         const std::uint64_t offset = std::uint64_t{entry.offset_plus_1} - 1;
@@ -111,10 +114,9 @@ std::vector<procedure_location> global_references::find(std::uint32_t pdb_token,
         if (entry.offset_plus_1 == 0 || offset + sizeof(token_reference) > records_.size()) continue;
         const auto record = records_.read_value<token_reference>(offset);
         if (record.kind == kind_token_reference && record.terminator == '\0' && record.module != 0 &&
-            std::string_view(record.digits, token_digits) == name)
-            found.push_back({record.module - 1u, record.offset});
+            std::string_view(record.digits, token_digits) == name && visit({record.module - 1u, record.offset}))
+            return;
     }
-    return found;
 }
 
 }  // namespace qv::classic_reader

@@ -21,6 +21,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -42,9 +43,11 @@ public:
     // Throws also e_pdb_not_implemented, for other versions.
     global_references(const msf_stream& global_symbols, const msf_stream& symbol_records);
 
-    // Looks through the bucket of a token of the PDB file and counts every entry down from the allowance; at 0 the
-    // rest is left unread. What the table says may be untrue: the procedure's record shows.
-    std::vector<procedure_location> find(std::uint32_t pdb_token, std::uint64_t& allowance) const;
+    // Looks through the bucket of a token of the PDB file until `visit` answers true to a place, and counts every entry
+    // down from the allowance; at 0 the rest is left unread. What the table says may be untrue: the procedure's record
+    // shows.
+    void find(std::uint32_t pdb_token, std::uint64_t& allowance,
+              const std::function<bool(const procedure_location&)>& visit) const;
 
     // More entries than any bucket holds of a table that a linker wrote.
     std::uint64_t largest_bucket() const noexcept;
@@ -60,6 +63,7 @@ private:
     msf_stream symbols_;
     msf_stream records_;
     std::vector<std::uint32_t> present_;  // bits
+    std::vector<std::uint32_t> ranks_;    // of each word of them: how many are set before it
     std::uint64_t record_count_ = 0;
     std::uint64_t buckets_at_ = 0;
     std::uint64_t bucket_count_ = 0;

@@ -1,6 +1,7 @@
 #include "symbol_services/classic_reader/module_stream.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "base/work_counter.h"
 #include "symbol_services/classic_reader/byte_cursor.h"
@@ -75,13 +76,13 @@ struct column_record {
     std::uint16_t end;
 };
 
-#pragma pack(push, 1)
-struct file_record {
-    std::uint32_t name;
-    std::uint8_t checksum_size;
-    std::uint8_t checksum_kind;
-};
-#pragma pack(pop)
+// The bytes are there.
+template <class Record>
+Record record_at(const unsigned char* records, std::size_t index) {
+    Record record;
+    std::memcpy(&record, records + sizeof record * index, sizeof record);
+    return record;
+}
 
 void read_block(byte_cursor& blocks, bool columns, const std::function<std::uint32_t(std::uint32_t)>& document_of,
                 std::vector<sequence_point>& points) {
@@ -90,22 +91,31 @@ void read_block(byte_cursor& blocks, bool columns, const std::function<std::uint
         sizeof header + std::uint64_t{header.lines} * (sizeof(line_record) + (columns ? sizeof(column_record) : 0));
     if (header.size < needed || header.size - sizeof header > blocks.remaining())
         throw_corrupt("Invalid line information");
-    byte_cursor line_cursor(blocks.take(header.size - sizeof header));
-    byte_cursor column_cursor = line_cursor;
-    column_cursor.skip(sizeof(line_record) * std::uint64_t{header.lines});
+    const auto* const lines = blocks.take(header.size - sizeof header).data();
+    const auto* const columns_of_lines = lines + sizeof(line_record) * std::size_t{header.lines};
     const auto document = document_of(header.file);
     const auto room = points.capacity();
-    for (std::uint32_t i = 0; i < header.lines; ++i) {
-        const auto line = line_cursor.read<line_record>();
-        const auto column = columns ? column_cursor.read<column_record>() : column_record{};
+    auto point = points.insert(points.end(), header.lines, sequence_point{});
+    for (std::size_t i = 0; i < header.lines; ++i, ++point) {
+        const auto line = record_at<line_record>(lines, i);
+        const auto column = columns ? record_at<column_record>(columns_of_lines, i) : column_record{};
         const auto start_line = line.line & 0x00FFFFFF;
-        points.push_back(
-            {line.il_offset, document, start_line, column.start, start_line + (line.line >> 24 & 0x7F), column.end});
+        *point = {line.il_offset, document, start_line, column.start, start_line + (line.line >> 24 & 0x7F),
+                  column.end};
     }
+    count_work(header.lines);
     if (points.capacity() != room) count_work(points.size());  // growing moves them all
 }
 
 }  // namespace
+
+#pragma pack(push, 1)
+struct line_sections::file_record {
+    std::uint32_t name;
+    std::uint8_t checksum_size;
+    std::uint8_t checksum_kind;
+};
+#pragma pack(pop)
 
 std::optional<procedure> procedure_at(const msf_stream& module, std::uint32_t symbol_size, std::uint32_t offset) {
     constexpr std::uint64_t whole = sizeof(record_header) + sizeof(procedure_record);
@@ -168,19 +178,29 @@ bool line_sections::read_points(code_address address, const std::function<std::u
     const bool found = at != sections_.end() && at->address == address;
     // What is missing may have been lost.
     if (!found && !complete_) throw_corrupt("Invalid line information");
+    std::vector<unsigned char> room;
     for (; at != sections_.end() && at->address == address; ++at) {
-        const auto bytes = module_.bytes(at->offset, at->size);
+        const auto bytes = module_.view(at->offset, at->size, room);
         for (byte_cursor blocks(bytes); blocks.remaining() != 0;) read_block(blocks, at->columns, document_of, points);
     }
     return found;
 }
 
-file_entry line_sections::file(std::uint32_t offset) const {
+line_sections::file_record line_sections::record_of_file(std::uint32_t offset) const {
     if (std::uint64_t{offset} + sizeof(file_record) > files_size_) throw_corrupt("Invalid source file table");
     const auto record = module_.read_value<file_record>(files_at_ + offset);
-    const std::uint64_t checksum_at = std::uint64_t{offset} + sizeof record;
-    if (checksum_at + record.checksum_size > files_size_) throw_corrupt("Invalid source file table");
-    return {record.name, record.checksum_kind, module_.bytes(files_at_ + checksum_at, record.checksum_size)};
+    if (std::uint64_t{offset} + sizeof record + record.checksum_size > files_size_)
+        throw_corrupt("Invalid source file table");
+    return record;
+}
+
+std::uint32_t line_sections::name_of_file(std::uint32_t offset) const {
+    return record_of_file(offset).name;
+}
+
+file_entry line_sections::file(std::uint32_t offset) const {
+    const auto record = record_of_file(offset);
+    return {record.name, record.checksum_kind, module_.bytes(files_at_ + offset + sizeof record, record.checksum_size)};
 }
 
 std::vector<std::uint32_t> line_sections::files() const {

@@ -117,8 +117,9 @@ public:
     bool read_points(code_address address, const std::function<std::uint32_t(std::uint32_t)>& document_of,
                      std::vector<sequence_point>& points) const;
 
-    // Throws where no entry lies there.
+    // Throw where no entry lies there.
     file_entry file(std::uint32_t offset) const;
+    std::uint32_t name_of_file(std::uint32_t offset) const;
 
     // Offsets of all entries of the file table; an entry that leaves its bounds ends it.
     std::vector<std::uint32_t> files() const;
@@ -131,7 +132,10 @@ private:
         bool columns;
     };
 
+    struct file_record;
+
     void add_lines(std::uint64_t offset, std::uint32_t size);
+    file_record record_of_file(std::uint32_t offset) const;
 
     msf_stream module_;
     std::vector<section> sections_;  // by address

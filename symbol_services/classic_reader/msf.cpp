@@ -177,6 +177,17 @@ std::vector<unsigned char> msf_stream::bytes(std::uint64_t offset, std::uint64_t
     return result;
 }
 
+std::span<const unsigned char> msf_stream::view(std::uint64_t offset, std::uint64_t count,
+                                                std::vector<unsigned char>& room) const {
+    if (offset < size_ && count <= size_ - offset) {
+        const auto from = file_->bytes_from(index_, offset);
+        count_work(1);
+        if (from.size() >= count) return from.first(static_cast<std::size_t>(count));
+    }
+    room = bytes(offset, count);
+    return room;
+}
+
 std::string msf_stream::text(std::uint64_t offset, std::uint64_t longest) const {
     std::string result;
     for (auto left = offset < size_ ? std::min<std::uint64_t>(longest, size_ - offset) : 0; left != 0;) {

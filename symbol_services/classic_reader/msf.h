@@ -24,11 +24,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "base/work_counter.h"
 #include "symbol_services/classic_reader/byte_source.h"
 #include "symbol_services/classic_reader/lazy.h"
 
@@ -47,12 +49,12 @@ public:
     std::vector<unsigned char> bytes(std::uint64_t offset, std::uint64_t count) const;
     std::vector<unsigned char> bytes() const { return bytes(0, size_); }
 
+    // The same bytes where they lie, if they lie together; else copied into `room`. Live as long as file and room do.
+    std::span<const unsigned char> view(std::uint64_t offset, std::uint64_t count,
+                                        std::vector<unsigned char>& room) const;
+
     template <class T>
-    T read_value(std::uint64_t offset) const {
-        T value;
-        read(offset, {reinterpret_cast<unsigned char*>(&value), sizeof value});
-        return value;
-    }
+    T read_value(std::uint64_t offset) const;
 
     // From the offset to a NUL, or to the end of the stream, or as much as is asked for.
     std::string text(std::uint64_t offset, std::uint64_t longest) const;
@@ -116,5 +118,20 @@ private:
     std::vector<stream_entry> streams_;
     std::vector<lazy<chunk>> chunks_;  // of all streams, in directory order
 };
+
+template <class T>
+T msf_stream::read_value(std::uint64_t offset) const {
+    T value;
+    if (offset < size_ && sizeof value <= size_ - offset) {
+        const auto from = file_->bytes_from(index_, offset);
+        if (from.size() >= sizeof value) {
+            count_work(sizeof value);
+            std::memcpy(&value, from.data(), sizeof value);
+            return value;
+        }
+    }
+    read(offset, {reinterpret_cast<unsigned char*>(&value), sizeof value});
+    return value;
+}
 
 }  // namespace qv::classic_reader

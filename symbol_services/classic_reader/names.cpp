@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <bit>
 #include <functional>
+#include <iterator>
+#include <numeric>
 #include <string>
 
 #include "base/work_counter.h"
@@ -59,14 +61,32 @@ void name_index::add(std::string_view name, std::uint32_t value) {
 }
 
 void name_index::finish() {
-    std::stable_sort(entries_.begin(), entries_.end(), before);
+    begins_.assign(std::bit_ceil(entries_.size() + 1) + 1, 0);
+    for (const auto& item : entries_) ++begins_[bucket_of(item) + 1];
+    std::partial_sum(begins_.begin(), begins_.end(), begins_.begin());
+    std::vector<entry> by_bucket(entries_.size());
+    auto ends = begins_;
+    for (const auto& item : entries_) by_bucket[ends[bucket_of(item)]++] = item;
+
     const auto same_name = [](const entry& left, const entry& right) { return left.name == right.name; };
-    entries_.erase(std::unique(entries_.begin(), entries_.end(), same_name), entries_.end());
+    entries_.clear();
+    for (std::size_t bucket = 0; bucket + 1 < begins_.size(); ++bucket) {
+        const auto begin = by_bucket.begin() + begins_[bucket];
+        const auto end = by_bucket.begin() + ends[bucket];
+        if (end - begin > 1) std::stable_sort(begin, end, before);
+        begins_[bucket] = static_cast<std::uint32_t>(entries_.size());
+        std::unique_copy(begin, end, std::back_inserter(entries_), same_name);
+    }
+    begins_.back() = static_cast<std::uint32_t>(entries_.size());
 }
 
 std::optional<std::uint32_t> name_index::find(std::string_view name) const {
-    const auto at = std::lower_bound(entries_.begin(), entries_.end(), make_entry(name, 0), before);
-    return at == entries_.end() || at->name != name ? std::nullopt : std::optional(at->value);
+    if (entries_.empty()) return std::nullopt;
+    const entry wanted = make_entry(name, 0);
+    const auto begin = entries_.begin() + begins_[bucket_of(wanted)];
+    const auto end = entries_.begin() + begins_[bucket_of(wanted) + 1];
+    const auto at = std::lower_bound(begin, end, wanted, before);
+    return at == end || at->name != name ? std::nullopt : std::optional(at->value);
 }
 
 pdb_info read_pdb_info(byte_cursor& cursor) {

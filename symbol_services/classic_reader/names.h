@@ -36,8 +36,8 @@
 
 namespace qv::classic_reader {
 
-// Names are ordered by their hash and then by themselves. Where a hash table would degrade, names that were chosen to
-// have one hash only make this an ordinary binary search. Filled once, then immutable.
+// A hash table whose buckets are sorted: names that were chosen to have one hash only make it an ordinary binary
+// search. Filled once, then immutable.
 class name_index {
 public:
     // The name outlives the index.
@@ -57,8 +57,10 @@ private:
 
     static entry make_entry(std::string_view name, std::uint32_t value);
     static bool before(const entry& left, const entry& right) noexcept;
+    std::size_t bucket_of(const entry& item) const noexcept { return item.hash & (begins_.size() - 2); }
 
-    std::vector<entry> entries_;
+    std::vector<entry> entries_;         // by bucket
+    std::vector<std::uint32_t> begins_;  // of each bucket, and the end of the last one
 };
 
 struct pdb_info {

@@ -142,7 +142,7 @@ source_names pdb::implementation::read_names_of_modules() const {
         const auto& module = lines(index);
         seen.resize(strings().size());
         for (const auto place : module.files()) {
-            const auto name = module.file(place).name;
+            const auto name = module.name_of_file(place);
             if (!strings().has_name(name) || seen[name]) continue;
             const auto text = strings().text(name);
             seen[name] = true;
@@ -181,7 +181,7 @@ std::vector<sequence_point> pdb::implementation::points(const found_procedure& p
     if (module_of_lines.c11_size + std::uint64_t{module_of_lines.c13_size} == 0) return result;
     const auto& module = lines(procedure.module);
     const auto document_of_file = [&](std::uint32_t file) {
-        const auto document = document_of(module.file(file).name);
+        const auto document = document_of(module.name_of_file(file));
         if (!document) throw_corrupt("Unknown source file");
         return *document;
     };
@@ -198,7 +198,7 @@ pdb::implementation::file_list pdb::implementation::make_file_list(std::uint32_t
     const auto& own = lines(module);
     file_list files;
     for (const auto place : own.files()) {
-        const auto name = own.file(place).name;
+        const auto name = own.name_of_file(place);
         if (!strings().has_name(name)) continue;  // the others are all there
         if (const auto document = document_of(name)) files.emplace_back(*document, place);
     }
@@ -217,7 +217,7 @@ std::optional<file_entry> pdb::implementation::find_file_entry(std::uint32_t doc
 }
 
 document pdb::implementation::read_document(std::uint32_t index) const {
-    const auto& listed = documents()[index];
+    const auto listed = documents()[index];
     document document = {};
     if (listed.stream) read_document_record(file_.stream(*listed.stream), document);
     if (!document.checksum.empty()) return document;
@@ -273,7 +273,7 @@ std::uint32_t pdb::document_count() const {
 }
 
 std::wstring pdb::document_url(std::uint32_t index) const {
-    const std::string name(content_->documents()[index].name);
+    const std::string name(content_->documents().name(index));
     try {
         // The conversion takes characters that are longer than they need be; under such a name nobody would find it.
         if (auto url = text::to_utf16(name); text::to_utf8(url) == name) return url;

@@ -107,13 +107,13 @@ std::optional<found_procedure> procedure_index::find_referenced(std::uint32_t to
     std::optional<found_procedure> found;
     if (!references() || allowance == 0) return found;
     const auto look_up = [&](std::uint32_t pdb_token) {
-        for (const auto& location : references()->find(pdb_token, allowance)) {
-            if (location.module >= dbi_.modules.size() || !dbi_.modules[location.module].stream) continue;
+        references()->find(pdb_token, allowance, [&](const procedure_location& location) {
+            if (location.module >= dbi_.modules.size() || !dbi_.modules[location.module].stream) return false;
             const auto& module = dbi_.modules[location.module];
             const auto procedure = procedure_at(file_.stream(*module.stream), module.symbol_size, location.offset);
             if (procedure && procedure->token == pdb_token) found = {location.module, procedure->address};
-            if (found) return;
-        }
+            return found.has_value();
+        });
     };
     // What cannot be read the index will tell.
     content_allows([&] {
