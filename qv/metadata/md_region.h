@@ -1,13 +1,15 @@
 // A bounded view of metadata bytes and the primitive reads of ECMA-335 II.23.2 and II.24.
 //
-// This is the only place where the metadata reader touches bytes. Positions are counted from the beginning of the view,
+// Every byte that is read by position comes through here. Positions are counted from the beginning of the view,
 // taken by reference and advanced by what was read; a read that leaves the view throws qv::exception, and its position
 // is where the failing byte would be. Nothing is owned: the bytes outlive the view. Immutable, so any number of threads
 // may share one.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <span>
 #include <string_view>
 #include <type_traits>
 
@@ -33,6 +35,25 @@ constexpr const char* metadata_source = "sharedCommon/Native/Shared/include/qv/m
 template <class T>
 extern const throw_site read_value_site;
 
+// Compressed integers (ECMA-335 II.23.2) have 1, 2 or 4 bytes, as their lead byte says; one of 0xE0 or above is taken
+// as that of four bytes with its low five bits. Signed ones are in two's complement, the sign in the lowest bit.
+constexpr std::uint32_t longest_compressed = 4;
+
+constexpr std::uint32_t compressed_size(std::uint32_t lead) noexcept {
+    return lead < 0x80 ? 1 : lead < 0xC0 ? 2 : 4;
+}
+
+// The number whose bytes, the lead byte first, are these.
+constexpr std::uint32_t compressed_unsigned(std::uint32_t bytes, std::uint32_t size) noexcept {
+    return size == 1 ? bytes : size == 2 ? bytes & 0x3FFF : bytes & 0x1FFFFFFF;
+}
+
+// The signed number of such bits; those above the sign are filled with it.
+constexpr std::uint32_t compressed_signed(std::uint32_t bits, std::uint32_t size) noexcept {
+    const std::uint32_t below_sign = size == 1 ? 6 : size == 2 ? 13 : 28;
+    return (bits >> 1) - ((bits & 1) << below_sign);
+}
+
 class md_region {
 public:
     md_region() noexcept = default;
@@ -42,7 +63,10 @@ public:
     std::uint32_t size() const noexcept { return size_; }
 
     // The part of this view that begins at `offset`; fails when it is not inside.
-    md_region create_child(std::uint32_t offset, std::uint32_t size) const;
+    md_region create_child(std::uint32_t offset, std::uint32_t size) const {
+        if (offset > size_ || size > size_ - offset) out_of_region();
+        return {data_ + offset, size};
+    }
 
     template <class T>
     T read_value(std::uint32_t& position) const {
@@ -62,10 +86,13 @@ public:
     // The whole region as text.
     std::string_view read_text_utf8() const;
 
-    // Compressed integers of 1, 2 or 4 bytes. A lead byte of 0xE0 or above is taken as the 4-byte form with its low
-    // five bits. The signed form is returned in two's complement.
     std::uint32_t read_compressed_unsigned(std::uint32_t& position) const;
     std::uint32_t read_compressed_signed(std::uint32_t& position) const;
+
+    // What follows the position, for a reader that checks the bounds of several values at once; empty beyond the end.
+    std::span<const unsigned char> rest(std::uint32_t position) const noexcept {
+        return std::span(data_, size_).subspan(std::min(position, size_));
+    }
 
 private:
     // The bounds gate: every byte that is read comes through here.
@@ -79,6 +106,7 @@ private:
     }
 
     [[noreturn]] static void end_of_region(const throw_location& where);
+    [[noreturn]] static void out_of_region();
 
     const unsigned char* data_ = nullptr;
     std::uint32_t size_ = 0;

@@ -30,6 +30,30 @@ void copy(const md_region& blob, std::vector<std::uint8_t>& bytes) {
     bytes.assign(blob.data(), blob.data() + blob.size());
 }
 
+// --- What is answered of a sequence point, made of its record and those before it.
+
+struct offset_of_point {
+    std::uint32_t document = 0;
+    std::uint32_t il_offset = 0;
+
+    point_columns<1>::row operator()(const sequence_point_record& record) noexcept {
+        return {il_offset += record.il_offset};
+    }
+};
+
+struct range_of_point {
+    std::uint32_t document = 0;
+    std::uint32_t start_line = 0;
+    std::uint32_t start_column = 0;
+
+    point_columns<5>::row operator()(const sequence_point_record& record) noexcept {
+        if (record.hidden()) return {document, hidden_line, 0, hidden_line, 0};
+        start_line += record.start_line;
+        start_column += record.start_column;
+        return {document, start_line, start_column, start_line + record.lines, start_column + record.columns};
+    }
+};
+
 // Source Link belongs to the module as a whole.
 void require_module(md_token<idx_HasCustomDebugInformation> token) {
     static constexpr throw_site here{
@@ -130,9 +154,8 @@ void ppdb_module_data::get_source_server_data(std::vector<std::uint8_t>& data) {
 }
 
 void ppdb_module_data::get_method_offsets(std::uint32_t method_token, std::vector<std::uint32_t>& offsets) {
-    offsets.clear();
-    for_each_sequence_point(container_->parser(), row_of(method_token),
-                            [&](const sequence_point& point) { offsets.push_back(point.il_offset); });
+    point_columns<1> columns({&offsets});
+    read_sequence_points(container_->parser(), row_of(method_token), offset_of_point(), columns);
 }
 
 void ppdb_module_data::get_method_ranges(std::uint32_t method_token, std::vector<std::uint32_t>& document_ids,
@@ -140,14 +163,8 @@ void ppdb_module_data::get_method_ranges(std::uint32_t method_token, std::vector
                                          std::vector<std::uint32_t>& start_columns,
                                          std::vector<std::uint32_t>& end_lines,
                                          std::vector<std::uint32_t>& end_columns) {
-    for (auto* output : {&document_ids, &start_lines, &start_columns, &end_lines, &end_columns}) output->clear();
-    for_each_sequence_point(container_->parser(), row_of(method_token), [&](const sequence_point& point) {
-        document_ids.push_back(point.document);
-        start_lines.push_back(point.hidden ? hidden_line : point.start_line);
-        start_columns.push_back(point.hidden ? 0 : point.start_column);
-        end_lines.push_back(point.hidden ? hidden_line : point.end_line);
-        end_columns.push_back(point.hidden ? 0 : point.end_column);
-    });
+    point_columns<5> columns({&document_ids, &start_lines, &start_columns, &end_lines, &end_columns});
+    read_sequence_points(container_->parser(), row_of(method_token), range_of_point(), columns);
 }
 
 void ppdb_module_data::get_document(std::uint32_t document_id, std::wstring& url, GUID& checksum_algorithm,

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <random>
+
 #include "diagnostics/exception_test_support.h"
 #include "tests/support/builders/portable_pdb_builder.h"
 #include "text/utf.h"
@@ -78,6 +80,40 @@ TEST(SequencePoints, DocumentRecordsChangeTheDocumentOfWhatFollows) {
     blob.packed(2).packed(0).packed(1).packed(20).packed(3);  // visible
     EXPECT_THAT(points_of_blob(0, blob.data()),
                 ElementsAre(numbers{0, 8, hidden, 0, hidden, 0}, numbers{2, 9, 20, 3, 20, 4}));
+}
+
+// Long and short records in any order, more than are gathered at once.
+TEST(SequencePoints, OfAllFormsFollowEachOther) {
+    std::mt19937 random(1);
+    const auto pick = [&](std::uint32_t count) { return static_cast<std::uint32_t>(random() % count); };
+    const auto pick_number = [&] { return pick(8) != 0 ? pick(0x80) : pick(pick(2) == 0 ? 0x4000 : 0x20000000); };
+    const auto to_signed = [](std::uint32_t bits) {
+        return (bits >> 1) - ((bits & 1) << (bits < 0x80 ? 6 : bits < 0x4000 ? 13 : 28));
+    };
+    byte_writer blob;
+    blob.packed(0).packed(1);
+    std::uint32_t document = 1, il_offset = 0, line = 0, column = 0;
+    bool first_visible = true;
+    std::vector<numbers> points;
+    while (points.size() < 1000) {
+        if (!points.empty() && pick(10) == 0) blob.packed(0).packed(document = pick(1000));
+        const std::uint32_t step = 1 + pick_number() / 2;
+        const bool is_hidden = pick(4) == 0;
+        const std::uint32_t lines = is_hidden || pick(2) == 0 ? 0 : pick_number();
+        const std::uint32_t columns = is_hidden ? 0 : 1 + pick_number() / 2;
+        blob.packed(step).packed(lines).packed(columns);
+        il_offset += step;
+        points.push_back({il_offset, document, hidden, 0, hidden, 0});
+        if (is_hidden) continue;
+        const std::uint32_t down = pick_number(), right = pick_number();
+        blob.packed(down).packed(right);
+        line += first_visible ? down : to_signed(down);
+        column += first_visible ? right : to_signed(right);
+        first_visible = false;
+        points.back() = {il_offset, document,     line,
+                         column,    line + lines, column + (lines == 0 ? columns : to_signed(columns))};
+    }
+    EXPECT_EQ(points_of_blob(0, blob.data()), points);
 }
 
 std::string document_name(module_data& module, std::uint32_t id) {
