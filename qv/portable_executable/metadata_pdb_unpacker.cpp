@@ -1,9 +1,11 @@
 #include "qv/portable_executable/metadata_pdb_unpacker.h"
 
+#include <zlib.h>
+
 #include <algorithm>
-#include <boost/iostreams/categories.hpp>
 #include <boost/iostreams/filter/zlib.hpp>
 #include <cstring>
+#include <span>
 
 #include "base/exception.h"
 #include "base/work_counter.h"
@@ -30,35 +32,55 @@ constexpr throw_site here{
     "qv::portable_executable::unpack_metadata_pdb(const unsigned char *,const unsigned __int64)",
     "sharedCommon/Native/Shared/include/qv/portable_executable/metadata_pdb_unpacker"};
 
-// Receives the inflated bytes, and no more of them than were declared. Memory follows what has really come.
-struct bounded_sink {
-    using char_type = char;
-    using category = boost::iostreams::sink_tag;
+// What comes out of the library at once: it stays in the processor's cache while the vector grows over it.
+constexpr std::uint64_t step = 256u << 10;
 
-    std::vector<unsigned char>& result;
-    std::uint64_t declared;
-    std::uint64_t limit;
+// A raw deflate stream (RFC 1951), taken from memory.
+class inflater {
+public:
+    inflater(const unsigned char* packed, std::uint64_t size) {
+        check(inflateInit2(&stream_, -MAX_WBITS));
+        stream_.next_in = const_cast<unsigned char*>(packed);  // the library does not write to it
+        left_ = size;
+    }
+    ~inflater() { inflateEnd(&stream_); }
+    inflater(const inflater&) = delete;
+    inflater& operator=(const inflater&) = delete;
 
-    std::streamsize write(const char* bytes, std::streamsize count) {
-        const std::uint64_t size = result.size() + static_cast<std::uint64_t>(count);
-        if (size > declared) throw_error(other_size, here);
-        if (size > limit) throw_error("Too large uncompressed portable PDB", here);
-        if (size > result.capacity()) reserve(std::max<std::uint64_t>(size, 2 * std::uint64_t{result.capacity()}));
-        count_work(static_cast<std::uint64_t>(count));
-        result.insert(result.end(), bytes, bytes + count);
-        return count;
+    // Fills the destination as far as the stream goes; returns how much that is.
+    std::size_t read(std::span<unsigned char> destination) {
+        stream_.next_out = destination.data();
+        stream_.avail_out = static_cast<uInt>(destination.size());
+        while (!ended_ && stream_.avail_out != 0) {
+            const auto part = static_cast<uInt>(std::min<std::uint64_t>(left_, largest_part));
+            stream_.avail_in = part;
+            const int result = inflate(&stream_, Z_NO_FLUSH);
+            left_ -= part - stream_.avail_in;
+            check(result);
+            ended_ = result == Z_STREAM_END;
+        }
+        return destination.size() - stream_.avail_out;
     }
 
-    void reserve(std::uint64_t size) const {
-        result.reserve(static_cast<std::size_t>(std::min({size, declared, limit})));
-    }
+private:
+    static constexpr std::uint64_t largest_part = 1u << 30;  // the library counts in 32 bits
+
+    // Failures are those of the library in the words of its C++ wrapper, as clients know them. A stream that is cut off
+    // is one where the library cannot go on.
+    static void check(int result) { boost::iostreams::zlib_error::check(result); }
+
+    z_stream stream_{};
+    std::uint64_t left_ = 0;
+    bool ended_ = false;
 };
 
-boost::iostreams::zlib_params raw_deflate() {
-    boost::iostreams::zlib_params params;
-    params.noheader = true;
-    params.calculate_crc = false;
-    return params;
+// Memory follows what has really come.
+void grow(std::vector<unsigned char>& bytes, std::uint64_t size, std::uint64_t most) {
+    if (size > bytes.capacity()) {
+        const std::uint64_t room = std::max<std::uint64_t>(size, 2 * std::uint64_t{bytes.capacity()});
+        bytes.reserve(static_cast<std::size_t>(std::min(room, most)));
+    }
+    bytes.resize(static_cast<std::size_t>(size));
 }
 
 }  // namespace
@@ -73,12 +95,20 @@ std::vector<unsigned char> unpack_metadata_pdb(const unsigned char* data, std::u
 
     const std::uint64_t packed_size = size - header_size;
     std::vector<unsigned char> result;
-    // The filter is driven directly: a stream around it would turn the errors into state bits.
-    bounded_sink sink{result, declared, std::max(no_burden, packed_size * most_expansion)};
-    sink.reserve(packed_size * usual_expansion);
-    boost::iostreams::zlib_decompressor filter(raw_deflate(), 4096);
-    filter.write(sink, reinterpret_cast<const char*>(data + header_size), static_cast<std::streamsize>(packed_size));
-    filter.close(sink, BOOST_IOS::out);
+    const std::uint64_t limit = std::max(no_burden, packed_size * most_expansion);
+    // One byte more than may come tells a stream that ends there from one that goes on.
+    const std::uint64_t most = std::min<std::uint64_t>(declared, limit) + 1;
+    result.reserve(static_cast<std::size_t>(std::min(packed_size * usual_expansion, most)));
+    inflater packed(data + header_size, packed_size);
+    for (bool more = true; more && result.size() < most;) {
+        const std::size_t done = result.size();
+        grow(result, std::min(done + step, most), most);
+        const std::size_t part = packed.read(std::span(result).subspan(done));
+        more = done + part == result.size();
+        result.resize(done + part);
+        count_work(part);
+    }
+    if (result.size() > limit && result.size() <= declared) throw_error("Too large uncompressed portable PDB", here);
     if (result.size() != declared) throw_error(other_size, here);
     return result;
 }
