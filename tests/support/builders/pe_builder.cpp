@@ -59,7 +59,7 @@ pe_image pe_builder::build() const {
     for (std::size_t i = 0; i < entries_.size(); ++i) {
         const auto& [type, minor_version, stamp, data] = entries_[i];
         const std::size_t place = data.empty() ? 0 : image.debug_data[i];
-        out.u32(0).u32(stamp).u16(0).u16(minor_version).u32(type).u32(data.size());
+        out.u32(0).u32(stamp).u16(0x0100).u16(minor_version).u32(type).u32(data.size());
         out.u32(place == 0 ? 0 : rva(place)).u32(place);
     }
     out.append(metadata_).align(4);

@@ -1,0 +1,79 @@
+// What the managed reader of the framework needs for the questions that portable_bench asks: srm FILE.dll... The PDB of
+// each image lies beside it or inside it. Prints results as Google Benchmark writes them, times in nanoseconds. The best of
+// many runs counts, after the runtime has had the time to compile what is hot.
+using System;
+using System.Collections.Generic;
+using System.Diagnostics;
+using System.IO;
+using System.Linq;
+using System.Reflection.Metadata;
+using System.Reflection.Metadata.Ecma335;
+using System.Reflection.PortableExecutable;
+using System.Text.Json;
+
+static class Program {
+    static readonly List<object> Results = new();
+    static long Seen;  // what was read, so that nothing is left out
+
+    static void Main(string[] images) {
+        foreach (string image in images)
+            Measure(image, Path.GetFileNameWithoutExtension(image));
+        Console.WriteLine(JsonSerializer.Serialize(new { benchmarks = Results }, new JsonSerializerOptions { WriteIndented = true }));
+    }
+
+    static void Measure(string image, string name) {
+        string pdb = Path.ChangeExtension(image, ".pdb");
+        if (!File.Exists(pdb)) {
+            Time("unpack/" + name, 1, () => {
+                using var reader = new PEReader(File.OpenRead(image));
+                using var provider = reader.ReadEmbeddedPortablePdbDebugDirectoryData(
+                    reader.ReadDebugDirectory().First(entry => entry.Type == DebugDirectoryEntryType.EmbeddedPortablePdb));
+                Seen += provider.GetMetadataReader().MetadataLength;
+            });
+            return;
+        }
+        Time("load/" + name, 1, () => {
+            using var reader = new PEReader(File.OpenRead(image));
+            var metadata = reader.GetMetadataReader();
+            Seen += metadata.GetGuid(metadata.GetModuleDefinition().Mvid).GetHashCode();
+            Seen += reader.ReadDebugDirectory().Length;
+            using var provider = MetadataReaderProvider.FromPortablePdbStream(File.OpenRead(pdb));
+            Seen += provider.GetMetadataReader().MethodDebugInformation.Count;
+        });
+        using var opened = MetadataReaderProvider.FromPortablePdbStream(File.OpenRead(pdb), MetadataStreamOptions.PrefetchMetadata);
+        var symbols = opened.GetMetadataReader();
+        int points = 0;
+        foreach (var handle in symbols.MethodDebugInformation)
+            points += symbols.GetMethodDebugInformation(handle).GetSequencePoints().Count();
+        Time("ranges/" + name, points, () => {
+            foreach (var handle in symbols.MethodDebugInformation)
+                foreach (var point in symbols.GetMethodDebugInformation(handle).GetSequencePoints())
+                    Seen += MetadataTokens.GetRowNumber(point.Document) + point.StartLine + point.StartColumn + point.EndLine + point.EndColumn;
+        });
+        Time("offsets/" + name, points, () => {
+            foreach (var handle in symbols.MethodDebugInformation)
+                foreach (var point in symbols.GetMethodDebugInformation(handle).GetSequencePoints())
+                    Seen += point.Offset;
+        });
+        var some = MetadataTokens.MethodDebugInformationHandle(1 + symbols.MethodDebugInformation.Count / 2);
+        const int repetitions = 1000;
+        Time("one_method/" + name, 1, () => {
+            for (int i = 0; i < repetitions; i++)
+                foreach (var point in symbols.GetMethodDebugInformation(some).GetSequencePoints())
+                    Seen += MetadataTokens.GetRowNumber(point.Document) + point.StartLine + point.StartColumn + point.EndLine + point.EndColumn;
+        }, repetitions);
+    }
+
+    static void Time(string name, long items, Action action, int repetitions = 1) {
+        TimeSpan warmUp = TimeSpan.FromSeconds(2), measured = TimeSpan.FromSeconds(1);
+        double best = double.MaxValue;
+        var all = Stopwatch.StartNew();
+        for (int run = 0; all.Elapsed < warmUp + measured || run < 20; run++) {
+            var one = Stopwatch.StartNew();
+            action();
+            if (all.Elapsed > warmUp)
+                best = Math.Min(best, one.Elapsed.TotalNanoseconds / repetitions);
+        }
+        Results.Add(new { name, run_type = "iteration", real_time = best, time_unit = "ns", items_per_second = items * 1e9 / best });
+    }
+}
