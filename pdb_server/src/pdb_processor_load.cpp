@@ -4,12 +4,11 @@
 
 #include "base/exception.h"
 #include "diagnostics/log.h"
+#include "pdb_server/src/image_identity.h"
 #include "pdb_server/src/pdb_processor.h"
 #include "pdb_server/src/pdb_processor_dsr.h"
 #include "pdb_server/src/pdb_processor_ppdb.h"
 #include "pdb_server/src/symbol_candidates.h"
-#include "qv/metadata/module_identity.h"
-#include "qv/portable_executable/readers.h"
 #include "text/path.h"
 #include "text/symbol_path.h"
 
@@ -44,8 +43,7 @@ void log_outcome(const char* outcome, const GUID& mvid) {
 bool image_has_mvid(const boost::filesystem::path& path, const GUID& mvid, portable_executable::image_data& image) {
     boost::system::error_code ignored;
     if (!boost::filesystem::is_regular_file(text::to_system_path(path), ignored)) return false;
-    image = portable_executable::read_image_file(path);
-    return metadata::read_module_identity(image.metadata).mvid == mvid;
+    return read_image_mvid(path, image) == mvid;
 }
 
 bool names_pdb(const portable_executable::image_debug_entry& entry) {

@@ -38,8 +38,15 @@ std::optional<named_pdb> read_named_pdb(const image_debug_entry& entry) {
     return named_pdb{record->guid, record->age, entry.TimeDateStamp, text::to_utf16(record->path)};
 }
 
-// The bytes of a file that can be metadata; none for any other file. The file is closed before this returns.
-std::optional<std::vector<unsigned char>> read_metadata_file(const boost::filesystem::path& path) {
+struct file_content {
+    std::shared_ptr<const unsigned char> bytes;
+    std::uint64_t size;
+};
+
+// The bytes of a file that can be metadata; none for any other file. The file is closed before this returns. It is read
+// by one call into fresh memory and not mapped: builds replace it while the server runs, and the pages of a mapping
+// whose share goes away would end the process.
+std::optional<file_content> read_metadata_file(const boost::filesystem::path& path) {
     boost::system::error_code error;
     if (!boost::filesystem::is_regular_file(text::to_system_path(path), error)) return {};
     FileNativeStream file;
@@ -50,11 +57,10 @@ std::optional<std::vector<unsigned char>> read_metadata_file(const boost::filesy
     file.Read(&signature, sizeof signature);
     if (signature != portable_executable::metadata_signature) return {};
     file.Seek(SeekOrigin::Begin, 0);
-    std::vector<unsigned char> bytes;
-    bytes.reserve(static_cast<std::size_t>(size));
+    const std::shared_ptr<unsigned char[]> bytes(new unsigned char[static_cast<std::size_t>(size)]);
     count_work(size);
-    read_block(file, size, bytes);
-    return bytes;
+    file.Read(bytes.get(), size);
+    return file_content{{bytes, bytes.get()}, size};
 }
 
 std::shared_ptr<module_data> make_module_data(const GUID& mvid, std::unique_ptr<const metadata_container> container) {
@@ -76,12 +82,12 @@ symbol_file_id id_of(const metadata_container& container) {
 std::shared_ptr<module_data> try_load(const GUID& mvid, const named_pdb& record,
                                       const boost::filesystem::path& candidate, const search_observer& observer) {
     const std::wstring place = observer ? text::to_wide(candidate) : std::wstring();
-    auto bytes = read_metadata_file(candidate);
-    if (!bytes) {
+    const auto content = read_metadata_file(candidate);
+    if (!content) {
         if (observer) tell(observer, is_file(candidate) ? search_step::no_symbols : search_step::missing, place);
         return {};
     }
-    auto container = std::make_unique<const metadata_container>(std::move(*bytes));
+    auto container = std::make_unique<const metadata_container>(content->bytes, content->size);
     const bool belongs = container->has_id(record.guid, record.stamp);
     tell(observer, belongs ? search_step::taken : search_step::other_build, place, id_of(*container));
     return belongs ? make_module_data(mvid, std::move(container)) : nullptr;

@@ -54,10 +54,21 @@ constexpr std::uint32_t compressed_signed(std::uint32_t bits, std::uint32_t size
     return (bits >> 1) - ((bits & 1) << below_sign);
 }
 
+// Fetches the bytes of a view when they are first read: these `count` ones, all of them inside the view.
+class byte_fetcher {
+public:
+    virtual void fetch(const unsigned char* begin, std::uint32_t count) const = 0;
+
+protected:
+    ~byte_fetcher() = default;
+};
+
 class md_region {
 public:
     md_region() noexcept = default;
-    md_region(const unsigned char* data, std::uint32_t size) noexcept : data_(data), size_(size) {}
+    // With a fetcher only those bytes are there that were read.
+    md_region(const unsigned char* data, std::uint32_t size, const byte_fetcher* fetcher = nullptr) noexcept
+        : data_(data), size_(size), fetcher_(fetcher) {}
 
     const unsigned char* data() const noexcept { return data_; }
     std::uint32_t size() const noexcept { return size_; }
@@ -65,7 +76,7 @@ public:
     // The part of this view that begins at `offset`; fails when it is not inside.
     md_region create_child(std::uint32_t offset, std::uint32_t size) const {
         if (offset > size_ || size > size_ - offset) out_of_region();
-        return {data_ + offset, size};
+        return {data_ + offset, size, fetcher_};
     }
 
     template <class T>
@@ -101,6 +112,7 @@ private:
         count_work(1);
         if (position > size_ || count > size_ - position) end_of_region({site, here});
         const unsigned char* const bytes = data_ + position;
+        if (fetcher_ != nullptr) fetcher_->fetch(bytes, count);
         position += count;
         return bytes;
     }
@@ -110,6 +122,7 @@ private:
 
     const unsigned char* data_ = nullptr;
     std::uint32_t size_ = 0;
+    const byte_fetcher* fetcher_ = nullptr;
 };
 
 #define QV_READ_VALUE(type, name)                                                            \

@@ -119,8 +119,11 @@ struct metadata_parser::streams {
     std::optional<md_region> pdb;
 };
 
-metadata_parser::metadata_parser(std::uint64_t size, const unsigned char* data) {
-    const streams found = find_streams(make_block(size, data));
+metadata_parser::metadata_parser(std::uint64_t size, const unsigned char* data)
+    : metadata_parser(make_block(size, data)) {}
+
+metadata_parser::metadata_parser(const md_region& block) {
+    const streams found = find_streams(block);
     if (found.tables.size() == 0) throw_error("No #~ stream", constructor);
 
     unsigned char heap_sizes = 0;

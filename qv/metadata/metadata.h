@@ -26,6 +26,7 @@ struct pdb_header {
 class metadata_parser {
 public:
     metadata_parser(std::uint64_t size, const unsigned char* data);
+    explicit metadata_parser(const md_region& block);
 
     // NUL-terminated, inside the block.
     const char* version() const noexcept { return version_; }

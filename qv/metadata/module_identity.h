@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/guid.h"
+#include "qv/metadata/md_region.h"
 
 namespace qv::metadata {
 
@@ -14,6 +15,7 @@ struct module_identity {
 };
 
 // Reads it from the metadata block of an image. Throws what the metadata reader throws, also for an empty Module table.
+module_identity read_module_identity(const detail_metadata::md_region& metadata);
 module_identity read_module_identity(const std::vector<unsigned char>& metadata);
 
 }  // namespace qv::metadata

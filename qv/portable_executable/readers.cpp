@@ -207,7 +207,7 @@ const image_data_directories& get_data_directories(const image_optional_header& 
 
 template <class Stream>
 void read_image_com_data_directory(Stream& stream, const image_sections& sections,
-                                   const IMAGE_DATA_DIRECTORY& directory, std::vector<unsigned char>& metadata) {
+                                   const IMAGE_DATA_DIRECTORY& directory, read_metadata_mode mode, image_data& image) {
     static constexpr throw_site here{
         "void __cdecl qv::portable_executable::read_image_com_data_directory<" QV_STREAM ">(" QV_STREAM
         " &," QV_SECTIONS
@@ -228,10 +228,19 @@ void read_image_com_data_directory(Stream& stream, const image_sections& section
     const std::uint64_t metadata_offset = to_file_offset(sections, header.MetaData);
     if (metadata_offset == 0) throw_error("Can't get metadata virtual address", here);
 
-    stream.seek(static_cast<std::int64_t>(metadata_offset));
-    read_items(stream, header.MetaData.Size, metadata);
+    image.metadata_offset = metadata_offset;
+    image.metadata_size = header.MetaData.Size;
     std::uint32_t signature = 0;
-    std::memcpy(&signature, metadata.data(), sizeof signature);
+    stream.seek(static_cast<std::int64_t>(metadata_offset));
+    if (mode == read_metadata_mode::whole) {
+        read_items(stream, image.metadata_size, image.metadata);
+        std::memcpy(&signature, image.metadata.data(), sizeof signature);
+    } else {
+        // A block that the file does not hold fails as reading it does: where the file ends.
+        if (image.metadata_size > stream.remaining())
+            stream.seek(static_cast<std::int64_t>(metadata_offset + stream.remaining()));
+        stream.read(&signature, sizeof signature);
+    }
     if (signature != metadata_signature)
         throw_error("Invalid metadata signature", here, errtag_pe_cor_sec_signature{signature});
 }
@@ -286,7 +295,7 @@ void read_image_debug_data_directory(Stream& stream, const image_sections& secti
 }
 
 template <class Stream>
-void read_image_data(Stream& stream, image_data& image) {
+void read_image_data(Stream& stream, image_data& image, read_metadata_mode mode) {
     image_header header{};
     read_image_header(stream, header);
     IMAGE_FILE_HEADER file_header;
@@ -297,7 +306,7 @@ void read_image_data(Stream& stream, image_data& image) {
     read_items(stream, file_header.NumberOfSections, sections);
 
     const image_data_directories& directories = get_data_directories(optional_header);
-    read_image_com_data_directory(stream, sections, directories[com_directory], image.metadata);
+    read_image_com_data_directory(stream, sections, directories[com_directory], mode, image);
     read_image_debug_data_directory(stream, sections, directories[debug_directory], image.debug_entries);
 }
 
@@ -314,11 +323,11 @@ template void read_image_header(core_stream_adapter&, image_header&);
 template void read_image_file_header(core_stream_adapter&, const image_header&, IMAGE_FILE_HEADER&);
 template void read_image_optional_header(core_stream_adapter&, const IMAGE_FILE_HEADER&, image_optional_header&);
 template void read_image_com_data_directory(core_stream_adapter&, const image_sections&, const IMAGE_DATA_DIRECTORY&,
-                                            std::vector<unsigned char>&);
+                                            read_metadata_mode, image_data&);
 template void read_image_debug_data_directory(core_stream_adapter&, const image_sections&, const IMAGE_DATA_DIRECTORY&,
                                               std::vector<image_debug_entry>&);
 template bool read_image_debug_directory(core_stream_adapter&, const section_ranges&, const IMAGE_DEBUG_DIRECTORY&,
                                          std::uint64_t&, image_debug_entry&);
-template void read_image_data(core_stream_adapter&, image_data&);
+template void read_image_data(core_stream_adapter&, image_data&, read_metadata_mode);
 
 }  // namespace qv::portable_executable

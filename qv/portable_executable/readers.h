@@ -35,8 +35,13 @@ struct image_debug_entry {
     std::vector<unsigned char> data;  // empty when it has none, or when no section holds it
 };
 
+// How much of the metadata block that the CLI header names is wanted: all of it, or only where it lies.
+enum class read_metadata_mode { whole, place };
+
 struct image_data {
-    std::vector<unsigned char> metadata;           // the whole block that the CLI header names
+    std::vector<unsigned char> metadata;  // empty when only its place is wanted
+    std::uint64_t metadata_offset = 0;    // counted from the beginning of the image
+    std::uint32_t metadata_size = 0;
     std::vector<image_debug_entry> debug_entries;  // CodeView and embedded portable PDB, in directory order
 };
 
@@ -98,10 +103,10 @@ void read_image_optional_header(Stream& stream, const IMAGE_FILE_HEADER& file_he
 // The standard data directories of a 32-bit or 64-bit image; any other kind fails.
 const image_data_directories& get_data_directories(const image_optional_header& header);
 
-// CLI header and metadata; an image without them fails.
+// CLI header and metadata; an image without them fails, also one that ends before all of them.
 template <class Stream>
 void read_image_com_data_directory(Stream& stream, const image_sections& sections,
-                                   const IMAGE_DATA_DIRECTORY& directory, std::vector<unsigned char>& metadata);
+                                   const IMAGE_DATA_DIRECTORY& directory, read_metadata_mode mode, image_data& image);
 
 // Debug directory; an absent one has no entries, one that no section holds fails.
 template <class Stream>
@@ -117,7 +122,7 @@ bool read_image_debug_directory(Stream& stream, const section_ranges& sections, 
 
 // All of the above in order. After a failure `image` is filled as far as the reading got.
 template <class Stream>
-void read_image_data(Stream& stream, image_data& image);
+void read_image_data(Stream& stream, image_data& image, read_metadata_mode mode = read_metadata_mode::whole);
 
 // The same of a file, which is closed before this returns. Throws also what opening the file throws.
 image_data read_image_file(const boost::filesystem::path& path);

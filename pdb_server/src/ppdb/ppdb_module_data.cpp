@@ -125,14 +125,17 @@ void read_document_name(const metadata_parser& parser, md_stream<blob_heap> inde
 
 }  // namespace
 
-metadata_container::metadata_container(std::vector<unsigned char>&& bytes)
-    : bytes_(std::move(bytes)), parser_(bytes_.size(), bytes_.data()) {
+metadata_container::metadata_container(std::shared_ptr<const unsigned char> bytes, std::uint64_t size)
+    : bytes_(std::move(bytes)), parser_(size, bytes_.get()) {
     static constexpr throw_site here{
         "__cdecl qv::profiler::pdb_server::metadata_container::metadata_container(class std::vector<unsigned "
         "char,class std::allocator<unsigned char> > &&)",
         source};
     if (!parser_.pdb()) throw_error("Metadata doesn't containt PDB information", here);
 }
+
+metadata_container::metadata_container(std::vector<unsigned char>&& bytes)
+    : metadata_container(std::make_shared<const std::vector<unsigned char>>(std::move(bytes))) {}
 
 bool metadata_container::has_id(const GUID& guid, std::uint32_t stamp) const noexcept {
     const unsigned char* const id = parser_.pdb()->id.data();

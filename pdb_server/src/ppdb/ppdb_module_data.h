@@ -19,7 +19,8 @@ constexpr std::uint64_t max_document_name = 1u << 20;
 // through it.
 class metadata_container {
 public:
-    // Throws what the metadata reader throws, and for metadata without a "#Pdb" stream.
+    // Throw what the metadata reader throws, and for metadata without a "#Pdb" stream.
+    metadata_container(std::shared_ptr<const unsigned char> bytes, std::uint64_t size);
     explicit metadata_container(std::vector<unsigned char>&& bytes);
     metadata_container(const metadata_container&) = delete;
     metadata_container& operator=(const metadata_container&) = delete;
@@ -30,7 +31,10 @@ public:
     bool has_id(const GUID& guid, std::uint32_t stamp) const noexcept;
 
 private:
-    const std::vector<unsigned char> bytes_;
+    explicit metadata_container(const std::shared_ptr<const std::vector<unsigned char>>& bytes)
+        : metadata_container({bytes, bytes->data()}, bytes->size()) {}
+
+    const std::shared_ptr<const unsigned char> bytes_;
     const metadata::detail_metadata::metadata_parser parser_;
 };
 
