@@ -4,6 +4,7 @@
 // Embedded.dll, the same in one file, is added. Without a folder such files are made.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <string_view>
 
@@ -15,10 +16,14 @@ namespace {
 
 constexpr std::string_view files_option = "--files=";
 
+// Takes the option out of the arguments.
 boost::filesystem::path folder_of(int& count, char** arguments) {
-    if (count < 2 || !std::string_view(arguments[1]).starts_with(files_option)) return {};
-    const boost::filesystem::path folder = arguments[1] + files_option.size();
-    for (int i = 2; i < count; ++i) arguments[i - 1] = arguments[i];
+    char** const end = arguments + count;
+    char** const found = std::find_if(
+        arguments + 1, end, [](const char* argument) { return std::string_view(argument).starts_with(files_option); });
+    if (found == end) return {};
+    const boost::filesystem::path folder = *found + files_option.size();
+    std::copy(found + 1, end, found);
     --count;
     return folder;
 }
