@@ -8,8 +8,8 @@
 #include "diagnostics/exception_test_support.h"
 #include "pdb_server/src/pdb_processor_ppdb.h"
 #include "qv/portable_executable/readers.h"
-#include "tests/support/costly_files/costly_files.h"
 #include "tests/support/costly_files/allocations.h"
+#include "tests/support/costly_files/costly_files.h"
 #include "tests/support/files/test_files.h"
 
 namespace qv::profiler::pdb_server {

@@ -36,9 +36,8 @@ struct offset_of_point {
     std::uint32_t document = 0;
     std::uint32_t il_offset = 0;
 
-    point_columns<1>::row operator()(const sequence_point_record& record) noexcept {
-        return {il_offset += record.il_offset};
-    }
+    point_columns<1>::row hidden(std::uint32_t il_step) noexcept { return {il_offset += il_step}; }
+    point_columns<1>::row visible(const sequence_point_record& record) noexcept { return hidden(record.il_offset); }
 };
 
 struct range_of_point {
@@ -46,8 +45,8 @@ struct range_of_point {
     std::uint32_t start_line = 0;
     std::uint32_t start_column = 0;
 
-    point_columns<5>::row operator()(const sequence_point_record& record) noexcept {
-        if (record.hidden()) return {document, hidden_line, 0, hidden_line, 0};
+    point_columns<5>::row hidden(std::uint32_t) const noexcept { return {document, hidden_line, 0, hidden_line, 0}; }
+    point_columns<5>::row visible(const sequence_point_record& record) noexcept {
         start_line += record.start_line;
         start_column += record.start_column;
         return {document, start_line, start_column, start_line + record.lines, start_column + record.columns};

@@ -116,11 +116,12 @@ const unsigned char* read_short_records(const unsigned char* at, const unsigned 
         const auto number = [bytes](unsigned i) { return static_cast<std::uint32_t>(bytes >> 8 * i & 0xFF); };
         if (number(0) == 0) break;  // the record of a document
         if ((bytes & hidden) == 0) {
-            columns.set(index, sums({number(0), 0, 0, 0, 0}));
+            columns.set(index, sums.hidden(number(0)));
             at += 3;
         } else if ((bytes & longer) == 0) {
             const std::uint32_t width = number(1) == 0 ? number(2) : short_signed[number(2)];
-            columns.set(index, sums({number(0), number(1), width, short_signed[number(3)], short_signed[number(4)]}));
+            columns.set(index,
+                        sums.visible({number(0), number(1), width, short_signed[number(3)], short_signed[number(4)]}));
             at += 5;
         } else {
             break;
@@ -150,10 +151,10 @@ std::uint32_t read_short_records(std::span<const unsigned char> rest, Answer& an
 
 }  // namespace detail
 
-// Appends a row to `columns` for each sequence point of the method in blob order: what `answer` makes of its record.
-// The method is given by its row. `answer` has the member `document`, the row of the point's document, and is called
-// with each record; it is cheap to copy. A PDB without debug information for methods has no points. Throws what the
-// metadata reader throws.
+// Appends a row to `columns` for each sequence point of the method in blob order; the method is given by its row. What
+// the row holds is up to `answer`: it makes one of a record, answer.visible(record), and of a hidden point's IL offset,
+// answer.hidden(il_offset), and knows the row of the point's document by its member `document`. It is cheap to copy. A
+// PDB without debug information for methods has no points. Throws what the metadata reader throws.
 template <class Answer, class Columns>
 void read_sequence_points(const metadata::detail_metadata::metadata_parser& parser, std::uint32_t method_row,
                           Answer answer, Columns& columns) {
@@ -176,7 +177,7 @@ void read_sequence_points(const metadata::detail_metadata::metadata_parser& pars
         const auto next = detail::read_sequence_point(blob, state);
         state = next.state;
         answer.document = state.document;
-        columns.append(answer(next.record));
+        columns.append(next.record.hidden() ? answer.hidden(next.record.il_offset) : answer.visible(next.record));
     }
     columns.flush();
 }
