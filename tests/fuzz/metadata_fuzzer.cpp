@@ -7,7 +7,6 @@
 #include "qv/metadata/module_identity.h"
 #include "tests/fuzz/fuzz_target.h"
 #include "tests/fuzz/sample_pdb.h"
-#include "tests/support/costly_files/costly_files.h"
 
 namespace qv::fuzz {
 namespace {
@@ -69,28 +68,8 @@ outcome run(const unsigned char* data, std::size_t size) {
     });
 }
 
-void mend(bytes& input) {
-    put(input, 0, "BSJB");
-}
-
-std::vector<bytes> seeds() {
-    test::metadata_builder wide = test::image_metadata(sample_mvid, 3);
-    wide.heap_sizes(0x47);
-    wide.add_rows(0x02, 2).add_rows(0x0C, 2).add_rows(0x27, 1);
-    test::metadata_builder scopes;
-    scopes.wide_indexes({7, 26});
-    scopes.pdb({}, 0, {{0x06, 70'000}}).add_rows(0x32, 3).add_rows(0x36, 2).add_rows(0x37, 2);
-    test::portable_pdb_builder wide_pdb = sample_pdb();
-    wide_pdb.metadata().heap_sizes(7);
-    std::vector<bytes> result = {test::image_metadata(sample_mvid, 3).build(), wide.build(), scopes.build(),
-                                 sample_pdb().build(), wide_pdb.build()};
-    for (const auto& shape : test::portable_costly_shapes())
-        if (shape.name == "HiddenStreamNames") result.push_back(shape.make(200).pdb);
-    return result;
-}
-
 }  // namespace
 
-const fuzz_target target = {run, seeds, {"#~", "#-", "#Pdb", "#Strings", "#Blob", "#GUID", "#US"}, mend};
+const fuzz_target target = {run, metadata_seeds, metadata_words, mend_metadata};
 
 }  // namespace qv::fuzz

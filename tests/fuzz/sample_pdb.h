@@ -1,8 +1,10 @@
-// Portable PDBs and images that the seeds are made of.
+// Portable PDBs and images that the seeds are made of, and what the targets share that read metadata.
 #pragma once
 
+#include "tests/fuzz/fuzz_target.h"
 #include "tests/support/builders/pe_builder.h"
 #include "tests/support/builders/portable_pdb_builder.h"
+#include "tests/support/costly_files/costly_files.h"
 
 namespace qv::fuzz {
 
@@ -16,7 +18,8 @@ inline test::portable_pdb_builder sample_pdb() {
     builder.metadata().pdb(sample_pdb_guid, sample_stamp, {{0x00, 1}, {0x06, 4}});
     builder.document("/src/\xC3\xA4/a.cs", test::sha256, test::bytes(32, 7));
     builder.document("C:/b.cs", test::sha1, test::bytes(20, 8));
-    builder.document("c.cs");
+    const std::uint32_t folder = builder.metadata().blob("\xF0\x9F\x98\x80");
+    builder.document_with_name(test::byte_writer().u8('/').u8(0).packed(folder).packed(folder).data());
     builder.method(
         1, {0, 0, 0, 1, 10, 5, 4, 0, 0, 1, 1, 0x81, 0x8E, 0x82, 0x44, 0x77, 0xC0, 1, 0x11, 0x6B, 2, 0, 1, 2, 3});
     builder.method(2, {});
@@ -31,6 +34,28 @@ inline test::pe_builder sample_image(test::pe_kind kind) {
     builder.metadata(test::image_metadata(sample_mvid, 4).build());
     builder.codeview(sample_pdb_guid, sample_stamp, "C:\\x\\a.pdb").embedded(sample_pdb().build());
     return builder;
+}
+
+inline std::vector<bytes> metadata_seeds() {
+    test::metadata_builder wide = test::image_metadata(sample_mvid, 3);
+    wide.heap_sizes(0x47);
+    wide.add_rows(0x02, 2).add_rows(0x0C, 2).add_rows(0x27, 1);
+    test::metadata_builder scopes;
+    scopes.wide_indexes({7, 26});
+    scopes.pdb({}, 0, {{0x06, 70'000}}).add_rows(0x32, 3).add_rows(0x36, 2).add_rows(0x37, 2);
+    test::portable_pdb_builder wide_pdb = sample_pdb();
+    wide_pdb.metadata().heap_sizes(7);
+    std::vector<bytes> result = {test::image_metadata(sample_mvid, 3).build(), wide.build(), scopes.build(),
+                                 sample_pdb().build(), wide_pdb.build()};
+    for (const auto& shape : test::portable_costly_shapes())
+        if (shape.name == "HiddenStreamNames") result.push_back(shape.make(200).pdb);
+    return result;
+}
+
+inline const std::vector<std::string> metadata_words = {"#~", "#-", "#Pdb", "#Strings", "#Blob", "#GUID", "#US"};
+
+inline void mend_metadata(bytes& input) {
+    put(input, 0, "BSJB");
 }
 
 }  // namespace qv::fuzz

@@ -1,11 +1,8 @@
 #include "tests/support/builders/metadata_builder.h"
 
 namespace qv::test {
-namespace {
 
-// The columns of each table: a digit is a fixed column of so many bytes; s, g and b are indexes into the string, GUID
-// and blob heap; a capital letter is an index of the kind with its number in the alphabet, '[' being kind 26.
-const std::map<unsigned, std::string_view>& schemas() {
+const std::map<unsigned, std::string_view>& table_columns() {
     static const std::map<unsigned, std::string_view> all = {
         {0x00, "2sggg"},     {0x01, "Uss"},  {0x02, "4ssJgg"}, {0x04, "2sb"},       {0x06, "422sbG"}, {0x08, "22s"},
         {0x09, "BJ"},        {0x0A, "Osb"},  {0x0B, "2Kb"},    {0x0C, "LTb"},       {0x0D, "Mb"},     {0x0E, "2Nb"},
@@ -18,8 +15,6 @@ const std::map<unsigned, std::string_view>& schemas() {
     };
     return all;
 }
-
-}  // namespace
 
 std::uint32_t metadata_builder::string(std::string_view text) {
     const auto index = static_cast<std::uint32_t>(strings_.size());
@@ -92,7 +87,7 @@ unsigned metadata_builder::column_width(char column) const {
 }
 
 void metadata_builder::write_rows(byte_writer& out, unsigned table, const std::vector<row>& rows) const {
-    const std::string_view columns = schemas().at(table);
+    const std::string_view columns = table_columns().at(table);
     for (const row& values : rows)
         for (std::size_t i = 0; i < columns.size(); ++i)
             out.integer(i < values.size() ? values[i] : 0, column_width(columns[i]));

@@ -16,6 +16,10 @@
 
 namespace qv::test {
 
+// The columns of each table: a digit is a fixed column of so many bytes; s, g and b are indexes into the string, GUID
+// and blob heap; a capital letter is an index of the kind with its number in the alphabet, '[' being kind 26.
+const std::map<unsigned, std::string_view>& table_columns();
+
 class metadata_builder {
 public:
     // Rows of one table: each row is its column values in order. A row may be short; the rest is zero.
