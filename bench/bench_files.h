@@ -34,5 +34,6 @@ void write_embedded_module(const boost::filesystem::path& folder, const std::str
 void add_limits(const bench_files& files);
 void add_portable_pdb_benchmarks(const bench_files& files);
 void add_classic_pdb_benchmarks();
+void add_command_loop_benchmarks();
 
 }  // namespace qv::bench

@@ -47,6 +47,7 @@ int main(int count, char** arguments) {
     add_limits(files);
     add_portable_pdb_benchmarks(files);
     add_classic_pdb_benchmarks();
+    add_command_loop_benchmarks();
     benchmark::Initialize(&count, arguments);
     if (benchmark::ReportUnrecognizedArguments(count, arguments)) return 2;
     benchmark::RunSpecifiedBenchmarks();

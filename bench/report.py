@@ -17,6 +17,9 @@ ROWS = [
     ('classic PDB: open', 'classic_open', 'all methods', 'classic_all_methods'),
     ('classic PDB: open, first method', 'classic_first_method', 'all methods', 'classic_all_methods'),
     ('classic PDB: open, all methods', 'classic_all_methods', '', ''),
+    ('a request for the IL offsets of 3 points', 'command_loop/offsets', '', ''),
+    ('a request for the ranges of 3 points', 'command_loop/ranges', '', ''),
+    ('a request to unload', 'command_loop/unload', '', ''),
 ]
 
 # The curves of the plot: title, benchmark, what the sizes count.
