@@ -1,0 +1,114 @@
+#include <windows.h>
+// after <windows.h>
+#include <psapi.h>
+#include <tlhelp32.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <vector>
+
+#include "base/holders.h"
+#include "base/module_path.h"
+#include "bench/soak.h"
+#include "pdb_client/library/pipe_connection.h"
+#include "pdb_client/program/spawned_server.h"
+
+namespace qv::soak {
+namespace {
+
+using profiler::pdb_client::pipe_connection;
+using profiler::pdb_client::spawned_server;
+
+constexpr std::chrono::minutes patience{2};
+
+// The list of all handles of the system, as NtQuerySystemInformation gives it.
+struct handle_list {
+    static constexpr ULONG kind = 64;
+
+    struct entry {
+        void* object;
+        ULONG_PTR process;
+        ULONG_PTR handle;
+        ULONG access;
+        USHORT creator, type;
+        ULONG attributes, reserved;
+    };
+    ULONG_PTR count;
+    ULONG_PTR reserved;
+    entry entries[1];
+};
+
+using query_function = LONG(NTAPI*)(ULONG kind, void* information, ULONG size, ULONG* needed);
+
+// For systems that do not count the handles of a process, as Wine does not.
+std::uint64_t count_handles(DWORD process) {
+    const auto query = reinterpret_cast<query_function>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
+    std::vector<std::uint64_t> memory(1u << 14);
+    ULONG size = 0;
+    while (query(handle_list::kind, memory.data(), static_cast<ULONG>(memory.size() * 8), &size) < 0) {
+        if (memory.size() > 1u << 24) return 0;
+        memory.resize(2 * memory.size());
+    }
+    const auto& list = *reinterpret_cast<const handle_list*>(memory.data());
+    return static_cast<std::uint64_t>(std::count_if(list.entries, list.entries + list.count,
+                                                    [&](const auto& each) { return each.process == process; }));
+}
+
+class spawned : public server {
+public:
+    explicit spawned(const std::wstring& program) : server_(program, {}) {
+        server_.wait_until_ready(patience);
+        const handle_hld pipe(
+            valid_handle_or_null(CreateFileW((L"\\\\.\\pipe\\" + server_.pipe_id()).c_str(),
+                                             GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr)));
+        if (pipe && GetNamedPipeServerProcessId(pipe.get(), &id_))
+            process_.reset(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_VM_READ, FALSE, id_));
+        if (!process_) throw std::runtime_error("the server cannot be looked into");
+    }
+
+    std::unique_ptr<ICoreStream> connect() override {
+        const profiler::pdb_client::time_limits limits{patience, patience};
+        return std::make_unique<pipe_connection>(server_.pipe_id(), limits);
+    }
+
+    holdings now() const override {
+        DWORD handles = 0;
+        PROCESS_MEMORY_COUNTERS memory{};
+        if (!GetProcessHandleCount(process_.get(), &handles) ||
+            !GetProcessMemoryInfo(process_.get(), &memory, sizeof memory))
+            throw std::runtime_error("the server has no figures");
+        return {memory.PagefileUsage, handles != 0 ? handles : count_handles(id_), threads()};
+    }
+
+private:
+    std::uint64_t threads() const {
+        const handle_hld all(valid_handle_or_null(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0)));
+        PROCESSENTRY32W entry{};
+        entry.dwSize = sizeof entry;
+        for (BOOL more = Process32FirstW(all.get(), &entry); more; more = Process32NextW(all.get(), &entry))
+            if (entry.th32ProcessID == id_) return entry.cntThreads;
+        return 0;
+    }
+
+    spawned_server server_;
+    ULONG id_ = 0;
+    handle_hld process_;
+};
+
+}  // namespace
+
+std::unique_ptr<server> start_server(const std::wstring& program) {
+    const auto own = boost::filesystem::path(module_path(nullptr)).parent_path() / L"pdb_server.exe";
+    return std::make_unique<spawned>(program.empty() ? own.native() : program);
+}
+
+}  // namespace qv::soak
+
+extern "C" int wmain(int argc, wchar_t* argv[]);
+
+int wmain(int argc, wchar_t* argv[]) {
+    if (argc < 2) return 2;
+    return qv::soak::soak(std::chrono::seconds(std::stoul(argv[1])), argc > 2 ? argv[2] : L"soak.csv",
+                          argc > 3 ? argv[3] : L"");
+}
