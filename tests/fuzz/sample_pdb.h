@@ -45,8 +45,19 @@ inline std::vector<bytes> metadata_seeds() {
     scopes.pdb({}, 0, {{0x06, 70'000}}).add_rows(0x32, 3).add_rows(0x36, 2).add_rows(0x37, 2);
     test::portable_pdb_builder wide_pdb = sample_pdb();
     wide_pdb.metadata().heap_sizes(7);
-    std::vector<bytes> result = {test::image_metadata(sample_mvid, 3).build(), wide.build(), scopes.build(),
-                                 sample_pdb().build(), wide_pdb.build()};
+    // Long runs of what a decoder may read at once: visible points, hidden ones, and some on one line.
+    test::portable_pdb_builder many_points(sample_pdb_guid, sample_stamp);
+    bytes points = {0};
+    for (unsigned char i = 1; i < 60; ++i)
+        for (const int byte : {int{i}, 1, 2, 4, 7, 1, 0, 0, 1, 0, 9, 3, 0x7F})
+            points.push_back(static_cast<unsigned char>(byte));
+    many_points.method(1, points);
+    std::vector<bytes> result = {test::image_metadata(sample_mvid, 3).build(),
+                                 wide.build(),
+                                 scopes.build(),
+                                 sample_pdb().build(),
+                                 wide_pdb.build(),
+                                 many_points.build()};
     for (const auto& shape : test::portable_costly_shapes())
         if (shape.name == "HiddenStreamNames") result.push_back(shape.make(200).pdb);
     return result;
