@@ -18,8 +18,9 @@ inline test::portable_pdb_builder sample_pdb() {
     builder.metadata().pdb(sample_pdb_guid, sample_stamp, {{0x00, 1}, {0x06, 4}});
     builder.document("/src/\xC3\xA4/a.cs", test::sha256, test::bytes(32, 7));
     builder.document("C:/b.cs", test::sha1, test::bytes(20, 8));
-    const std::uint32_t folder = builder.metadata().blob("\xF0\x9F\x98\x80");
-    builder.document_with_name(test::byte_writer().u8('/').u8(0).packed(folder).packed(folder).data());
+    const std::uint32_t folder = builder.metadata().blob("\xED\x9F\xBF\xF0\x9F\x98\x80");
+    for (const unsigned separator : {0x2Fu, 0u})
+        builder.document_with_name(test::byte_writer().u8(separator).u8(0).packed(folder).packed(folder).data());
     builder.method(
         1, {0, 0, 0, 1, 10, 5, 4, 0, 0, 1, 1, 0x81, 0x8E, 0x82, 0x44, 0x77, 0xC0, 1, 0x11, 0x6B, 2, 0, 1, 2, 3});
     builder.method(2, {});
@@ -41,7 +42,7 @@ inline std::vector<bytes> metadata_seeds() {
     wide.heap_sizes(0x47);
     wide.add_rows(0x02, 2).add_rows(0x0C, 2).add_rows(0x27, 1);
     test::metadata_builder scopes;
-    scopes.wide_indexes({7, 26});
+    scopes.table_stream_name("#-").wide_indexes({7, 26});
     scopes.pdb({}, 0, {{0x06, 70'000}}).add_rows(0x32, 3).add_rows(0x36, 2).add_rows(0x37, 2);
     test::portable_pdb_builder wide_pdb = sample_pdb();
     wide_pdb.metadata().heap_sizes(7);
@@ -52,12 +53,13 @@ inline std::vector<bytes> metadata_seeds() {
         for (const int byte : {int{i}, 1, 2, 4, 7, 1, 0, 0, 1, 0, 9, 3, 0x7F})
             points.push_back(static_cast<unsigned char>(byte));
     many_points.method(1, points);
-    std::vector<bytes> result = {test::image_metadata(sample_mvid, 3).build(),
-                                 wide.build(),
-                                 scopes.build(),
-                                 sample_pdb().build(),
-                                 wide_pdb.build(),
-                                 many_points.build()};
+    test::portable_pdb_builder many_scopes(sample_pdb_guid, sample_stamp);
+    many_scopes.metadata().add_rows(0x35, 2048).wide_indexes({26});
+    many_scopes.source_link("{}");
+    std::vector<bytes> result;
+    for (const auto& block : {test::image_metadata(sample_mvid, 3), wide, scopes, sample_pdb().metadata(),
+                              wide_pdb.metadata(), many_points.metadata(), many_scopes.metadata()})
+        result.push_back(block.build());
     for (const auto& shape : test::portable_costly_shapes())
         if (shape.name == "HiddenStreamNames") result.push_back(shape.make(200).pdb);
     return result;
