@@ -32,8 +32,8 @@ constexpr throw_site here{
     "qv::portable_executable::unpack_metadata_pdb(const unsigned char *,const unsigned __int64)",
     "sharedCommon/Native/Shared/include/qv/portable_executable/metadata_pdb_unpacker"};
 
-// What comes out of the library at once: it stays in the processor's cache while the vector grows over it.
-constexpr std::uint64_t step = 256u << 10;
+// What comes out of the library at once. Whenever it is interrupted it copies its window of 32 KiB.
+constexpr std::uint64_t step = 1u << 20;
 
 // A raw deflate stream (RFC 1951), taken from memory.
 class inflater {
