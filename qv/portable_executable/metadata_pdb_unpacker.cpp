@@ -18,9 +18,9 @@ constexpr std::uint32_t packed_signature = 0x4244504D;  // "MPDB"
 
 constexpr const char* other_size = "Uncompressed buffer isn't the same as declared";
 
-// Compilers' portable PDBs shrink to a third or half when packed; room for four times the packed bytes takes them
-// without being moved, and costs nothing that the image does not have.
-constexpr std::uint64_t usual_expansion = 4;
+// Compilers' portable PDBs shrink to a half or third when packed, very large ones to a fifth; room for six times the
+// packed bytes takes them without being moved, and costs nothing that the image does not have.
+constexpr std::uint64_t usual_expansion = 6;
 
 // Deflate can pack a thousand bytes into one. No PDB has so little to say: beyond this expansion, and beyond a size
 // that is no burden, it is refused.
