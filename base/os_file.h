@@ -81,6 +81,10 @@ private:
     handle handle_ = closed;
 };
 
+// Whether this is the name of a file that `open` could read if its owner allows it; what cannot be found out counts as
+// no. Systems call a device a regular file until it is opened, and a PDB may well be recorded as "NUL".
+bool is_file(const boost::filesystem::path& path);
+
 // Gives a file another name in the same directory in one step: nobody sees anything in between. Where `to` exists, it
 // is either replaced as a whole or kept and false returned.
 bool rename_file(const boost::filesystem::path& from, const boost::filesystem::path& to);

@@ -123,6 +123,11 @@ boost::filesystem::path os_file::final_path(const boost::filesystem::path& given
     return failure ? given : path;
 }
 
+bool is_file(const boost::filesystem::path& path) {
+    boost::system::error_code ignored;
+    return boost::filesystem::is_regular_file(path, ignored);
+}
+
 bool rename_file(const boost::filesystem::path& from, const boost::filesystem::path& to) {
     return std::rename(from.c_str(), to.c_str()) == 0;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <boost/algorithm/string/predicate.hpp>
+#include <boost/filesystem/operations.hpp>
 #include <locale>
 #include <string>
 
@@ -177,6 +178,12 @@ boost::filesystem::path os_file::final_path(const boost::filesystem::path& given
     // Some file systems know no final path: the absolute one is the next best.
     const auto full = full_path_of(given);
     return full.empty() ? given : boost::filesystem::path(full);
+}
+
+bool is_file(const boost::filesystem::path& path) {
+    boost::system::error_code ignored;
+    return boost::filesystem::is_regular_file(text::to_system_path(path), ignored) &&
+           os_file().open(path, os_file::mode::read) != ERROR_NOT_SUPPORTED;
 }
 
 bool rename_file(const boost::filesystem::path& from, const boost::filesystem::path& to) {

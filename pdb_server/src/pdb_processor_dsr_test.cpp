@@ -275,6 +275,7 @@ TEST_F(Dsr, EveryFailingCallHasItsTextAndLeavesNothing) {
         {"OpenScope", E_FAIL, "Can't open metadata scope"},
         {"GetReaderForFile2", S_FALSE, "Null interface pointer"},
         {"GetMethod", S_FALSE, "Null interface pointer"},
+        {"GetMethod", static_cast<HRESULT>(0x806D0004), "Can't get sequence point count"},
         {"GetSequencePointCount", E_FAIL, "Can't get sequence point count"},
         {"GetSequencePoints", E_FAIL, "Can't get sequence point count"},
         {"GetURL size", E_FAIL, "Can't get document url"},

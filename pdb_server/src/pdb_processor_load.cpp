@@ -1,8 +1,8 @@
 // Module loading: from an image path and an MVID to registered symbol data.
 #include <algorithm>
-#include <boost/filesystem/operations.hpp>
 
 #include "base/exception.h"
+#include "base/os_file.h"
 #include "diagnostics/log.h"
 #include "pdb_server/src/image_identity.h"
 #include "pdb_server/src/pdb_processor.h"
@@ -41,8 +41,7 @@ void log_outcome(const char* outcome, const GUID& mvid) {
 
 // True when the file is a managed image of this build; `image` then holds what leads to its symbols.
 bool image_has_mvid(const boost::filesystem::path& path, const GUID& mvid, portable_executable::image_data& image) {
-    boost::system::error_code ignored;
-    if (!boost::filesystem::is_regular_file(text::to_system_path(path), ignored)) return false;
+    if (!is_file(path)) return false;
     return read_image_mvid(path, image) == mvid;
 }
 

@@ -1,11 +1,11 @@
 #include "pdb_server/src/pdb_processor_ppdb.h"
 
-#include <boost/filesystem/operations.hpp>
 #include <cstring>
 #include <optional>
 #include <utility>
 
 #include "base/exception.h"
+#include "base/os_file.h"
 #include "base/work_counter.h"
 #include "common/symbol_search.h"
 #include "core/stream/FileNativeStream.h"
@@ -47,8 +47,7 @@ struct file_content {
 // by one call into fresh memory and not mapped: builds replace it while the server runs, and the pages of a mapping
 // whose share goes away would end the process.
 std::optional<file_content> read_metadata_file(const boost::filesystem::path& path) {
-    boost::system::error_code error;
-    if (!boost::filesystem::is_regular_file(text::to_system_path(path), error)) return {};
+    if (!is_file(path)) return {};
     FileNativeStream file;
     file.Open(path);
     const std::uint64_t size = file.GetSize();
@@ -65,11 +64,6 @@ std::optional<file_content> read_metadata_file(const boost::filesystem::path& pa
 
 std::shared_ptr<module_data> make_module_data(const GUID& mvid, std::unique_ptr<const metadata_container> container) {
     return std::make_shared<ppdb_module_data>(mvid, std::move(container));
-}
-
-bool is_file(const boost::filesystem::path& path) {
-    boost::system::error_code ignored;
-    return boost::filesystem::is_regular_file(text::to_system_path(path), ignored);
 }
 
 symbol_file_id id_of(const metadata_container& container) {

@@ -77,6 +77,7 @@ TEST_F(TryLoadModule, FirstEmbeddedPdbWins) {
 TEST_F(TryLoadModule, FirstCandidateThatBelongsToTheImageWins) {
     const std::vector<path> files = {folder_.path() / "absent.pdb",
                                      folder_.path(),
+                                     folder_.path() / "NUL",
                                      file("short", {'B', 'S', 'J', 'B'}),
                                      file("other", bytes(100, 'x')),
                                      file("other_guid", pdb(1, mvid)),
@@ -86,7 +87,7 @@ TEST_F(TryLoadModule, FirstCandidateThatBelongsToTheImageWins) {
     EXPECT_EQ(load(with_codeview(), {files.begin(), files.end() - 2}), 0u);
     EXPECT_EQ(load(with_codeview(), files), 3u);
     EXPECT_THAT(asked_, ElementsAre(L"C:\\x\\a.pdb", L"C:\\x\\a.pdb"));
-    EXPECT_EQ(offered_, 6u + 7u);
+    EXPECT_EQ(offered_, 7u + 8u);
 }
 
 TEST_F(TryLoadModule, MalformedPdbsFail) {

@@ -54,7 +54,8 @@ protected:
 TEST_F(PdbProcessor, TakesImagesOfTheBuildThatIsAskedFor) {
     processor.init(0, {});
     const path broken = directory.write("broken.dll", "MZ");
-    for (const path& image : {fixture("Embedded.dll"), directory.path() / "missing.dll", directory.path()})
+    const path device = directory.path() / "NUL";  // so Windows takes it, in whatever directory
+    for (const path& image : {fixture("Embedded.dll"), directory.path() / "missing.dll", directory.path(), device})
         EXPECT_EQ(load(image, standalone), "Invalid MVID for the absolute module path is detected");
     EXPECT_EQ(load(broken, standalone), test::message_of([&] { mvid_of(broken); }));
 }

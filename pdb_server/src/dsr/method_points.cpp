@@ -30,11 +30,19 @@ void check(HRESULT result, ULONG32 given, ULONG32 most, const char* message, con
     check(SUCCEEDED(result) && given > most ? invalid_data : result, message, where);
 }
 
-// Any failure means that the reader has nothing on the method.
+// The reader could not look: there may well be something.
+bool could_not_read(HRESULT result) {
+    constexpr auto pdb_file_system = static_cast<HRESULT>(0x806D0004);
+    return result == E_OUTOFMEMORY || result == pdb_file_system;
+}
+
+// Any other failure means that the reader has nothing on the method: readers differ in how they say so.
 std::optional<com_hld<com::ISymUnmanagedMethod>> find_method(const com_hld<com::ISymUnmanagedReader>& reader,
-                                                             std::uint32_t token) {
+                                                             std::uint32_t token, const throw_location& where) {
     com_hld<com::ISymUnmanagedMethod> method;
-    if (FAILED(reader->GetMethod(token, method.put()))) return {};
+    const HRESULT result = reader->GetMethod(token, method.put());
+    if (could_not_read(result)) throw_hresult_error(no_points, result, where);
+    if (FAILED(result)) return {};
     return method;
 }
 
@@ -63,7 +71,7 @@ std::vector<ULONG32> read_point_offsets(const com_hld<com::ISymUnmanagedReader>&
         "qv::profiler::pdb_server::read_point_offsets(const class qv::com_hld<struct qv::com::ISymUnmanagedReader> "
         "&,unsigned int)",
         source};
-    const auto method = find_method(reader, token);
+    const auto method = find_method(reader, token, here);
     if (!method) return {};
     std::vector<ULONG32> offsets(read_count(*method));
     if (offsets.empty()) return offsets;
@@ -80,7 +88,7 @@ method_points read_points(const com_hld<com::ISymUnmanagedReader>& reader, std::
         "struct qv::profiler::pdb_server::method_points __cdecl qv::profiler::pdb_server::read_points(const class "
         "qv::com_hld<struct qv::com::ISymUnmanagedReader> &,unsigned int)",
         source};
-    const auto method = find_method(reader, token);
+    const auto method = find_method(reader, token, here);
     method_points points;
     const ULONG32 count = method ? read_count(*method) : 0;
     if (count == 0) return points;

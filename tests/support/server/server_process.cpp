@@ -99,13 +99,13 @@ server_process::resources server_process::holdings() const {
     return result;
 }
 
-raw_client::raw_client(const std::wstring& pipe_id) {
+raw_client::raw_client(const std::wstring& pipe_id, unsigned most_tries) {
     const std::wstring name = L"\\\\.\\pipe\\" + pipe_id;
-    for (DWORD tries = 0; !pipe_; ++tries) {
+    for (unsigned tries = 0; !pipe_; ++tries) {
         pipe_.reset(valid_handle_or_null(
             CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr)));
         const DWORD error = GetLastError();
-        check(pipe_ || ((error == ERROR_PIPE_BUSY || error == ERROR_FILE_NOT_FOUND) && tries < 6000), "connecting");
+        check(pipe_ || ((error == ERROR_PIPE_BUSY || error == ERROR_FILE_NOT_FOUND) && tries < most_tries), "connecting");
         if (!pipe_) Sleep(10);
     }
 }

@@ -65,8 +65,8 @@ private:
 // One client connection, bytes in and out.
 class raw_client {
 public:
-    // Connects, waiting for the server and a free instance as long as it takes within reason.
-    explicit raw_client(const std::wstring& pipe_id);
+    // Connects, waiting for the server and a free instance as long as it takes within reason: 10 ms a try.
+    explicit raw_client(const std::wstring& pipe_id, unsigned most_tries = 6000);
 
     void send(const bytes& request);
 

@@ -1,0 +1,282 @@
+// Every call of the system that the server makes fails once, in a server of this process.
+#include <objbase.h>
+#include <process.h>
+
+#include <algorithm>
+#include <atomic>
+#include <memory>
+#include <set>
+#include <thread>
+
+#include "bench/faults/scenario.h"
+#include "core/stream/MemoryStreams.h"
+#include "diagnostics/log.h"
+#include "pdb_server/src/command_processor.h"
+#include "pdb_server/src/pipe_manager.h"
+#include "tests/support/calls/replaced_import.h"
+
+namespace qv::bench {
+namespace {
+
+using namespace testing;
+
+// Calls of the client are the test's own.
+thread_local bool is_spared = false;
+
+// The turn of the call that fails; 0 once it has.
+std::atomic<int> calls_left{0};
+
+bool fails_now() {
+    if (is_spared) return false;
+    int left = calls_left;
+    while (left > 0 && !calls_left.compare_exchange_weak(left, left - 1)) {
+    }
+    return left == 1;
+}
+
+// What a failing call leaves undone: nothing was begun, or what was begun is over and failed.
+enum class moment { before, after };
+
+template <int Number, moment When, class Signature>
+class call;
+
+template <int Number, moment When, class Result, class... Arguments>
+class call<Number, When, Result(Arguments...)> {
+public:
+    static std::unique_ptr<test::replaced_import> replace(const char* name, Result failure) {
+        failure_ = failure;
+        auto import = std::make_unique<test::replaced_import>(name, reinterpret_cast<void*>(&instead));
+        original_ = import->original();
+        return import;
+    }
+
+private:
+    static Result WINAPI instead(Arguments... arguments) {
+        const auto really = [&] {
+            return reinterpret_cast<Result(WINAPI*)(Arguments...)>(original_.load())(arguments...);
+        };
+        if (!fails_now()) return really();
+        if (When == moment::after) really();
+        SetLastError(ERROR_NO_SYSTEM_RESOURCES);
+        return failure_;
+    }
+
+    static inline std::atomic<void*> original_;
+    static inline Result failure_;
+};
+
+struct system_call {
+    const char* name;
+    std::function<std::unique_ptr<test::replaced_import>()> replace;
+    int turns;                    // beyond these the calls are the same again
+    std::set<std::string> texts;  // what the failure may be called; besides, it may look like a lost client
+};
+
+template <class Signature>
+struct result_of;
+
+template <class Result, class... Arguments>
+struct result_of<Result(Arguments...)> {
+    using type = Result;
+};
+
+template <int Number, class Signature, moment When = moment::before>
+system_call failing(const char* name, int turns, std::set<std::string> texts,
+                    typename result_of<Signature>::type failure = {}) {
+    return {name, [=] { return call<Number, When, Signature>::replace(name, failure); }, turns, std::move(texts)};
+}
+
+std::vector<system_call> system_calls() {
+    return {
+        failing<0, decltype(CreateEventW)>("CreateEventW", 6, {"Can't create event", "Can't create pipe"}, nullptr),
+        failing<1, decltype(CreateNamedPipeW)>("CreateNamedPipeW", 3, {"Can't create pipe"}, INVALID_HANDLE_VALUE),
+        failing<2, decltype(ConnectNamedPipe)>("ConnectNamedPipe", 6, {}),
+        failing<3, decltype(GetOverlappedResult), moment::after>("GetOverlappedResult", 12, {}),
+        failing<4, decltype(PeekNamedPipe)>("PeekNamedPipe", 6, {}),
+        failing<5, decltype(ReadFile)>("ReadFile", 24, {"Can't read file"}),
+        failing<6, decltype(WriteFile)>("WriteFile", 8, {}),
+        failing<7, decltype(FlushFileBuffers)>("FlushFileBuffers", 2, {}),
+        failing<8, decltype(DisconnectNamedPipe)>("DisconnectNamedPipe", 2, {}),
+        failing<9, decltype(CreateFileW)>("CreateFileW", 8, {"Can't open file"}, INVALID_HANDLE_VALUE),
+        failing<10, decltype(GetFileSizeEx)>("GetFileSizeEx", 8, {"Can't get file size"}),
+        failing<11, decltype(GetFileType)>("GetFileType", 6,
+                                           {"Can't open file", "Invalid MVID for the absolute module path is detected"},
+                                           FILE_TYPE_UNKNOWN),
+        failing<12, decltype(WaitForMultipleObjects)>("WaitForMultipleObjects", 6, {}, WAIT_FAILED),
+        failing<13, decltype(OpenThread)>("OpenThread", 2, {}, nullptr),
+        failing<14, decltype(RegisterWaitForSingleObject)>("RegisterWaitForSingleObject", 2, {}),
+        failing<15, decltype(CoInitializeEx)>("CoInitializeEx", 3, {"Can't initialize COM"}, E_OUTOFMEMORY),
+        failing<16, decltype(CoCreateInstance)>(
+            "CoCreateInstance", 2, {"Can't create symbol binder", "Can't create metadata dispenser"}, E_OUTOFMEMORY),
+        failing<17, decltype(_beginthreadex)>("_beginthreadex", 4, {"Can't create thread"}),
+        failing<18, decltype(GetEnvironmentVariableW)>("GetEnvironmentVariableW", 3,
+                                                       {"Failed to get environment variable"}),
+        failing<19, decltype(AllocateAndInitializeSid)>(
+            "AllocateAndInitializeSid", 7,
+            {"Can't create BUILTIN_ADMINISTRATORS group SID", "Can't create LOCAL_SYSTEM user SID",
+             "Can't create ANONYMOUS group SID", "Can't create ALL_APP_PACKAGES group SID",
+             "Can't create EVERYONE group SID", "Can't create CREATOR_OWNER user SID",
+             "Can't create LOW_MANDATORY_LEVEL group SID"}),
+        failing<20, decltype(LocalAlloc)>(
+            "LocalAlloc", 3,
+            {"Can't alloc DACL buffer", "Can't alloc SACL buffer", "Can't allocate security descriptor"}, nullptr),
+        failing<21, decltype(InitializeSecurityDescriptor)>("InitializeSecurityDescriptor", 1,
+                                                            {"Can't initialize security descriptor"}),
+        failing<22, decltype(AddAccessAllowedAce)>(
+            "AddAccessAllowedAce", 6,
+            {"Can't add BUILTIN_ADMINISTRATORS in DACL", "Can't add LOCAL_SYSTEM in DACL",
+             "Can't add CREATOR_OWNER in DACL", "Can't add EVERYONE in DACL", "Can't add ANONYMOUS in DACL",
+             "Can't add ALL_APP_PACKAGES in DACL"}),
+        failing<23, decltype(AddMandatoryAce)>("AddMandatoryAce", 1, {"Can't add LOW_MANDATORY_LEVEL to SACL"})};
+}
+
+// The manager and its workers on threads of this process.
+class own_server {
+public:
+    explicit own_server(const std::wstring& name) {
+        profiler::pdb_server::pipe_manager_params params;
+        params.pipe_name = name;
+        params.stop = [this] { return stop_.load(); };
+        params.process_commands = [](const auto& stopping, const auto& wait, auto* reader, auto* writer) {
+            profiler::pdb_server::process_commands(stopping, wait, reader, writer);
+        };
+        thread_ = std::thread([this, params] {
+            try {
+                run_pipes(params, [] {});
+            } catch (const std::exception& error) {
+                failure_ = error.what();
+            }
+            over_ = true;
+        });
+    }
+    ~own_server() { stop(); }
+    own_server(const own_server&) = delete;
+    own_server& operator=(const own_server&) = delete;
+
+    void stop() {
+        stop_ = true;
+        if (thread_.joinable()) thread_.join();
+    }
+    // Also where it could not even begin.
+    bool is_over() const { return over_; }
+    // After the stop.
+    const std::string& failure() const { return failure_; }
+
+private:
+    std::atomic<bool> stop_{false}, over_{false};
+    std::string failure_;
+    std::thread thread_;
+};
+
+// The payload's length, of which one byte has been read.
+std::size_t rest_of(bytes& head, raw_client& client) {
+    if (head[1] < 0x80) return head[1];
+    head = head + client.receive(1);
+    return std::size_t{head[1] & 0x3Fu} << 8 | head.back();
+}
+
+std::string error_text(const bytes& payload) {
+    MemoryBlockStream stream(payload);
+    stream.ReadPacked();
+    return stream.ReadText();
+}
+
+// Right answers, an error text in place of one, or the end of the connection: what a client may meet. Returns the text.
+std::string converse(const std::wstring& name) {
+    raw_client client(name, 100);
+    for (const exchange& step : whole_conversation()) {
+        client.send(step.request);
+        bytes head = client.receive(2);
+        if (head.size() < 2) return {};
+        const bytes rest = client.receive(head[0] == 0xD1 ? 2 : rest_of(head, client));
+        if (head + rest == step.answer) continue;
+        if (rest.empty()) return {};
+        promise(head[0] == step.answer[0], "an answer to the question");
+        const std::string text = error_text(rest);
+        promise(!text.empty(), "the right answer, an error, or the end");
+        return text;  // what follows is about a module that may not be there
+    }
+    return {};
+}
+
+void expect_right_answers(const std::wstring& name) {
+    raw_client client(name, 300);
+    promise(client.wrong_answers(whole_conversation()) == 0, "right answers for the next client");
+}
+
+DWORD handles() {
+    DWORD count = 0;
+    GetProcessHandleCount(GetCurrentProcess(), &count);
+    return count;
+}
+
+std::string first_part(const std::string& failure) {
+    return failure.substr(0, failure.find(" ("));
+}
+
+// One server, one failing call. False where it has no call of this number.
+bool fail_once(const std::wstring& name, int turn, std::set<std::string>& texts) {
+    calls_left = turn;
+    own_server server(name);
+    bool failed = false;
+    try {
+        if (const std::string text = converse(name); !text.empty()) texts.insert(first_part(text));
+    } catch (const broken_promise&) {
+        throw;
+    } catch (const std::exception&) {
+        // It found no listener, or its listener went as it came.
+    }
+    failed = calls_left.exchange(0) == 0;
+    if (!server.is_over()) expect_right_answers(name);
+    server.stop();
+    if (!server.failure().empty()) texts.insert(server.failure());
+    return failed;
+}
+
+std::string system_calls_fail(const circumstances& now) {
+    is_spared = true;
+    const auto begin = clock::now();
+    const temporary_directory folder;
+    const auto log = folder.path() / "log.txt";
+    log::Logger::instance().open(log);
+    unsigned number = 0, failures = 0;
+    std::string text;
+    for (const system_call& each : system_calls()) {
+        std::set<std::string> texts;
+        int turn = 0;
+        const std::size_t told = read_file(log).size();
+        const auto name = [&] {
+            return L"faults_" + std::to_wstring(GetCurrentProcessId()) + std::to_wstring(++number);
+        };
+        const auto import = each.replace();
+        fail_once(name(), 0, texts);  // what is made once is made
+        const DWORD before = handles();
+        try {
+            while (turn < each.turns && (turn == 0 || clock::now() - begin < now.time) &&
+                   fail_once(name(), turn + 1, texts))
+                ++turn;
+        } catch (const broken_promise& broken) {
+            throw broken_promise(std::string(each.name) + ", call " + std::to_string(turn + 1) + ": " + broken.what());
+        }
+        const DWORD kept = handles() - std::min(handles(), before);
+        promise(kept <= static_cast<DWORD>(turn) / 2 + 4, std::string(each.name) + " keeps " + std::to_string(kept));
+        for (const std::string& failure : errors_in(read_file(log).substr(told))) texts.insert(first_part(failure));
+        text += "\n      " + std::string(each.name) + ", " + std::to_string(turn) + " times:";
+        for (const std::string& one : texts) {
+            promise(each.texts.contains(one) || is_of_a_lost_client(one), std::string(each.name) + " told as: " + one);
+            text += "\n        " + one;
+        }
+        failures += static_cast<unsigned>(turn);
+    }
+    log::Logger::instance().close();
+    return std::to_string(failures) + " failing calls of " + std::to_string(system_calls().size()) +
+           " functions; what client and log are told:" + text;
+}
+
+}  // namespace
+
+std::vector<scenario> system_call_scenarios() {
+    return {{"system_calls", system_calls_fail}};
+}
+
+}  // namespace qv::bench
