@@ -105,7 +105,8 @@ raw_client::raw_client(const std::wstring& pipe_id, unsigned most_tries) {
         pipe_.reset(valid_handle_or_null(
             CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr)));
         const DWORD error = GetLastError();
-        check(pipe_ || ((error == ERROR_PIPE_BUSY || error == ERROR_FILE_NOT_FOUND) && tries < most_tries), "connecting");
+        check(pipe_ || ((error == ERROR_PIPE_BUSY || error == ERROR_FILE_NOT_FOUND) && tries < most_tries),
+              "connecting");
         if (!pipe_) Sleep(10);
     }
 }
