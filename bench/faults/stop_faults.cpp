@@ -48,7 +48,14 @@ bytes packed(std::uint32_t value) {
 // What one run's clients have come to know.
 class crowd {
 public:
-    explicit crowd(const std::wstring& pipe_id) : pipe_id_(pipe_id) {}
+    explicit crowd(server_process& server) : server_(server), pipe_id_(server.pipe_id()) {}
+    ~crowd() {
+        server_.request_stop();
+        server_.exit_code();
+        wait();
+    }
+    crowd(const crowd&) = delete;
+    crowd& operator=(const crowd&) = delete;
 
     void ask() {
         join([this] {
@@ -134,6 +141,7 @@ private:
         answered_.insert(id);
     }
 
+    server_process& server_;
     const std::wstring pipe_id_;
     std::atomic<std::uint32_t> last_id_{first_id};
     std::atomic<bool> over_{false};
@@ -164,7 +172,7 @@ struct outcome {
 outcome stop_once(int turn, DWORD delay) {
     const bool rude = turn % 4 == 0, by_control_c = turn % 8 == 1;
     server_process server(server_process::settings{.log_mask = 1, .own_console = by_control_c});
-    crowd clients(server.pipe_id());
+    crowd clients(server);
     for (int i = 0; i < 3; ++i) clients.ask();
     clients.come_and_go();
     clients.only_send({});

@@ -97,7 +97,9 @@ std::vector<system_call> system_calls() {
         failing<6, decltype(WriteFile)>("WriteFile", 8, {}),
         failing<7, decltype(FlushFileBuffers)>("FlushFileBuffers", 2, {}),
         failing<8, decltype(DisconnectNamedPipe)>("DisconnectNamedPipe", 2, {}),
-        failing<9, decltype(CreateFileW)>("CreateFileW", 8, {"Can't open file"}, INVALID_HANDLE_VALUE),
+        failing<9, decltype(CreateFileW)>("CreateFileW", 8,
+                                          {"Can't open file", "Invalid MVID for the absolute module path is detected"},
+                                          INVALID_HANDLE_VALUE),
         failing<10, decltype(GetFileSizeEx)>("GetFileSizeEx", 8, {"Can't get file size"}),
         failing<11, decltype(GetFileType)>("GetFileType", 6,
                                            {"Can't open file", "Invalid MVID for the absolute module path is detected"},
@@ -193,9 +195,12 @@ std::string converse(const std::wstring& name) {
         if (rest.empty()) return {};
         promise(head[0] == step.answer[0], "an answer to the question");
         const std::string text = error_text(rest);
-        promise(!text.empty(), "the right answer, an error, or the end");
+        // A PDB whose place cannot be looked at is passed over: the load says that there are no symbols.
+        const bool has_no_symbols = head[0] == 0x30 && rest.back() == 0;
+        promise(!text.empty() || has_no_symbols, "the right answer, an error, or the end");
         return text;  // what follows is about a module that may not be there
     }
+    client.receive(1);  // waits for the server to hang up, so that its last calls are made
     return {};
 }
 
