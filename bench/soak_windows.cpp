@@ -3,15 +3,14 @@
 #include <psapi.h>
 #include <tlhelp32.h>
 
-#include <algorithm>
 #include <stdexcept>
-#include <vector>
 
 #include "base/holders.h"
 #include "base/module_path.h"
 #include "bench/soak.h"
 #include "pdb_client/library/pipe_connection.h"
 #include "pdb_client/program/spawned_server.h"
+#include "tests/support/server/handle_count.h"
 
 namespace qv::soak {
 namespace {
@@ -20,40 +19,6 @@ using profiler::pdb_client::pipe_connection;
 using profiler::pdb_client::spawned_server;
 
 constexpr std::chrono::minutes patience{2};
-
-// The list of all handles of the system, as NtQuerySystemInformation gives it.
-struct handle_list {
-    static constexpr ULONG kind = 64;
-
-    struct entry {
-        void* object;
-        ULONG_PTR process;
-        ULONG_PTR handle;
-        ULONG access;
-        USHORT creator, type;
-        ULONG attributes, reserved;
-    };
-    ULONG_PTR count;
-    ULONG_PTR reserved;
-    entry entries[1];
-};
-
-using query_function = LONG(NTAPI*)(ULONG kind, void* information, ULONG size, ULONG* needed);
-
-// For systems that do not count the handles of a process, as Wine does not.
-std::uint64_t count_handles(DWORD process) {
-    const auto query = reinterpret_cast<query_function>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
-    std::vector<std::uint64_t> memory(1u << 14);
-    ULONG size = 0;
-    while (query(handle_list::kind, memory.data(), static_cast<ULONG>(memory.size() * 8), &size) < 0) {
-        if (memory.size() > 1u << 24) return 0;
-        memory.resize(2 * memory.size());
-    }
-    const auto& list = *reinterpret_cast<const handle_list*>(memory.data());
-    return static_cast<std::uint64_t>(std::count_if(list.entries, list.entries + list.count,
-                                                    [&](const auto& each) { return each.process == process; }));
-}
 
 class spawned : public server {
 public:
@@ -73,12 +38,10 @@ public:
     }
 
     holdings now() const override {
-        DWORD handles = 0;
         PROCESS_MEMORY_COUNTERS memory{};
-        if (!GetProcessHandleCount(process_.get(), &handles) ||
-            !GetProcessMemoryInfo(process_.get(), &memory, sizeof memory))
+        if (!GetProcessMemoryInfo(process_.get(), &memory, sizeof memory))
             throw std::runtime_error("the server has no figures");
-        return {memory.PagefileUsage, handles != 0 ? handles : count_handles(id_), threads()};
+        return {memory.PagefileUsage, test::count_handles(id_), threads()};
     }
 
 private:

@@ -49,7 +49,7 @@ void watched_server::wait_until_settled() const {
 void watched_server::expect_as_before() {
     promise(served_client(server_).wrong_answers(every_command()) == 0, "every command answered afterwards");
     wait_until_settled();
-    const DWORD now = server_.holdings().handles;
+    const std::size_t now = server_.holdings().handles;
     promise(now < handles_ + handles_in_flight,
             "no handles kept: " + std::to_string(handles_) + " before, " + std::to_string(now) + " now");
 }

@@ -63,7 +63,7 @@ private:
 
     testing::server_process server_;
     testing::raw_client observer_;
-    DWORD handles_;
+    std::size_t handles_ = 0;
 };
 
 // The failures that the log tells of as errors.

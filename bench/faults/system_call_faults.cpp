@@ -14,6 +14,7 @@
 #include "pdb_server/src/command_processor.h"
 #include "pdb_server/src/pipe_manager.h"
 #include "tests/support/calls/replaced_import.h"
+#include "tests/support/server/handle_count.h"
 
 namespace qv::bench {
 namespace {
@@ -209,10 +210,8 @@ void expect_right_answers(const std::wstring& name) {
     promise(client.wrong_answers(whole_conversation()) == 0, "right answers for the next client");
 }
 
-DWORD handles() {
-    DWORD count = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &count);
-    return count;
+std::size_t handles() {
+    return test::count_handles(GetCurrentProcessId());
 }
 
 std::string first_part(const std::string& failure) {
@@ -255,7 +254,7 @@ std::string system_calls_fail(const circumstances& now) {
         };
         const auto import = each.replace();
         fail_once(name(), 0, texts);  // what is made once is made
-        const DWORD before = handles();
+        const std::size_t before = handles();
         try {
             while (turn < each.turns && (turn == 0 || clock::now() - begin < now.time) &&
                    fail_once(name(), turn + 1, texts))
@@ -263,8 +262,9 @@ std::string system_calls_fail(const circumstances& now) {
         } catch (const broken_promise& broken) {
             throw broken_promise(std::string(each.name) + ", call " + std::to_string(turn + 1) + ": " + broken.what());
         }
-        const DWORD kept = handles() - std::min(handles(), before);
-        promise(kept <= static_cast<DWORD>(turn) / 2 + 4, std::string(each.name) + " keeps " + std::to_string(kept));
+        const std::size_t kept = handles() - std::min(handles(), before);
+        promise(kept <= static_cast<std::size_t>(turn) / 2 + 4,
+                std::string(each.name) + " keeps " + std::to_string(kept));
         for (const std::string& failure : errors_in(read_file(log).substr(told))) texts.insert(first_part(failure));
         text += "\n      " + std::string(each.name) + ", " + std::to_string(turn) + " times:";
         for (const std::string& one : texts) {

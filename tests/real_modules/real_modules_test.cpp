@@ -126,7 +126,7 @@ TEST(ClassicModules, LeaveNothingBehind) {
     // round grow; without one some round soon adds nothing.
     constexpr int rounds = 10, loads = 500;
     for (int i = 0; i < 50; ++i) cycle();
-    const DWORD handles = to.server().holdings().handles;
+    const std::size_t handles = to.server().holdings().handles;
     bool level = false;
     for (int round = 0; round < rounds && !level && !HasFailure(); ++round) {
         const SIZE_T before = to.server().holdings().memory;

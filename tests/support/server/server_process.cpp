@@ -8,6 +8,8 @@
 #include <atomic>
 #include <stdexcept>
 
+#include "tests/support/server/handle_count.h"
+
 namespace qv::testing {
 namespace {
 
@@ -92,7 +94,7 @@ DWORD server_process::exit_code() {
 
 server_process::resources server_process::holdings() const {
     resources result{};
-    check(GetProcessHandleCount(process_.get(), &result.handles) != FALSE, "GetProcessHandleCount");
+    result.handles = test::count_handles(process_id_);
     PROCESS_MEMORY_COUNTERS counters{};
     check(GetProcessMemoryInfo(process_.get(), &counters, sizeof counters) != FALSE, "GetProcessMemoryInfo");
     result.memory = counters.PagefileUsage;

@@ -46,7 +46,7 @@ public:
     std::string log() const { return read_file(directory_.path() / "log.txt"); }
 
     struct resources {
-        DWORD handles;
+        std::size_t handles;
         std::uint64_t memory;  // committed bytes
     };
     resources holdings() const;
