@@ -7,7 +7,8 @@ count_of() {
   sed -n "s/^\[ *$1 *\] \([0-9]*\) tests\{0,1\}[.,].*/\1/p" | head -1
 }
 
-# Now and then Wine's server hangs up on a program that has only just been started: nothing of it has run then.
+# Wine's server ends with the last program, and now and then hangs up on one that is only just being started: nothing of
+# it has run then.
 never_began() {
   grep -q '^wine client error' "$1" && ! grep -q '^\[==========\]' "$1"
 }
