@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include "core/stream/MemoryStreams.h"
-#include "diagnostics/exception_test_support.h"
 #include "pdb_server/src/command_processor.h"
 #include "symbol_services/classic_reader/pdb.h"
 #include "tests/support/conversations/conversations.h"
@@ -41,20 +40,6 @@ void fail_each(Make&& make, Work&& work) {
             return;
         }
     }
-}
-
-// The whole ones: a failure may cut the last one off.
-std::vector<std::pair<unsigned char, bytes>> packets_of(const bytes& data) {
-    std::vector<std::pair<unsigned char, bytes>> result;
-    MemoryBlockStream stream(data);
-    packet_reader reader(stream);
-    test::message_of([&] {
-        for (bytes payload; stream.GetPosition() != data.size();) {
-            const unsigned char code = reader.receive(&payload);
-            result.emplace_back(code, payload);
-        }
-    });
-    return result;
 }
 
 // All that the server sends to who sends this, and whether an allocation failed.

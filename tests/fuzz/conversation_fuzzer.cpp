@@ -11,29 +11,11 @@ namespace {
 
 using namespace profiler;
 using testing::operator+;
+using testing::packets_of;
 
-struct request {
-    unsigned char code;
-    bytes payload;
-};
-
-// The packets of the longest whole part.
-std::vector<request> packets_of(const bytes& data) {
-    std::vector<request> result;
-    MemoryBlockStream stream(data);
-    packet_reader reader(stream);
-    attempt([&] {
-        for (bytes payload; stream.GetPosition() != data.size();) {
-            const unsigned char code = reader.receive(&payload);
-            result.push_back({code, payload});
-        }
-    });
-    return result;
-}
-
-bytes joined(const std::vector<request>& packets) {
+bytes joined(const std::vector<testing::code_and_payload>& packets) {
     bytes result;
-    for (const auto& each : packets) result = result + testing::packet(each.code, each.payload);
+    for (const auto& each : packets) result = result + testing::packet(each.first, each.second);
     return result;
 }
 
@@ -57,8 +39,8 @@ void check_answers(const bytes& sent, const bytes& answered) {
             require(payload.empty(), "the handshake is answered without words");
             continue;
         }
-        require(code == requests[i].code, "answers come in the order of the requests");
-        MemoryBlockStream asked(requests[i].payload), told(payload);
+        require(code == requests[i].first, "answers come in the order of the requests");
+        MemoryBlockStream asked(requests[i].second), told(payload);
         require(asked.ReadPacked() == told.ReadPacked(), "an answer bears the id of its request");
         told.ReadText();
     }
@@ -90,7 +72,7 @@ bool mutate(bytes& data, mutator& source) {
         case 0: packets.erase(packets.begin() + static_cast<std::ptrdiff_t>(at)); break;
         case 1: packets.push_back(packets[at]); break;
         case 2: std::swap(packets[at], packets[other]); break;
-        default: source.take_steps(packets[at].payload);
+        default: source.take_steps(packets[at].second);
     }
     data = joined(packets);
     return true;

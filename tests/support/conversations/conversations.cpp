@@ -1,5 +1,6 @@
 #include "tests/support/conversations/conversations.h"
 
+#include "core/packets.h"
 #include "core/stream/MemoryStreams.h"
 #include "qv/metadata/module_identity.h"
 #include "qv/portable_executable/readers.h"
@@ -35,6 +36,21 @@ bytes operator+(bytes left, const bytes& right) {
 
 bytes packet(unsigned char code, const bytes& payload) {
     return bytes{code} + written([&](MemoryStream& s) { s.WritePacked(payload.size()); }) + payload;
+}
+
+std::vector<code_and_payload> packets_of(const bytes& data) {
+    std::vector<code_and_payload> result;
+    MemoryBlockStream stream(data);
+    packet_reader reader(stream);
+    try {
+        for (bytes payload; stream.GetPosition() != data.size();) {
+            const unsigned char code = reader.receive(&payload);
+            result.emplace_back(code, payload);
+        }
+    } catch (const exception&) {
+        // The last one is cut off, or no packet.
+    }
+    return result;
 }
 
 bytes text(const std::string& value) {

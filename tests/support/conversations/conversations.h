@@ -19,6 +19,10 @@ bytes operator+(bytes left, const bytes& right);
 // A packet: code, packed length, payload.
 bytes packet(unsigned char code, const bytes& payload = {});
 
+// The whole packets that the bytes begin with: code and payload of each.
+using code_and_payload = std::pair<unsigned char, bytes>;
+std::vector<code_and_payload> packets_of(const bytes& data);
+
 // Packed byte count and the bytes of an 8-bit text.
 bytes text(const std::string& value);
 bytes guid(const GUID& value);
