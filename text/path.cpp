@@ -31,7 +31,7 @@ std::wstring_view take_segment(std::wstring_view& rest) {
 
 // Takes the root off the front of an absolute path and gives it with its prefix; empty for any other path.
 std::wstring take_root(std::wstring_view& path) {
-    if (path.size() > 2 && is_drive_letter(path[0]) && path[1] == L':' && is_separator(path[2])) {
+    if (begins_at_drive(path)) {
         const auto drive = take_segment(path);
         return std::wstring(L"\\\\?\\").append(drive);
     }
@@ -70,6 +70,10 @@ std::vector<std::wstring_view> names_of(std::wstring_view path) {
 }
 
 }  // namespace
+
+bool begins_at_drive(std::wstring_view path) noexcept {
+    return path.size() > 2 && is_drive_letter(path[0]) && path[1] == L':' && is_separator(path[2]);
+}
 
 std::string_view file_name(std::string_view path) noexcept {
     return path.substr(path.find_last_of("/\\") + 1);

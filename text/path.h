@@ -18,6 +18,9 @@ constexpr std::size_t longest_path = 32'767;
 std::string_view file_name(std::string_view path) noexcept;
 std::wstring_view file_name(std::wstring_view path) noexcept;
 
+// Whether a path written as Windows does begins with a drive and its root, as in "C:\".
+bool begins_at_drive(std::wstring_view path) noexcept;
+
 // Throws std::runtime_error where the text is malformed UTF-16 and the file system speaks UTF-8.
 boost::filesystem::path to_path(const std::wstring& utf16);
 

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "pdb_server/src/system/windows/symsrv_imports.h"
+#include "text/path.h"
 
 namespace qv::profiler::pdb_server {
 namespace {
@@ -15,17 +16,11 @@ std::uint32_t get_environment_variable(const wchar_t* name, wchar_t* buffer, std
     return length;
 }
 
-bool is_letter(wchar_t c) {
-    return (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z');
-}
-
 }  // namespace
 
 bool is_local_path(const boost::filesystem::path& place) {
-    const std::wstring& text = place.native();
-    if (text.size() < 3 || !is_letter(text[0]) || text[1] != L':' || (text[2] != L'\\' && text[2] != L'/'))
-        return false;
-    const UINT type = GetDriveTypeW(std::wstring{text[0], L':', L'\\'}.c_str());
+    if (!text::begins_at_drive(place.native())) return false;
+    const UINT type = GetDriveTypeW(std::wstring{place.native()[0], L':', L'\\'}.c_str());
     return type != DRIVE_REMOTE && type != DRIVE_UNKNOWN && type != DRIVE_NO_ROOT_DIR;
 }
 
