@@ -22,6 +22,7 @@ constexpr throw_site wait_site{"bool __cdecl NamedPipeStream::WaitForDataToRead(
 constexpr const char* pipe_closed = "Pipe is closed";
 constexpr const char* pipe_has_been_closed = "Pipe has been closed";
 constexpr const char* create_failed = "Can't create pipe";
+constexpr const char* name_taken = "Pipe name is taken by another process";
 constexpr const char* connect_failed = "Can't connect named pipe";
 constexpr const char* wait_failed = "Failed to wait operation to be completed";
 
@@ -39,6 +40,19 @@ handle_hld create_manual_event() {
     handle_hld event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     if (!event) throw_win32_error(create_failed, GetLastError(), create_site);
     return event;
+}
+
+// Makes the instance known to be the only one of its name, or closes it. The flag does that where the system knows it;
+// Wine 8 does not, so the instances are counted as well. A stranger who has joined since then is refused likewise.
+DWORD keep_if_alone(handle_hld& pipe) {
+    DWORD instances = 0;
+    DWORD error = ERROR_SUCCESS;
+    if (!GetNamedPipeHandleStateW(pipe.get(), nullptr, &instances, nullptr, nullptr, nullptr, 0))
+        error = GetLastError();
+    else if (instances > 1)
+        error = ERROR_ACCESS_DENIED;
+    if (error != ERROR_SUCCESS) pipe.reset();
+    return error;
 }
 
 HANDLE open_client_end(const std::wstring& path, file_access access, SECURITY_ATTRIBUTES* security) {
@@ -62,18 +76,24 @@ struct NamedPipeStream::direction {
 
 void NamedPipeStream::Create(const std::wstring& name, file_access access, bool server_end,
                              std::uint32_t maximum_instances, std::uint32_t output_buffer, std::uint32_t input_buffer,
-                             std::uint32_t time_out, SECURITY_ATTRIBUTES* security, client_range range) {
+                             std::uint32_t time_out, SECURITY_ATTRIBUTES* security, client_range range,
+                             pipe_instance instance) {
     if (pipe_) throw_error("Can't open pipe twice", create_site);
     const std::wstring path = L"\\\\.\\pipe\\" + name;
     connect_event_ = create_manual_event();
     read_event_ = create_manual_event();
     write_event_ = create_manual_event();
     const DWORD mode = range == client_range::everywhere ? PIPE_TYPE_BYTE : PIPE_TYPE_BYTE | PIPE_REJECT_REMOTE_CLIENTS;
-    pipe_.reset(valid_handle_or_null(
-        server_end ? CreateNamedPipeW(path.c_str(), static_cast<DWORD>(access) | FILE_FLAG_OVERLAPPED, mode,
-                                      maximum_instances, output_buffer, input_buffer, time_out, security)
-                   : open_client_end(path, access, security)));
-    if (!pipe_) throw_win32_error(create_failed, GetLastError(), create_site);
+    const bool is_first = server_end && instance == pipe_instance::first;
+    const DWORD open_mode =
+        static_cast<DWORD>(access) | FILE_FLAG_OVERLAPPED | (is_first ? FILE_FLAG_FIRST_PIPE_INSTANCE : 0);
+    pipe_.reset(valid_handle_or_null(server_end ? CreateNamedPipeW(path.c_str(), open_mode, mode, maximum_instances,
+                                                                   output_buffer, input_buffer, time_out, security)
+                                                : open_client_end(path, access, security)));
+    DWORD error = pipe_ ? ERROR_SUCCESS : GetLastError();
+    if (pipe_ && is_first) error = keep_if_alone(pipe_);
+    if (error != ERROR_SUCCESS)
+        throw_win32_error(is_first && error == ERROR_ACCESS_DENIED ? name_taken : create_failed, error, create_site);
     server_end_ = server_end;
     ExpectData();
 }

@@ -20,6 +20,9 @@ enum class file_access : std::uint32_t { read = 1, write = 2, read_write = 3 };
 // From where clients may open a server end.
 enum class client_range { everywhere, this_machine };
 
+// What a server end asks of the pipe's name: to be new fails where anybody has an instance of it.
+enum class pipe_instance { any, first };
+
 class NamedPipeStream : public IChannelStream {
 public:
     // What Create is given for a pipe of the server.
@@ -37,7 +40,8 @@ public:
     // the settings mean nothing. A stream opens one pipe, until it is closed.
     void Create(const std::wstring& name, file_access access, bool server_end, std::uint32_t maximum_instances,
                 std::uint32_t output_buffer, std::uint32_t input_buffer, std::uint32_t time_out,
-                SECURITY_ATTRIBUTES* security, client_range range = client_range::everywhere);
+                SECURITY_ATTRIBUTES* security, client_range range = client_range::everywhere,
+                pipe_instance instance = pipe_instance::any);
 
     // Waits for a client in steps of 100 ms, at least one, until `timeout` milliseconds have passed; answers whether
     // one is connected. Only the server end may call.

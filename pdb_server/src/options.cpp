@@ -41,6 +41,7 @@ server_options parse_options(const std::vector<std::wstring>& arguments) {
         ("symsrv_dir", text(), "")                                              //
         ("stop_request_event", text(), "")                                      //
         ("local_clients_only", po::bool_switch(), "")                           //
+        ("new_pipe_only", po::bool_switch(), "")                                //
         ("local_paths_only", po::bool_switch(), "");
     po::positional_options_description positional;
     positional.add("pipe", 1);
@@ -57,6 +58,7 @@ server_options parse_options(const std::vector<std::wstring>& arguments) {
             text::to_path(value("symsrv_dir")),
             value("stop_request_event"),
             is_on("local_clients_only"),
+            is_on("new_pipe_only"),
             is_on("local_paths_only")};
 }
 

@@ -15,6 +15,7 @@ struct server_options {
     boost::filesystem::path symsrv_dir;  // where the symbol-server library lies; empty: beside the executable
     std::wstring stop_request_event;     // event through which the host stops the server; empty: none
     bool local_clients_only = false;     // of this machine
+    bool new_pipe_only = false;          // the pipe's name must be nobody else's
     bool local_paths_only = false;       // clients may name places on this machine's own drives alone
 };
 

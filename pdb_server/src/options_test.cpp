@@ -18,7 +18,8 @@ std::wstring outcome_of(const arguments& given) {
         const auto options = parse_options(given);
         return options.pipe + L'|' + text::to_wide(options.log_file) + L'|' + std::to_wstring(options.log_mask) + L'|' +
                text::to_wide(options.symsrv_dir) + L'|' + options.stop_request_event +
-               (options.local_clients_only ? L"|clients" : L"") + (options.local_paths_only ? L"|paths" : L"");
+               (options.local_clients_only ? L"|clients" : L"") + (options.new_pipe_only ? L"|new" : L"") +
+               (options.local_paths_only ? L"|paths" : L"");
     } catch (const boost::program_options::error& error) {
         return L"refused: " + text::to_utf16(error.what());
     }
@@ -34,6 +35,7 @@ TEST(Options, AreTakenOrRefused) {
          L"pipe-\u4e2d|C:\\\u00e9\\log.txt|17|C:\\sym srv|Local\\stop"},
         {{L""}, L"||0||"},
         {{L"p", L"--local_clients_only"}, L"p||0|||clients"},
+        {{L"--new_pipe_only", L"p"}, L"p||0|||new"},
         {{L"--local_paths_only", L"p"}, L"p||0|||paths"},
         {{L"--pipe", L"", L"--log_file", L"", L"--symsrv_dir", L"", L"--log_mask", L"65535"}, L"||65535||"},
     };

@@ -88,6 +88,7 @@ void serve(const server_options& options) {
     pipe_manager_params params;
     params.pipe_name = options.pipe;
     if (options.local_clients_only) params.clients = client_range::this_machine;
+    if (options.new_pipe_only) params.name = pipe_name_use::new_only;
     params.stop = [&] { return WaitForSingleObject(stop_event.get(), 0) == WAIT_OBJECT_0 || host_request.requested(); };
     params.process_commands = [&](const auto& stop, const auto& wait, packet_reader* reader, packet_writer* writer) {
         process_commands(stop, wait, reader, writer, services);

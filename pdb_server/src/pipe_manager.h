@@ -13,6 +13,9 @@
 
 namespace qv::profiler::pdb_server {
 
+// Whether the server joins other processes that have the pipe's name already, or wants the name for itself.
+enum class pipe_name_use { shared, new_only };
+
 // One per server run.
 struct pipe_manager_params {
     // The pipe is "\\.\pipe\" + this.
@@ -28,6 +31,10 @@ struct pipe_manager_params {
         process_commands;
 
     client_range clients = client_range::everywhere;
+
+    // With `new_only` the server never joins a pipe of another process: where the name is taken the run fails with
+    // "Pipe name is taken by another process", as long as no worker has listened; later it is tried again.
+    pipe_name_use name = pipe_name_use::shared;
 };
 
 // Runs until `params.stop` answers true and every worker has ended. A client that is being sent an

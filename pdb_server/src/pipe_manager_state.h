@@ -29,6 +29,11 @@ public:
     // is recorded, and nothing of this object used, once it has returned.
     std::atomic<std::uint32_t> unfinished_count{0};
 
+    // Instances of the pipe that are open. They are created and closed under the mutex: the name is the server's own as
+    // long as there is one.
+    std::mutex instances_mutex;
+    std::uint32_t open_instances = 0;
+
     // Signalled when the shutdown begins: from then on clients are waited for only so long.
     const handle_hld stop_event;
 

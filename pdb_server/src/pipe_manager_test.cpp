@@ -42,8 +42,9 @@ std::wstring unique_name() {
 class server {
 public:
     explicit server(
-        const std::wstring& name, std::function<void()> ready = [] {}) {
+        const std::wstring& name, std::function<void()> ready = [] {}, pipe_name_use use = pipe_name_use::shared) {
         pipe_manager_params params{name, [this] { return stop_.load(); }, &echo};
+        params.name = use;
         result_ = std::async(std::launch::async, [params, ready] { run_pipes(params, ready); });
     }
     ~server() { stop_ = true; }
@@ -131,8 +132,10 @@ TEST(PipeManager, IsWokenByTheFirstWorkerThatListens) {
 }
 
 // What run_pipes ends with, for a server that nobody stops.
-std::string failure_of_a_run(const std::wstring& name = unique_name()) {
-    return test::message_of([&] { run_pipes({name, [] { return false; }, &echo}, [] {}); });
+std::string failure_of_a_run(const std::wstring& name = unique_name(), pipe_name_use use = pipe_name_use::shared) {
+    return test::message_of([&] {
+        run_pipes({name, [] { return false; }, &echo, client_range::everywhere, use}, [] {});
+    });
 }
 
 TEST(PipeManager, WhatKeepsTheFirstWorkerFromListeningReachesTheCaller) {
@@ -159,6 +162,38 @@ TEST(PipeManager, RejectsClientsOfOtherMachinesWhereItIsToldTo) {
         run_pipes({unique_name(), [] { return true; }, &echo, clients}, [] {});
         EXPECT_EQ(mode, expected);
     }
+}
+
+TEST(PipeManager, JoinsNoPipeOfAStrangerWhereItIsToldNotTo) {
+    const auto name = unique_name();
+    {
+        const handle_hld stranger(
+            valid_handle_or_null(CreateNamedPipeW((L"\\\\.\\pipe\\" + name).c_str(), PIPE_ACCESS_DUPLEX, 0,
+                                                  PIPE_UNLIMITED_INSTANCES, 256, 256, 1000, nullptr)));
+        ASSERT_TRUE(stranger);
+        EXPECT_EQ(failure_of_a_run(name, pipe_name_use::new_only), "Pipe name is taken by another process");
+    }
+    server host(
+        name, [] {}, pipe_name_use::new_only);
+    std::vector<raw_client> guests;
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(guests.emplace_back(name).exchange_for(hello, hello.size()), hello);
+}
+
+// A system that gives the server one instance at a time, and only for a name that nobody has.
+TEST(PipeManager, WantsItsNameAnewWhenItsLastInstanceHasGone) {
+    static void* create_pipe;
+    const test::replaced_import import(
+        "CreateNamedPipeW", reinterpret_cast<void*>(+[](LPCWSTR name, DWORD mode, DWORD b, DWORD c, DWORD d, DWORD e,
+                                                        DWORD f, SECURITY_ATTRIBUTES* security) WINAPI -> HANDLE {
+            if ((mode & FILE_FLAG_FIRST_PIPE_INSTANCE) == 0) return INVALID_HANDLE_VALUE;
+            return reinterpret_cast<decltype(&CreateNamedPipeW)>(create_pipe)(name, mode, b, c, d, e, f, security);
+        }));
+    create_pipe = import.original();
+    const test::failing_call<decltype(DisconnectNamedPipe)> refusal("DisconnectNamedPipe");
+    const auto name = unique_name();
+    server host(
+        name, [] {}, pipe_name_use::new_only);
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(raw_client(name).exchange_for(hello, hello.size()), hello);
 }
 
 TEST(PipeManager, FailureOfTheReadySignalEndsTheServer) {

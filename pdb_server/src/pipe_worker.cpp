@@ -54,13 +54,42 @@ private:
     DWORD since_;
 };
 
+// The worker's instance of the pipe, open while this lives.
+class open_instance {
+public:
+    // Only an instance that finds no other of the server's must be the first of its name: the further ones would fail.
+    // Without one the name is anybody's again, at the start as after all have failed. A client that still holds on to
+    // an instance that is closed here keeps the name, and the creation is tried again until it leaves.
+    open_instance(pipe_manager_state& state, NamedPipeStream& pipe) : state_(state), pipe_(pipe) {
+        security_attributes attributes;
+        const std::lock_guard<std::mutex> lock(state_.instances_mutex);
+        const bool must_be_first = state_.params.name == pipe_name_use::new_only && state_.open_instances == 0;
+        pipe_.Create(state_.params.pipe_name, file_access::read_write, true, NamedPipeStream::unlimited_instances,
+                     NamedPipeStream::buffer_size, NamedPipeStream::buffer_size, NamedPipeStream::default_time_out,
+                     attributes.get(), state_.params.clients,
+                     must_be_first ? pipe_instance::first : pipe_instance::any);
+        ++state_.open_instances;
+    }
+    ~open_instance() {
+        const std::lock_guard<std::mutex> lock(state_.instances_mutex);
+        pipe_.Close();
+        --state_.open_instances;
+    }
+    open_instance(const open_instance&) = delete;
+    open_instance& operator=(const open_instance&) = delete;
+
+private:
+    pipe_manager_state& state_;
+    NamedPipeStream& pipe_;
+};
+
 class worker {
 public:
     explicit worker(pipe_manager_state& state) : state_(state), pipe_(state.stop_event.get()) {}
 
     void run() {
         std::srand(GetTickCount());
-        create_pipe();
+        instance_.emplace(state_, pipe_);
         write_host_record(context, "listen");
         listening_.emplace(state_);
         const DWORD idle_limit = shortest_idle_ms + static_cast<DWORD>(std::rand() % idle_spread_ms);
@@ -69,13 +98,6 @@ public:
     }
 
 private:
-    void create_pipe() {
-        security_attributes attributes;
-        pipe_.Create(state_.params.pipe_name, file_access::read_write, true, NamedPipeStream::unlimited_instances,
-                     NamedPipeStream::buffer_size, NamedPipeStream::buffer_size, NamedPipeStream::default_time_out,
-                     attributes.get(), state_.params.clients);
-    }
-
     bool is_surplus(DWORD idle_limit) const {
         return state_.listener_count > wanted_listeners && listening_->milliseconds() >= idle_limit;
     }
@@ -148,12 +170,12 @@ private:
         } catch (...) {
             log::write_error();
         }
-        pipe_.Close();
-        create_pipe();
+        instance_.emplace(state_, pipe_);
     }
 
     pipe_manager_state& state_;
     NamedPipeStream pipe_;
+    std::optional<open_instance> instance_;
     std::optional<listening> listening_;
     unsigned connect_failures_ = 0;
 };

@@ -21,6 +21,7 @@ TEST(Startup, GreetsAndSaysHowToEnd) {
 
 // The system words its part of the texts in its own way; the rest is the server's.
 TEST(Startup, FailuresAreToldPlainly) {
+    const server_process other;
     const struct {
         server_process::settings how;
         std::uint32_t code;
@@ -40,6 +41,9 @@ TEST(Startup, FailuresAreToldPlainly) {
          2,
          "Id can't be empty\r\n",
          "\r\n[function] = int __cdecl wmain(const int,const wchar_t *const [])\r\n"},
+        {{.pipe_argument = other.pipe_id(), .further_arguments = {L"--new_pipe_only"}},
+         1,
+         "Pipe name is taken by another process (Win32 error 5, "},
     };
     for (const auto& each : cases) {
         server_process server(each.how);
@@ -48,7 +52,8 @@ TEST(Startup, FailuresAreToldPlainly) {
         EXPECT_THAT(server.standard_error(), HasSubstr(each.error));
         // The pipe is looked at when the log is open.
         if (each.how.pipe_argument) {
-            EXPECT_THAT(server.log(), ::testing::ContainsRegex(" ERROR: Id can't be empty\r\n........ Finished\r\n$"));
+            EXPECT_THAT(server.log(), HasSubstr(" ERROR: " + each.output));
+            EXPECT_THAT(server.log(), ::testing::EndsWith(" Finished\r\n"));
         }
     }
 }
