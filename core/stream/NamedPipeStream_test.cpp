@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/exception.h"
+#include "core/stream/synchronous_io_canceller.h"
 #include "tests/support/calls/replaced_import.h"
 
 namespace qv {
@@ -134,6 +135,30 @@ TEST_F(NamedPipe, RefusedCallsCarryTheCode) {
     }
     const test::failing_call<decltype(FlushFileBuffers)> no_flush("FlushFileBuffers");
     EXPECT_EQ(failure_of([&] { server_.Flush(); }), "Can't flush named pipe (8)");
+}
+
+// What the system was asked to call when the stop comes.
+struct late_callback {
+    static inline WAITORTIMERCALLBACK function;
+    static inline void* context;
+
+    static BOOL WINAPI register_wait(HANDLE* wait, HANDLE, WAITORTIMERCALLBACK asked, void* asked_context, ULONG,
+                                     ULONG) {
+        *wait = nullptr;
+        function = asked;
+        context = asked_context;
+        return TRUE;
+    }
+};
+
+// As Wine makes it now and then.
+TEST(SynchronousIoCanceller, CallbackAfterTheEndTouchesNothing) {
+    const test::replaced_import import("RegisterWaitForSingleObject",
+                                       reinterpret_cast<void*>(&late_callback::register_wait));
+    void* const page = VirtualAlloc(nullptr, sizeof(synchronous_io_canceller), MEM_COMMIT, PAGE_READWRITE);
+    (new (page) synchronous_io_canceller(GetCurrentProcess(), 0))->~synchronous_io_canceller();
+    VirtualFree(page, 0, MEM_RELEASE);
+    late_callback::function(late_callback::context, FALSE);
 }
 
 // A client that says nothing, in a time in which only sleeping takes any.

@@ -1,6 +1,9 @@
 // Keeps a thread from being stuck in a system call that has no overlapped form. Windows only.
 #pragma once
 
+#include <cstdint>
+#include <memory>
+
 #include "base/holders.h"
 
 namespace qv {
@@ -16,11 +19,13 @@ public:
     synchronous_io_canceller& operator=(const synchronous_io_canceller&) = delete;
 
 private:
-    static void CALLBACK cancel(void* self, BOOLEAN timed_out);
+    struct guarded_call;
+    class registry;
 
-    const DWORD delay_;
-    const handle_hld thread_;
-    const handle_hld done_;
+    static void CALLBACK cancel(void* number, BOOLEAN timed_out);
+
+    const std::shared_ptr<const guarded_call> call_;
+    const std::uintptr_t number_;
     HANDLE wait_ = nullptr;
 };
 
