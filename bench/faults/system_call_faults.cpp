@@ -93,45 +93,49 @@ std::vector<system_call> system_calls() {
         failing<1, decltype(CreateNamedPipeW)>("CreateNamedPipeW", 3, {"Can't create pipe"}, INVALID_HANDLE_VALUE),
         failing<2, decltype(ConnectNamedPipe)>("ConnectNamedPipe", 6, {}),
         failing<3, decltype(GetOverlappedResult), moment::after>("GetOverlappedResult", 12, {}),
-        failing<4, decltype(PeekNamedPipe)>("PeekNamedPipe", 6, {}),
-        failing<5, decltype(ReadFile)>("ReadFile", 24, {"Can't read file"}),
-        failing<6, decltype(WriteFile)>("WriteFile", 8, {}),
-        failing<7, decltype(FlushFileBuffers)>("FlushFileBuffers", 2, {}),
-        failing<8, decltype(DisconnectNamedPipe)>("DisconnectNamedPipe", 2, {}),
-        failing<9, decltype(CreateFileW)>("CreateFileW", 8,
+        failing<4, decltype(ReadFile)>("ReadFile", 24, {"Can't read file"}),
+        failing<5, decltype(WriteFile)>("WriteFile", 8, {}),
+        failing<6, decltype(FlushFileBuffers)>("FlushFileBuffers", 2, {}),
+        failing<7, decltype(DisconnectNamedPipe)>("DisconnectNamedPipe", 2, {}),
+        failing<8, decltype(CreateFileW)>("CreateFileW", 8,
                                           {"Can't open file", "Invalid MVID for the absolute module path is detected"},
                                           INVALID_HANDLE_VALUE),
-        failing<10, decltype(GetFileSizeEx)>("GetFileSizeEx", 8, {"Can't get file size"}),
-        failing<11, decltype(GetFileType)>("GetFileType", 6,
+        failing<9, decltype(GetFileSizeEx)>("GetFileSizeEx", 8, {"Can't get file size"}),
+        failing<10, decltype(GetFileType)>("GetFileType", 6,
                                            {"Can't open file", "Invalid MVID for the absolute module path is detected"},
                                            FILE_TYPE_UNKNOWN),
-        failing<12, decltype(WaitForMultipleObjects)>("WaitForMultipleObjects", 6, {}, WAIT_FAILED),
-        failing<13, decltype(OpenThread)>("OpenThread", 2, {}, nullptr),
-        failing<14, decltype(RegisterWaitForSingleObject)>("RegisterWaitForSingleObject", 2, {}),
-        failing<15, decltype(CoInitializeEx)>("CoInitializeEx", 3, {"Can't initialize COM"}, E_OUTOFMEMORY),
-        failing<16, decltype(CoCreateInstance)>(
+        failing<11, decltype(WaitForMultipleObjects)>("WaitForMultipleObjects", 6, {}, WAIT_FAILED),
+        failing<12, decltype(OpenThread)>("OpenThread", 2, {}, nullptr),
+        failing<13, decltype(RegisterWaitForSingleObject)>("RegisterWaitForSingleObject", 2, {}),
+        failing<14, decltype(CoInitializeEx)>("CoInitializeEx", 3, {"Can't initialize COM"}, E_OUTOFMEMORY),
+        failing<15, decltype(CoCreateInstance)>(
             "CoCreateInstance", 2, {"Can't create symbol binder", "Can't create metadata dispenser"}, E_OUTOFMEMORY),
-        failing<17, decltype(_beginthreadex)>("_beginthreadex", 4, {"Can't create thread"}),
-        failing<18, decltype(GetEnvironmentVariableW)>("GetEnvironmentVariableW", 3,
+        failing<16, decltype(_beginthreadex)>("_beginthreadex", 4, {"Can't create thread"}),
+        failing<17, decltype(GetEnvironmentVariableW)>("GetEnvironmentVariableW", 3,
                                                        {"Failed to get environment variable"}),
-        failing<19, decltype(AllocateAndInitializeSid)>(
+        failing<18, decltype(AllocateAndInitializeSid)>(
             "AllocateAndInitializeSid", 7,
             {"Can't create BUILTIN_ADMINISTRATORS group SID", "Can't create LOCAL_SYSTEM user SID",
              "Can't create ANONYMOUS group SID", "Can't create ALL_APP_PACKAGES group SID",
              "Can't create EVERYONE group SID", "Can't create CREATOR_OWNER user SID",
              "Can't create LOW_MANDATORY_LEVEL group SID"}),
-        failing<20, decltype(LocalAlloc)>(
+        failing<19, decltype(LocalAlloc)>(
             "LocalAlloc", 3,
             {"Can't alloc DACL buffer", "Can't alloc SACL buffer", "Can't allocate security descriptor"}, nullptr),
-        failing<21, decltype(InitializeSecurityDescriptor)>("InitializeSecurityDescriptor", 1,
+        failing<20, decltype(InitializeSecurityDescriptor)>("InitializeSecurityDescriptor", 1,
                                                             {"Can't initialize security descriptor"}),
-        failing<22, decltype(AddAccessAllowedAce)>(
+        failing<21, decltype(AddAccessAllowedAce)>(
             "AddAccessAllowedAce", 6,
             {"Can't add BUILTIN_ADMINISTRATORS in DACL", "Can't add LOCAL_SYSTEM in DACL",
              "Can't add CREATOR_OWNER in DACL", "Can't add EVERYONE in DACL", "Can't add ANONYMOUS in DACL",
              "Can't add ALL_APP_PACKAGES in DACL"}),
-        failing<23, decltype(AddMandatoryAce)>("AddMandatoryAce", 1, {"Can't add LOW_MANDATORY_LEVEL to SACL"})};
+        failing<22, decltype(AddMandatoryAce)>("AddMandatoryAce", 1, {"Can't add LOW_MANDATORY_LEVEL to SACL"})};
 }
+
+struct com_apartment {
+    com_apartment() { promise(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)), "COM"); }
+    ~com_apartment() { CoUninitialize(); }
+};
 
 // The manager and its workers on threads of this process.
 class own_server {
@@ -239,6 +243,8 @@ bool fail_once(const std::wstring& name, int turn, std::set<std::string>& texts)
 
 std::string system_calls_fail(const circumstances& now) {
     is_spared = true;
+    // As in a host that lives long: else COM would load the symbol reader anew for each server, which costs handles.
+    const com_apartment com;
     const auto begin = clock::now();
     const temporary_directory folder;
     const auto log = folder.path() / "log.txt";

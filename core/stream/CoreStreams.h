@@ -102,14 +102,6 @@ class IWriteSeekCoreStream : public IWriteCoreStream, public ISeekStream {};
 // Both directions over one channel, such as a pipe.
 class ICoreStream : public IReadCoreStream, public IWriteCoreStream {};
 
-// A channel that can say what has come: readers that ask for more than they need ask less often.
-class IChannelStream : public ICoreStream {
-public:
-    // Waits for `least` bytes, reads as many of them and of those after them as have come, at most `most`, and returns
-    // their number. `least` is not 0 and not above `most`. Fails as Read does.
-    virtual std::uint64_t ReadSome(void* destination, std::uint64_t least, std::uint64_t most) = 0;
-};
-
 namespace detail {
 
 // The rule that all streams with a position share. Where each of the three checks fails.

@@ -23,18 +23,12 @@ constexpr const char* pipe_closed = "Pipe is closed";
 constexpr const char* pipe_has_been_closed = "Pipe has been closed";
 constexpr const char* create_failed = "Can't create pipe";
 constexpr const char* name_taken = "Pipe name is taken by another process";
+constexpr const char* check_failed = "Failed to check data for reading";
 constexpr const char* connect_failed = "Can't connect named pipe";
 constexpr const char* wait_failed = "Failed to wait operation to be completed";
 
 constexpr std::uint64_t largest_transfer = 16384;
 constexpr DWORD connect_step_ms = 100;
-
-// A busy conversation never sleeps between its peeks, and one that has gone quiet only for a moment. An idle one leaves
-// the processor alone; its pause is still shorter than the tick of 15.6 ms that any sleep takes where nobody has asked
-// the system for a finer one.
-constexpr unsigned peeks_without_sleep = 1024;
-constexpr DWORD quiet_pause_ms = 1;
-constexpr DWORD idle_pause_ms = 10;
 
 handle_hld create_manual_event() {
     handle_hld event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
@@ -95,7 +89,6 @@ void NamedPipeStream::Create(const std::wstring& name, file_access access, bool 
     if (error != ERROR_SUCCESS)
         throw_win32_error(is_first && error == ERROR_ACCESS_DENIED ? name_taken : create_failed, error, create_site);
     server_end_ = server_end;
-    ExpectData();
 }
 
 void NamedPipeStream::RequireServerEnd(const throw_location& where) const {
@@ -109,7 +102,6 @@ bool NamedPipeStream::Connect(std::uint32_t timeout) {
     do {
         if (ConnectStep()) {
             grace_.renew();
-            ExpectData();
             return true;
         }
     } while (GetTickCount() - start < timeout);
@@ -135,36 +127,37 @@ bool NamedPipeStream::ConnectStep() {
     return false;
 }
 
-void NamedPipeStream::ExpectData() noexcept {
-    quick_peeks_ = peeks_without_sleep - 1;
-    pause_ms_ = quiet_pause_ms;
-}
-
 bool NamedPipeStream::WaitForDataToRead(std::uint32_t timeout) {
     if (!pipe_) throw_error(pipe_has_been_closed, wait_site);
-    const DWORD start = GetTickCount();
-    for (;;) {
-        if (HasData()) {
-            ExpectData();
-            return true;
-        }
-        const DWORD elapsed = GetTickCount() - start;
-        if (elapsed >= timeout) {
-            quick_peeks_ = 0;
-            pause_ms_ = idle_pause_ms;
-            return false;
-        }
-        if (quick_peeks_ != 0)
-            --quick_peeks_;
-        else
-            Sleep(std::min(pause_ms_, timeout - elapsed));
+    if (timeout == 0) return HasData() || begin_ != end_;
+    if (begin_ == end_) ReadAhead(timeout);
+    return begin_ != end_;
+}
+
+// Leaves only when the read is over: bytes that come while it is being cancelled are not lost. A peer that writes no
+// bytes at all ends it too, and has said nothing.
+void NamedPipeStream::ReadAhead(std::uint32_t timeout) {
+    begin_ = end_ = 0;
+    OVERLAPPED operation{};
+    operation.hEvent = read_event_.get();  // reset by ReadFile
+    if (!ReadFile(pipe_.get(), ahead_.data(), static_cast<DWORD>(ahead_.size()), nullptr, &operation)) {
+        const DWORD error = GetLastError();
+        if (error != ERROR_IO_PENDING) throw_win32_error(check_failed, error, wait_site);
+        if (!grace_.wait_before_stop(read_event_.get(), timeout)) CancelIo(pipe_.get());
     }
+    DWORD transferred = 0;
+    if (GetOverlappedResult(pipe_.get(), &operation, &transferred, TRUE)) {
+        end_ = transferred;
+        return;
+    }
+    const DWORD error = GetLastError();
+    if (error != ERROR_OPERATION_ABORTED) throw_win32_error(check_failed, error, wait_site);
 }
 
 bool NamedPipeStream::HasData() const {
     DWORD available = 0;
     if (!PeekNamedPipe(pipe_.get(), nullptr, 0, nullptr, &available, nullptr))
-        throw_win32_error("Failed to check data for reading", GetLastError(), wait_site);
+        throw_win32_error(check_failed, GetLastError(), wait_site);
     return available != 0;
 }
 
@@ -189,34 +182,32 @@ const NamedPipeStream::direction NamedPipeStream::writing{
 };
 
 void NamedPipeStream::Read(void* destination, std::uint64_t count) {
-    Transfer(reading, read_event_.get(), destination, count, count);
-}
-
-std::uint64_t NamedPipeStream::ReadSome(void* destination, std::uint64_t least, std::uint64_t most) {
-    return Transfer(reading, read_event_.get(), destination, least, most);
+    auto* const first = static_cast<unsigned char*>(destination);
+    const auto ahead = static_cast<std::size_t>(std::min<std::uint64_t>(count, end_ - begin_));
+    std::copy_n(ahead_.data() + begin_, ahead, first);
+    begin_ += ahead;
+    Transfer(reading, read_event_.get(), first + ahead, count - ahead);
 }
 
 void NamedPipeStream::Write(const void* source, std::uint64_t count) {
     // Writing only reads the bytes.
-    Transfer(writing, write_event_.get(), const_cast<void*>(source), count, count);
+    Transfer(writing, write_event_.get(), const_cast<void*>(source), count);
 }
 
-std::uint64_t NamedPipeStream::Transfer(const direction& way, HANDLE event, void* bytes, std::uint64_t least,
-                                        std::uint64_t most) {
+void NamedPipeStream::Transfer(const direction& way, HANDLE event, void* bytes, std::uint64_t count) {
     if (!pipe_) throw_error(pipe_has_been_closed, way.site);
     if (event == nullptr) throw_error(way.event_closed, way.site);
     auto* const first = static_cast<unsigned char*>(bytes);
     stop_grace::transfer transfer(grace_);
     std::uint64_t done = 0;
-    while (done < least) {
-        const auto part = static_cast<std::uint32_t>(std::min(most - done, largest_transfer));
+    while (done < count) {
+        const auto part = static_cast<std::uint32_t>(std::min(count - done, largest_transfer));
         const std::uint32_t transferred = TransferOnce(way, event, first + done, part, transfer);
         if (transferred == 0) throw_error(way.nothing_transferred, way.site);
         done += transferred;
         // A peer that is never short of data must not hold up a stop either.
-        if (done < least && transfer.is_over()) throw_win32_error(wait_failed, ERROR_OPERATION_ABORTED, way.site);
+        if (done < count && transfer.is_over()) throw_win32_error(wait_failed, ERROR_OPERATION_ABORTED, way.site);
     }
-    return done;
 }
 
 // Leaves only when the operation is over: the system writes to `operation` and `bytes` until then.
@@ -252,10 +243,12 @@ void NamedPipeStream::Flush() {
 void NamedPipeStream::Disconnect() {
     static constexpr throw_site here{"void __cdecl NamedPipeStream::Disconnect(void)", source_name};
     RequireServerEnd(here);
+    begin_ = end_ = 0;
     if (!DisconnectNamedPipe(pipe_.get())) throw_win32_error(connect_failed, GetLastError(), here);
 }
 
 void NamedPipeStream::Close() noexcept {
+    begin_ = end_ = 0;
     pipe_.reset();
     connect_event_.reset();
     read_event_.reset();

@@ -1,10 +1,13 @@
 // One end of one named-pipe instance, as a duplex core stream. Windows only.
 //
-// All waiting is done by overlapped I/O. One thread uses one stream; a read and a write may be outstanding together, as
-// each has its own event. Failures are qv::exception and qv::win32_error_exception. A peer that has gone shows as a
-// failed or empty transfer; every operation on a closed stream fails.
+// All waiting is done by overlapped I/O, that for data by the read that takes it. One thread uses one stream; a read
+// and a write may be outstanding together, as each has its own event. Failures are qv::exception and
+// qv::win32_error_exception. A peer that has gone shows as a failed or empty transfer; every operation on a closed
+// stream fails.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <string>
 
 #include "base/exception.h"
@@ -23,7 +26,7 @@ enum class client_range { everywhere, this_machine };
 // What a server end asks of the pipe's name: to be new fails where anybody has an instance of it.
 enum class pipe_instance { any, first };
 
-class NamedPipeStream : public IChannelStream {
+class NamedPipeStream : public ICoreStream {
 public:
     // What Create is given for a pipe of the server.
     static constexpr std::uint32_t unlimited_instances = 255;
@@ -47,14 +50,14 @@ public:
     // one is connected. Only the server end may call.
     bool Connect(std::uint32_t timeout);
 
-    // Answers whether a byte can be read, waiting up to `timeout` milliseconds for one. Answers at once while the
-    // conversation is busy, and with a delay of up to 10 ms after a wait in which nothing came.
+    // Answers whether a byte can be read, waiting up to `timeout` milliseconds for one, or until the stop. What has
+    // come meanwhile is taken in one read and kept for Read. With a timeout of 0 the pipe is only looked at, which
+    // fails if the peer has gone.
     bool WaitForDataToRead(std::uint32_t timeout);
 
-    // Transfer exactly `count` bytes, or as many as ReadSome says, at most 16,384 at once. Fail with
-    // ERROR_OPERATION_ABORTED where the time after the stop was over.
+    // Transfer exactly `count` bytes, at most 16,384 at once. Fail with ERROR_OPERATION_ABORTED where the time after
+    // the stop was over.
     void Read(void* destination, std::uint64_t count) override;
-    std::uint64_t ReadSome(void* destination, std::uint64_t least, std::uint64_t most) override;
     void Write(const void* source, std::uint64_t count) override;
 
     // Waits until the client has read everything; fails with ERROR_OPERATION_ABORTED where the time after the stop was
@@ -72,18 +75,18 @@ private:
 
     static const direction reading, writing;
 
-    std::uint64_t Transfer(const direction& way, HANDLE event, void* bytes, std::uint64_t least, std::uint64_t most);
+    void Transfer(const direction& way, HANDLE event, void* bytes, std::uint64_t count);
     std::uint32_t TransferOnce(const direction& way, HANDLE event, void* bytes, std::uint32_t count,
                                stop_grace::transfer& transfer);
     bool ConnectStep();
-    void ExpectData() noexcept;
     bool HasData() const;
+    void ReadAhead(std::uint32_t timeout);
     void RequireServerEnd(const throw_location& where) const;
 
     stop_grace grace_;
     bool server_end_ = false;
-    unsigned quick_peeks_ = 0;  // left until the next data comes
-    DWORD pause_ms_ = 0;        // between the peeks after those
+    std::array<unsigned char, 4096> ahead_;  // what a wait has read; [begin_, end_) is still to be handed out
+    std::size_t begin_ = 0, end_ = 0;
     handle_hld connect_event_;
     handle_hld read_event_;
     handle_hld write_event_;

@@ -61,6 +61,19 @@ protected:
         ASSERT_TRUE(server_.Connect(0));
     }
 
+    void serve_next_client() {
+        server_.Disconnect();
+        client_.Close();
+        auto next = start([this, name = unique_name()] {
+            // Until the server listens again the system refuses with ERROR_PIPE_BUSY.
+            WaitNamedPipeW((L"\\\\.\\pipe\\" + name).c_str(), 5000);
+            create(client_, false, name);
+        });
+        while (!server_.Connect(0)) {
+        }
+        EXPECT_EQ(next.get(), "");
+    }
+
     // Gives a started operation the time to get stuck; a test that is too fast here still passes.
     static void let_it_block() { Sleep(50); }
 
@@ -161,40 +174,59 @@ TEST(SynchronousIoCanceller, CallbackAfterTheEndTouchesNothing) {
     late_callback::function(late_callback::context, FALSE);
 }
 
-// A client that says nothing, in a time in which only sleeping takes any.
-struct silence {
-    static inline DWORD now, available;
-    static inline int peeks;
+TEST_F(NamedPipe, WhatAWaitHasTakenIsReadFirst) {
+    const bytes sent = pattern(5000);  // more than a wait takes
+    EXPECT_FALSE(server_.WaitForDataToRead(1));
+    client_.Write(sent.data(), 100);
+    EXPECT_TRUE(server_.WaitForDataToRead(60000));
+    EXPECT_TRUE(server_.WaitForDataToRead(60000)) << "it is still there";
+    auto client = start([&] {
+        let_it_block();
+        client_.Write(sent.data() + 100, sent.size() - 100);
+    });
+    bytes received(sent.size());
+    server_.Read(received.data(), 1);
+    server_.Read(received.data() + 1, received.size() - 2);
+    EXPECT_TRUE(server_.WaitForDataToRead(60000));
+    EXPECT_TRUE(server_.WaitForDataToRead(0));
+    server_.Read(received.data() + received.size() - 1, 1);
+    EXPECT_FALSE(server_.WaitForDataToRead(0));
+    EXPECT_EQ(client.get(), "");
+    EXPECT_TRUE(received == sent);
+}
 
-    static DWORD WINAPI tick() { return now; }
-    static void WINAPI sleep(DWORD milliseconds) { now += milliseconds; }
-    static BOOL WINAPI peek(HANDLE, void*, DWORD, DWORD*, DWORD* found, DWORD*) {
-        ++peeks;
-        *found = available;
-        return TRUE;
+TEST_F(NamedPipe, NothingIsLostWhereAWaitEndsAsDataComes) {
+    const bytes sent = pattern(200);
+    auto client = start([&] {
+        for (const unsigned char& byte : sent) {
+            client_.Write(&byte, 1);
+            Sleep(1);
+        }
+    });
+    bytes received(sent.size());
+    for (unsigned char& byte : received) {
+        while (!server_.WaitForDataToRead(1)) {
+        }
+        server_.Read(&byte, 1);
     }
+    EXPECT_EQ(client.get(), "");
+    EXPECT_TRUE(received == sent);
+}
 
-    int peeks_of_a_wait(NamedPipeStream& stream, std::uint32_t timeout) {
-        peeks = 0;
-        EXPECT_EQ(stream.WaitForDataToRead(timeout), available != 0);
-        return peeks;
-    }
+TEST_F(NamedPipe, StopEndsAWaitForData) {
+    auto waiting = start([&] { EXPECT_FALSE(server_.WaitForDataToRead(INFINITE)); });
+    let_it_block();
+    SetEvent(stop_.get());
+    EXPECT_EQ(waiting.get(), "");
+}
 
-    test::replaced_import imports[3] = {{"GetTickCount", reinterpret_cast<void*>(&tick)},
-                                        {"Sleep", reinterpret_cast<void*>(&sleep)},
-                                        {"PeekNamedPipe", reinterpret_cast<void*>(&peek)}};
-};
-
-TEST_F(NamedPipe, IdleConnectionIsPeekedAtSeldomUntilItsNextPacket) {
-    silence client;
-    constexpr int first_wait = 1024 + 100;
-    EXPECT_EQ(client.peeks_of_a_wait(server_, 100), first_wait);
-    EXPECT_EQ(client.peeks_of_a_wait(server_, 100), 11);
-    EXPECT_EQ(client.peeks_of_a_wait(server_, 0), 1);
-    silence::available = 1;
-    EXPECT_EQ(client.peeks_of_a_wait(server_, 100), 1);
-    silence::available = 0;
-    EXPECT_EQ(client.peeks_of_a_wait(server_, 100), first_wait);
+TEST_F(NamedPipe, WhatALeftClientSaidIsNotTheNextOnes) {
+    client_.Write("abc", 3);
+    EXPECT_TRUE(server_.WaitForDataToRead(60000));
+    client_.Close();
+    EXPECT_EQ(failure_of([&] { server_.WaitForDataToRead(0); }), "Failed to check data for reading (109)");
+    serve_next_client();
+    EXPECT_FALSE(server_.WaitForDataToRead(1));
 }
 
 TEST_F(NamedPipe, LongWriteGoesOutInPartsOf16384AlsoAfterTheStop) {
@@ -262,16 +294,7 @@ TEST_F(NamedPipe, AfterTheStopWhoNeverReadsIsCutOff) {
     // It has had its time: nothing waits for it any more.
     EXPECT_EQ(failure_of([&] { server_.Write(sent.data(), sent.size()); }), aborted);
     EXPECT_EQ(failure_of([&] { server_.Flush(); }), "");
-    server_.Disconnect();
-    client_.Close();
-    auto next = start([this, name = unique_name()] {
-        // Until the server listens again the system refuses with ERROR_PIPE_BUSY.
-        WaitNamedPipeW((L"\\\\.\\pipe\\" + name).c_str(), 5000);
-        create(client_, false, name);
-    });
-    while (!server_.Connect(0)) {
-    }
-    EXPECT_EQ(next.get(), "");
+    serve_next_client();
     // The next one has a time of its own.
     server_.Write("abc", 3);
     EXPECT_EQ(failure_of([&] { server_.Flush(); }), "Can't flush named pipe (995)");

@@ -8,20 +8,8 @@
 namespace qv {
 
 void PacketStream::Read(void* destination, std::uint64_t size) {
-    auto* next = static_cast<unsigned char*>(destination);
-    const auto take = [&](std::uint64_t count) {
-        std::copy_n(received_.data() + begin_, count, next);
-        begin_ += static_cast<std::size_t>(count);
-        next += count;
-        size -= count;
-    };
-    take(std::min<std::uint64_t>(size, end_ - begin_));
-    if (size == 0) return;
     Flush();
-    if (size >= received_.size()) return channel_.Read(next, size);
-    begin_ = end_ = 0;
-    end_ = static_cast<std::size_t>(channel_.ReadSome(received_.data(), size, received_.size()));
-    take(size);
+    channel_.Read(destination, size);
 }
 
 void PacketStream::Write(const void* source, std::uint64_t size) {

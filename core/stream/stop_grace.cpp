@@ -8,15 +8,18 @@ bool stop_grace::stop_requested() const noexcept {
     return stop_event_ != nullptr && WaitForSingleObject(stop_event_, 0) == WAIT_OBJECT_0;
 }
 
+bool stop_grace::wait_before_stop(HANDLE event, DWORD timeout) const noexcept {
+    const HANDLE handles[] = {event, stop_event_};
+    return WaitForMultipleObjects(stop_event_ != nullptr ? 2 : 1, handles, FALSE, timeout) == WAIT_OBJECT_0;
+}
+
 stop_grace::transfer::~transfer() {
     if (stopped_) grace_.left_ = left();
 }
 
 bool stop_grace::transfer::wait(HANDLE event) noexcept {
     if (!stopped_) {
-        const HANDLE handles[] = {event, grace_.stop_event_};
-        const DWORD count = grace_.stop_event_ != nullptr ? 2 : 1;
-        if (WaitForMultipleObjects(count, handles, FALSE, INFINITE) == WAIT_OBJECT_0) return true;
+        if (grace_.wait_before_stop(event, INFINITE)) return true;
         note_stop();
     }
     if (WaitForSingleObject(event, std::min(left(), wait_milliseconds)) == WAIT_OBJECT_0) return true;

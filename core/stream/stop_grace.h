@@ -18,6 +18,9 @@ public:
     HANDLE stop_event() const noexcept { return stop_event_; }
     bool stop_requested() const noexcept;
 
+    // Waits until `event` is signalled, at most `timeout` milliseconds and not beyond the stop; answers whether it is.
+    bool wait_before_stop(HANDLE event, DWORD timeout) const noexcept;
+
     // What a wait that begins, or goes on, after the stop may take.
     DWORD next_wait() const noexcept { return left_ < wait_milliseconds ? left_ : wait_milliseconds; }
 

@@ -143,9 +143,7 @@ private:
         try {
             packet_reader reader(stream);
             packet_writer writer(stream);
-            const auto wait = [&](int timeout) {
-                return stream.HasData() || pipe_.WaitForDataToRead(static_cast<std::uint32_t>(timeout));
-            };
+            const auto wait = [&](int timeout) { return pipe_.WaitForDataToRead(static_cast<std::uint32_t>(timeout)); };
             state_.params.process_commands([this] { return state_.stopping(); }, wait, &reader, &writer);
         } catch (...) {
             log::write_error();
