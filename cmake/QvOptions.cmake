@@ -43,6 +43,8 @@ if(WIN32)
     file(RELATIVE_PATH way_to_dependencies "${CMAKE_BINARY_DIR}" "${QV_WINDOWS_DEPENDENCIES}")
     target_compile_options(qv_options INTERFACE -gno-record-gcc-switches
       "-ffile-prefix-map=${dependencies}=dependencies" "-ffile-prefix-map=${way_to_dependencies}=dependencies")
+    # Nor do the programs tell, once for each source, which compiler made them.
+    target_compile_options(qv_options INTERFACE -fno-ident)
     # No DLL of the compiler is needed beside the programs, and neither the time of day nor what is not used is in them.
     add_link_options(-static -Wl,--no-insert-timestamp,--gc-sections)
   endif()
