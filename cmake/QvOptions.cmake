@@ -34,6 +34,12 @@ if(NOT MSVC)
   target_compile_options(qv_quick_build INTERFACE -O0 -g0)
 endif()
 
+# For what a program does once and not for long: better small than fast.
+add_library(qv_small_build INTERFACE)
+if(MINGW)
+  target_compile_options(qv_small_build INTERFACE -Os)
+endif()
+
 if(WIN32)
   enable_language(RC)
   target_compile_definitions(qv_options INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)

@@ -22,7 +22,7 @@ endfunction()
 
 # What a file of the product needs beside its code.
 function(qv_resources target description file type rest)
-  qv_share_common_headers(${target})
+  qv_share_common_headers(${target} qv_headers)
   configure_file("${PROJECT_SOURCE_DIR}/cmake/resources.rc.in" ${target}.rc @ONLY)
   target_sources(${target} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/${target}.rc")
   set_property(GLOBAL APPEND PROPERTY QV_PRODUCT ${target})

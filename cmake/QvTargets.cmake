@@ -1,14 +1,17 @@
-# qv_add_library(NAME SOURCES ... [TESTS ...] [LINK ...] [TEST_LINK ...])
+# qv_add_library(NAME [SMALL] SOURCES ... [TESTS ...] [LINK ...] [TEST_LINK ...])
 #
 # A static library of our own, and beside it the test program NAME_test when TESTS are given. A library links only what
-# lies below it in docs/architecture.md; test code is linked by test programs only.
+# lies below it in docs/architecture.md; test code is linked by test programs only. SMALL: of what programs do once.
 function(qv_add_library name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;TESTS;LINK;TEST_LINK")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "SMALL" "" "SOURCES;TESTS;LINK;TEST_LINK")
   add_library(${name} STATIC ${arg_SOURCES})
   target_link_libraries(${name} PUBLIC qv_options ${arg_LINK})
   get_target_property(linked ${name} LINK_LIBRARIES)
-  if(NOT "qv_quick_build" IN_LIST linked)
-    qv_share_common_headers(${name})
+  if(arg_SMALL AND MINGW)
+    target_link_libraries(${name} PRIVATE qv_small_build)
+    qv_share_common_headers(${name} qv_small_headers qv_small_build)
+  elseif(NOT "qv_quick_build" IN_LIST linked)
+    qv_share_common_headers(${name} qv_headers)
   endif()
   if(QV_SANITIZE STREQUAL "thread")
     set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL TRUE)
@@ -55,13 +58,14 @@ endfunction()
 
 # Headers of others that many sources include and that take longer to read than most of our own. Each source includes what
 # it uses all the same.
-function(qv_share_common_headers name)
+# `shared` is one for all targets of the same settings, those of the libraries that follow it.
+function(qv_share_common_headers name shared)
   set(headers <algorithm> <functional> <map> <memory> <mutex> <optional> <sstream> <string> <thread> <vector>
     <boost/filesystem/operations.hpp> <boost/filesystem/path.hpp>)
   if(WIN32)
     list(APPEND headers <windows.h> <objbase.h>)
   endif()
-  qv_share_headers(${name} qv_headers "${headers}" Boost::filesystem)
+  qv_share_headers(${name} ${shared} "${headers}" "Boost::filesystem;${ARGN}")
 endfunction()
 
 function(qv_starts_threads result)
