@@ -129,15 +129,16 @@ build() {
 }
 
 # Programs for Windows run in a Wine prefix of the build, without Mono and without its host library of the .NET runtime.
+wine=(env "WINEPREFIX=$root/build/wine" WINEDEBUG=-all "WINEDLLOVERRIDES=mscoree=;mshtml=")
 run_windows() {
   local prefix=$root/build/wine
   if [ ! -f "$prefix/.ready" ]; then
     step "Preparing Wine" >&2
     mkdir -p "$prefix"
-    wine_environment wineboot --init >"$root/build/wine.log" 2>&1 || { tail -5 "$root/build/wine.log" >&2; die "Wine does not start; see build/wine.log"; }
+    "${wine[@]}" wineboot --init >"$root/build/wine.log" 2>&1 || { tail -5 "$root/build/wine.log" >&2; die "Wine does not start; see build/wine.log"; }
     touch "$prefix/.ready"
   fi
-  wine_environment wine "$@"
+  "${wine[@]}" wine "$@"
 }
 
 # Wine has no reader of classic PDB files. The build's own serves in its prefix, as on any host without one.
@@ -147,10 +148,6 @@ register_classic_reader() {
   step "Registering the reader of classic PDB files" >&2
   run_windows regsvr32.exe /s "$(windows_path "$library")" >>"$root/build/wine.log" 2>&1 ||
     die "qv_symbols.dll does not register; see build/wine.log"
-}
-
-wine_environment() {
-  WINEPREFIX=$root/build/wine WINEDEBUG=-all WINEDLLOVERRIDES="mscoree=;mshtml=" "$@"
 }
 
 windows_path() {

@@ -7,12 +7,6 @@ count_of() {
   sed -n "s/^\[ *$1 *\] \([0-9]*\) tests\{0,1\}[.,].*/\1/p" | head -1
 }
 
-# Wine's server ends with the last program, and now and then hangs up on one that is only just being started: nothing of
-# it has run then.
-never_began() {
-  grep -q '^wine client error' "$1" && ! grep -q '^\[==========\]' "$1"
-}
-
 # run_test_program PRESET PROGRAM
 run_test_program() {
   local name output status=0 p f s
@@ -20,10 +14,6 @@ run_test_program() {
   output=$root/build/$1/tests/$name.log
   if [ "$1" = windows ]; then
     run_windows "$2" >"$output" 2>&1 </dev/null || status=$?
-    if never_began "$output"; then
-      status=0
-      run_windows "$2" >"$output" 2>&1 </dev/null || status=$?
-    fi
   else
     "$2" >"$output" 2>&1 </dev/null || status=$?
   fi
@@ -53,12 +43,26 @@ start_http_server() {
   export QV_HTTP_FOLDER=Z:$folder
 }
 
+# Wine's own server would end with each program, and start for the next one, which it then now and then hangs up on.
+start_wine_server() {
+  run_windows cmd.exe /c exit
+  timeout 60 "${wine[@]}" wineserver -w || true
+  "${wine[@]}" wineserver -p >/dev/null 2>&1 </dev/null || true
+}
+
+end_servers() {
+  [ -z "$http_server" ] || kill "$http_server" || true
+  http_server=
+  "${wine[@]}" wineserver -k >/dev/null 2>&1 || true
+}
+
+http_server=
 run_test_programs() {
-  local program number=0 all http_server=
+  local program number=0 all
   step "Testing ($1)"
-  # Wine is prepared before the first program, so that its start is nobody's time.
   if [ "$1" = windows ]; then
-    run_windows cmd.exe /c exit
+    trap end_servers EXIT
+    start_wine_server
     register_classic_reader
     start_http_server
   fi
@@ -69,7 +73,7 @@ run_test_programs() {
     show_state "$number of $all  $(basename "$program")"
     run_test_program "$1" "$program"
   done <"$root/build/$1/tests.txt"
-  [ -z "$http_server" ] || kill "$http_server" || true
+  [ "$1" != windows ] || end_servers
 }
 
 check() {
