@@ -1,12 +1,19 @@
-// Clients that leave, wait, hurry or never listen.
+// Clients that leave, wait, hurry, never listen or are killed.
 #include <algorithm>
 #include <atomic>
 #include <future>
 #include <memory>
 #include <numeric>
+#include <random>
+#include <string_view>
 
+#include "base/module_path.h"
 #include "bench/faults/scenario.h"
 #include "core/stream/NamedPipeStream.h"
+#include "tests/support/builders/pe_builder.h"
+#include "tests/support/builders/portable_pdb_builder.h"
+#include "text/path.h"
+#include "text/utf.h"
 
 namespace qv::bench {
 namespace {
@@ -178,7 +185,115 @@ std::string ahead_of_its_answers(const circumstances&) {
     return std::to_string(rounds) + " conversations sent ahead of all their answers";
 }
 
+// --- Clients in processes of their own, which are killed.
+
+constexpr const wchar_t* client_word = L"--client";
+constexpr std::uint32_t many_points = 100'000;  // of the method with the large answer
+constexpr GUID large_mvid = {0x1A26E, 1, 2, {3, 4, 5, 6, 7, 8, 9, 10}};
+
+bytes ask_large() {
+    return packet(0x43, {1, 1, 0});
+}
+
+// "large.dll" and "large.pdb", whose only method has that many points.
+boost::filesystem::path make_large_module(const temporary_directory& folder) {
+    const auto write = [&](const char* name, const test::bytes& content) {
+        return folder.write(name, {content.begin(), content.end()});
+    };
+    const GUID id = {4, 5, 6, {}};
+    test::byte_writer points;
+    points.packed(0);                                // no local signature
+    for (std::uint32_t i = 0; i < many_points; ++i)  // IL offset, lines, columns, then from where they start
+        i == 0 ? points.packed(0).packed(0).packed(1).packed(1).packed(1)
+               : points.packed(1).packed(0).packed(1).packed(2).packed(0);
+    test::portable_pdb_builder pdb(id, 1);
+    pdb.document("/gen/large.cs");
+    pdb.method(1, points.data());
+    write("large.pdb", pdb.build());
+    test::pe_builder image;
+    image.metadata(test::image_metadata(large_mvid, 1).build());
+    image.debug_entry(2, 0x504D, 1, test::codeview_data(id, 1, "large.pdb"));
+    return write("large.dll", image.build().data);
+}
+
+// Until it is killed. `what` is "loading", "reading" or "not_reading".
+void be_client(const std::wstring& pipe_id, const std::wstring& what, const std::wstring& image) {
+    for (;;) {
+        raw_client client(pipe_id);
+        client.exchange_for(handshake(), handshake_answer().size());
+        client.exchange_for(load_request(1, image, large_mvid), packet(0x30, {1, 0, 1}).size());
+        while (what != L"loading") {
+            client.send(ask_large());
+            if (what == L"reading") client.receive(0x10000);  // a part of the answer
+        }
+    }
+}
+
+class client_process {
+public:
+    client_process(const std::wstring& pipe_id, const wchar_t* what, const std::wstring& image) {
+        std::wstring command =
+            L"\"" + module_path(nullptr) + L"\" " + client_word + L" " + pipe_id + L" " + what + L" \"" + image + L"\"";
+        STARTUPINFOW startup{};
+        startup.cb = sizeof startup;
+        PROCESS_INFORMATION process{};
+        promise(CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                               &process) != FALSE,
+                "a client process");
+        process_.reset(process.hProcess);
+        const handle_hld thread(process.hThread);
+    }
+    ~client_process() { kill(); }
+    client_process(const client_process&) = delete;
+    client_process& operator=(const client_process&) = delete;
+
+    void kill() {
+        TerminateProcess(process_.get(), 1);
+        WaitForSingleObject(process_.get(), INFINITE);
+    }
+
+private:
+    handle_hld process_;
+};
+
+std::string killed(const circumstances& now) {
+    constexpr int rounds = 20;
+    std::mt19937 random(static_cast<std::mt19937::result_type>(now.seed));
+    watched_server server;
+    const temporary_directory folder;
+    const std::wstring image = qv::text::to_wide(make_large_module(folder));
+    {
+        served_client first(server.process());
+        const bytes loaded = packet(0x30, {1, 0, 1});
+        promise(first.exchange_for(load_request(1, image, large_mvid), loaded.size()) == loaded &&
+                    first.exchange_for(ask_large(), 0x10000).size() == 0x10000,
+                "a large answer");
+    }
+    for (int i = 0; i < rounds; ++i) {
+        std::vector<std::unique_ptr<client_process>> clients;
+        for (const wchar_t* what : {L"loading", L"reading", L"not_reading"})
+            clients.push_back(std::make_unique<client_process>(server.pipe_id(), what, image));
+        // Starting takes a process most of this.
+        Sleep(300 + random() % 300);
+        promise(served_client(server.process()).wrong_answers(every_command()) == 0, "others are served meanwhile");
+    }
+    server.expect_as_before();
+    server.expect_orderly_end();
+    return std::to_string(3 * rounds) + " client processes killed while they load, read and do not read";
+}
+
 }  // namespace
+
+bool is_client(int count, char* words[]) {
+    if (count != 5 || std::string_view(words[1]) != "--client") return false;
+    try {
+        const auto wide = [&](int i) { return qv::text::to_utf16(words[i]); };
+        be_client(wide(2), wide(3), wide(4));
+    } catch (const std::exception&) {
+        // The server has gone first.
+    }
+    return true;
+}
 
 std::vector<scenario> client_scenarios() {
     return {{"gone_at_every_byte", gone_at_every_byte},
@@ -187,7 +302,8 @@ std::vector<scenario> client_scenarios() {
             {"one_byte_a_second", one_byte_a_second},
             {"idle_and_one_more", idle_and_one_more},
             {"connects", connects},
-            {"ahead_of_its_answers", ahead_of_its_answers}};
+            {"ahead_of_its_answers", ahead_of_its_answers},
+            {"killed", killed}};
 }
 
 }  // namespace qv::bench

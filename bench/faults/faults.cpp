@@ -23,7 +23,8 @@ using namespace qv::bench;
 
 std::vector<scenario> all_scenarios() {
     std::vector<scenario> all;
-    for (auto part : {client_scenarios(), file_scenarios(), log_scenarios(), system_call_scenarios(), stop_scenarios()})
+    for (auto part : {client_scenarios(), file_scenarios(), log_scenarios(), system_call_scenarios(),
+                      library_scenarios(), stop_scenarios()})
         std::move(part.begin(), part.end(), std::back_inserter(all));
     return all;
 }
@@ -49,6 +50,7 @@ bool run(const scenario& one, const circumstances& now) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
+    if (is_client(argc, argv)) return 0;
     ::testing::InitGoogleTest(&argc, argv);
     GTEST_FLAG_SET(throw_on_failure, true);  // what the test support asserts is a promise, too
     circumstances now;

@@ -73,6 +73,10 @@ std::vector<std::string> errors_in(const std::string& log) {
     return found;
 }
 
+std::string first_part(const std::string& failure) {
+    return failure.substr(0, failure.find(" ("));
+}
+
 std::vector<exchange> whole_conversation() {
     std::vector<exchange> steps = {{handshake(), handshake_answer()}};
     for (const exchange& step : every_command()) steps.push_back(step);

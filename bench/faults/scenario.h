@@ -43,6 +43,10 @@ std::vector<scenario> stop_scenarios();
 std::vector<scenario> file_scenarios();
 std::vector<scenario> log_scenarios();
 std::vector<scenario> system_call_scenarios();
+std::vector<scenario> library_scenarios();
+
+// Whether this process was started as a client that a scenario kills; it has been one then.
+bool is_client(int count, char* words[]);
 
 // A running server that misbehaving clients must not harm.
 class watched_server {
@@ -71,6 +75,9 @@ std::vector<std::string> errors_in(const std::string& log);
 
 // Whether it is what a client that goes away makes the server say of its own pipe.
 bool is_of_a_lost_client(const std::string& failure);
+
+// A failure's text without its code.
+std::string first_part(const std::string& failure);
 
 // From the first to the last byte, with the handshake before and the end after it.
 std::vector<testing::exchange> whole_conversation();

@@ -172,6 +172,19 @@ struct outcome {
     std::size_t answers;
 };
 
+std::string end_of(const std::string& log) {
+    return log.substr(log.size() - std::min(log.size(), log_end));
+}
+
+void stop(server_process& server, bool by_control_c) {
+    try {
+        by_control_c ? server.press_control_c() : server.request_stop();
+    } catch (const std::exception& error) {
+        throw broken_promise(std::string("a server that can be stopped: ") + error.what() + ", exit code " +
+                             std::to_string(server.exit_code_now()) + ", log " + end_of(server.log()));
+    }
+}
+
 outcome stop_once(int turn, DWORD delay) {
     const bool rude = turn % 4 == 0, by_control_c = turn % 8 == 1;
     server_process server(server_process::settings{.log_mask = 1, .own_console = by_control_c});
@@ -187,7 +200,7 @@ outcome stop_once(int turn, DWORD delay) {
     }
     Sleep(delay);
     const auto begin = clock::now();
-    by_control_c ? server.press_control_c() : server.request_stop();
+    stop(server, by_control_c);
     const DWORD code = server.exit_code();
     const seconds end = clock::now() - begin;
     clients.wait();
@@ -195,8 +208,7 @@ outcome stop_once(int turn, DWORD delay) {
     promise(clients.complaint().empty(), clients.complaint());
     promise(code == 0, "exit code 0, not " + std::to_string(code));
     promise(end <= longest_end, "an end in time, not after " + std::to_string(end.count()) + " s");
-    promise(log.ends_with(" Finished\r\n"),
-            "Finished at the end of the log, not: " + log.substr(log.size() - std::min(log.size(), log_end)));
+    promise(log.ends_with(" Finished\r\n"), "Finished at the end of the log, not: " + end_of(log));
     for (const std::uint32_t id : begun(log))
         promise(clients.answered().contains(id), "the answer of request " + std::to_string(id) + " that was begun");
     return {end, clients.answered().size()};

@@ -8,63 +8,18 @@
 #include <set>
 #include <thread>
 
+#include "bench/faults/failing_call.h"
 #include "bench/faults/scenario.h"
 #include "core/stream/MemoryStreams.h"
 #include "diagnostics/log.h"
 #include "pdb_server/src/command_processor.h"
 #include "pdb_server/src/pipe_manager.h"
-#include "tests/support/calls/replaced_import.h"
 #include "tests/support/server/handle_count.h"
 
 namespace qv::bench {
 namespace {
 
 using namespace testing;
-
-// Calls of the client are the test's own.
-thread_local bool is_spared = false;
-
-// The turn of the call that fails; 0 once it has.
-std::atomic<int> calls_left{0};
-
-bool fails_now() {
-    if (is_spared) return false;
-    int left = calls_left;
-    while (left > 0 && !calls_left.compare_exchange_weak(left, left - 1)) {
-    }
-    return left == 1;
-}
-
-// What a failing call leaves undone: nothing was begun, or what was begun is over and failed.
-enum class moment { before, after };
-
-template <int Number, moment When, class Signature>
-class call;
-
-template <int Number, moment When, class Result, class... Arguments>
-class call<Number, When, Result(Arguments...)> {
-public:
-    static std::unique_ptr<test::replaced_import> replace(const char* name, Result failure) {
-        failure_ = failure;
-        auto import = std::make_unique<test::replaced_import>(name, reinterpret_cast<void*>(&instead));
-        original_ = import->original();
-        return import;
-    }
-
-private:
-    static Result WINAPI instead(Arguments... arguments) {
-        const auto really = [&] {
-            return reinterpret_cast<Result(WINAPI*)(Arguments...)>(original_.load())(arguments...);
-        };
-        if (!fails_now()) return really();
-        if (When == moment::after) really();
-        SetLastError(ERROR_NO_SYSTEM_RESOURCES);
-        return failure_;
-    }
-
-    static inline std::atomic<void*> original_;
-    static inline Result failure_;
-};
 
 struct system_call {
     const char* name;
@@ -73,63 +28,54 @@ struct system_call {
     std::set<std::string> texts;  // what the failure may be called; besides, it may look like a lost client
 };
 
-template <class Signature>
-struct result_of;
-
-template <class Result, class... Arguments>
-struct result_of<Result(Arguments...)> {
-    using type = Result;
-};
-
-template <int Number, class Signature, moment When = moment::before>
-system_call failing(const char* name, int turns, std::set<std::string> texts,
-                    typename result_of<Signature>::type failure = {}) {
-    return {name, [=] { return call<Number, When, Signature>::replace(name, failure); }, turns, std::move(texts)};
+template <class Signature, moment When = moment::before>
+system_call failing(const char* name, int turns, std::set<std::string> texts, result_of<Signature> failure = {}) {
+    return {name, [=] { return failing_call<Signature, When>::replace(name, failure); }, turns, std::move(texts)};
 }
 
 std::vector<system_call> system_calls() {
     return {
-        failing<0, decltype(CreateEventW)>("CreateEventW", 6, {"Can't create event", "Can't create pipe"}, nullptr),
-        failing<1, decltype(CreateNamedPipeW)>("CreateNamedPipeW", 3, {"Can't create pipe"}, INVALID_HANDLE_VALUE),
-        failing<2, decltype(ConnectNamedPipe)>("ConnectNamedPipe", 6, {}),
-        failing<3, decltype(GetOverlappedResult), moment::after>("GetOverlappedResult", 12, {}),
-        failing<4, decltype(ReadFile)>("ReadFile", 24, {"Can't read file"}),
-        failing<5, decltype(WriteFile)>("WriteFile", 8, {}),
-        failing<6, decltype(FlushFileBuffers)>("FlushFileBuffers", 2, {}),
-        failing<7, decltype(DisconnectNamedPipe)>("DisconnectNamedPipe", 2, {}),
-        failing<8, decltype(CreateFileW)>("CreateFileW", 8,
-                                          {"Can't open file", "Invalid MVID for the absolute module path is detected"},
-                                          INVALID_HANDLE_VALUE),
-        failing<9, decltype(GetFileSizeEx)>("GetFileSizeEx", 8, {"Can't get file size"}),
-        failing<10, decltype(GetFileType)>("GetFileType", 6,
-                                           {"Can't open file", "Invalid MVID for the absolute module path is detected"},
-                                           FILE_TYPE_UNKNOWN),
-        failing<11, decltype(WaitForMultipleObjects)>("WaitForMultipleObjects", 6, {}, WAIT_FAILED),
-        failing<12, decltype(OpenThread)>("OpenThread", 2, {}, nullptr),
-        failing<13, decltype(RegisterWaitForSingleObject)>("RegisterWaitForSingleObject", 2, {}),
-        failing<14, decltype(CoInitializeEx)>("CoInitializeEx", 3, {"Can't initialize COM"}, E_OUTOFMEMORY),
-        failing<15, decltype(CoCreateInstance)>(
+        failing<decltype(CreateEventW)>("CreateEventW", 6, {"Can't create event", "Can't create pipe"}, nullptr),
+        failing<decltype(CreateNamedPipeW)>("CreateNamedPipeW", 3, {"Can't create pipe"}, INVALID_HANDLE_VALUE),
+        failing<decltype(ConnectNamedPipe)>("ConnectNamedPipe", 6, {}),
+        failing<decltype(GetOverlappedResult), moment::after>("GetOverlappedResult", 12, {}),
+        failing<decltype(ReadFile)>("ReadFile", 24, {"Can't read file"}),
+        failing<decltype(WriteFile)>("WriteFile", 8, {}),
+        failing<decltype(FlushFileBuffers)>("FlushFileBuffers", 2, {}),
+        failing<decltype(DisconnectNamedPipe)>("DisconnectNamedPipe", 2, {}),
+        failing<decltype(CreateFileW)>("CreateFileW", 8,
+                                       {"Can't open file", "Invalid MVID for the absolute module path is detected"},
+                                       INVALID_HANDLE_VALUE),
+        failing<decltype(GetFileSizeEx)>("GetFileSizeEx", 8, {"Can't get file size"}),
+        failing<decltype(GetFileType)>("GetFileType", 6,
+                                       {"Can't open file", "Invalid MVID for the absolute module path is detected"},
+                                       FILE_TYPE_UNKNOWN),
+        failing<decltype(WaitForMultipleObjects)>("WaitForMultipleObjects", 6, {}, WAIT_FAILED),
+        failing<decltype(OpenThread)>("OpenThread", 2, {}, nullptr),
+        failing<decltype(RegisterWaitForSingleObject)>("RegisterWaitForSingleObject", 2, {}),
+        failing<decltype(CoInitializeEx)>("CoInitializeEx", 3, {"Can't initialize COM"}, E_OUTOFMEMORY),
+        failing<decltype(CoCreateInstance)>(
             "CoCreateInstance", 2, {"Can't create symbol binder", "Can't create metadata dispenser"}, E_OUTOFMEMORY),
-        failing<16, decltype(_beginthreadex)>("_beginthreadex", 4, {"Can't create thread"}),
-        failing<17, decltype(GetEnvironmentVariableW)>("GetEnvironmentVariableW", 3,
-                                                       {"Failed to get environment variable"}),
-        failing<18, decltype(AllocateAndInitializeSid)>(
+        failing<decltype(_beginthreadex)>("_beginthreadex", 4, {"Can't create thread"}),
+        failing<decltype(GetEnvironmentVariableW)>("GetEnvironmentVariableW", 3,
+                                                   {"Failed to get environment variable"}),
+        failing<decltype(AllocateAndInitializeSid)>(
             "AllocateAndInitializeSid", 7,
             {"Can't create BUILTIN_ADMINISTRATORS group SID", "Can't create LOCAL_SYSTEM user SID",
              "Can't create ANONYMOUS group SID", "Can't create ALL_APP_PACKAGES group SID",
              "Can't create EVERYONE group SID", "Can't create CREATOR_OWNER user SID",
              "Can't create LOW_MANDATORY_LEVEL group SID"}),
-        failing<19, decltype(LocalAlloc)>(
+        failing<decltype(LocalAlloc)>(
             "LocalAlloc", 3,
             {"Can't alloc DACL buffer", "Can't alloc SACL buffer", "Can't allocate security descriptor"}, nullptr),
-        failing<20, decltype(InitializeSecurityDescriptor)>("InitializeSecurityDescriptor", 1,
-                                                            {"Can't initialize security descriptor"}),
-        failing<21, decltype(AddAccessAllowedAce)>(
+        failing<decltype(InitializeSecurityDescriptor)>("InitializeSecurityDescriptor", 1,
+                                                        {"Can't initialize security descriptor"}),
+        failing<decltype(AddAccessAllowedAce)>(
             "AddAccessAllowedAce", 6,
             {"Can't add BUILTIN_ADMINISTRATORS in DACL", "Can't add LOCAL_SYSTEM in DACL",
              "Can't add CREATOR_OWNER in DACL", "Can't add EVERYONE in DACL", "Can't add ANONYMOUS in DACL",
              "Can't add ALL_APP_PACKAGES in DACL"}),
-        failing<22, decltype(AddMandatoryAce)>("AddMandatoryAce", 1, {"Can't add LOW_MANDATORY_LEVEL to SACL"})};
+        failing<decltype(AddMandatoryAce)>("AddMandatoryAce", 1, {"Can't add LOW_MANDATORY_LEVEL to SACL"})};
 }
 
 struct com_apartment {
@@ -218,15 +164,10 @@ std::size_t handles() {
     return test::count_handles(GetCurrentProcessId());
 }
 
-std::string first_part(const std::string& failure) {
-    return failure.substr(0, failure.find(" ("));
-}
-
 // One server, one failing call. False where it has no call of this number.
 bool fail_once(const std::wstring& name, int turn, std::set<std::string>& texts) {
-    calls_left = turn;
+    failing_calls::begin(turn);
     own_server server(name);
-    bool failed = false;
     try {
         if (const std::string text = converse(name); !text.empty()) texts.insert(first_part(text));
     } catch (const broken_promise&) {
@@ -234,7 +175,7 @@ bool fail_once(const std::wstring& name, int turn, std::set<std::string>& texts)
     } catch (const std::exception&) {
         // It found no listener, or its listener went as it came.
     }
-    failed = calls_left.exchange(0) == 0;
+    const bool failed = failing_calls::end() != 0;
     if (!server.is_over()) expect_right_answers(name);
     server.stop();
     if (!server.failure().empty()) texts.insert(server.failure());
@@ -242,7 +183,7 @@ bool fail_once(const std::wstring& name, int turn, std::set<std::string>& texts)
 }
 
 std::string system_calls_fail(const circumstances& now) {
-    is_spared = true;
+    const failing_calls::spared this_thread;
     // As in a host that lives long: else COM would load the symbol reader anew for each server, which costs handles.
     const com_apartment com;
     const auto begin = clock::now();

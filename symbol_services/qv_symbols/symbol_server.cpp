@@ -2,14 +2,16 @@
 
 #include <windows.h>
 
+#include <mutex>
+
 #include "common/symbol_server.h"
 #include "symbol_services/qv_symbols/library.h"
 
 namespace qv::symbols {
 namespace {
 
-// Null on a host without the library. What is loaded stays, and so does this library: a DLL must not let go of another
-// one while it is being unloaded.
+// Null where the library cannot be loaded. What is loaded stays, and so does this library: a DLL must not let go of
+// another one while it is being unloaded.
 const symbol_server::library* load_symbol_server() noexcept {
     try {
         HMODULE loaded = nullptr;
@@ -26,11 +28,20 @@ const symbol_server::library* load_symbol_server() noexcept {
     }
 }
 
+// The library, once it could be loaded; until then each search tries anew, as what keeps it away may be over.
+const symbol_server::library* loaded_symbol_server() {
+    static std::mutex mutex;
+    static const symbol_server::library* server = nullptr;
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (server == nullptr) server = load_symbol_server();
+    return server;
+}
+
 }  // namespace
 
 std::optional<boost::filesystem::path> find_on_server(const std::wstring& parameters,
                                                       const classic_reader::codeview_record& record) {
-    static const symbol_server::library* const server = load_symbol_server();
+    const symbol_server::library* const server = loaded_symbol_server();
     if (server == nullptr) return std::nullopt;
     auto found = server->find(parameters, record.file_name(), record.guid, record.age);
     return found.empty() ? std::nullopt : std::optional(std::move(found));

@@ -26,11 +26,6 @@ struct cabinet_functions {
     bool are_there() const noexcept { return create && copy && destroy; }
 };
 
-const cabinet_functions& cabinet_api() {
-    static const cabinet_functions functions;
-    return functions;
-}
-
 // One unpacking. The API calls back on the thread that called it, but tells most functions nothing of whom they are
 // for.
 struct expansion {
@@ -121,19 +116,20 @@ INT_PTR DIAMONDAPI on_notification(FDINOTIFICATIONTYPE type, PFDINOTIFICATION no
 
 struct context_closer {
     using pointer = HFDI;
-    void operator()(HFDI context) const noexcept { cabinet_api().destroy(context); }
+    void operator()(HFDI context) const noexcept { api.destroy(context); }
+    const cabinet_functions& api;
 };
 
-std::wstring expand(expansion& work) {
+std::wstring expand(const cabinet_functions& api, expansion& work) {
     ERF error = {};
     const std::unique_ptr<void, context_closer> context(
-        cabinet_api().create(&allocate, &release, &open_cabinet, &read_cabinet, &write_target, &close_stream,
-                             &seek_cabinet, cpuUNKNOWN, &error));
+        api.create(&allocate, &release, &open_cabinet, &read_cabinet, &write_target, &close_stream, &seek_cabinet,
+                   cpuUNKNOWN, &error),
+        context_closer{api});
     if (!context) return L"the cabinet API fails";
     char name[] = "cabinet", directory[] = "";
     current = &work;
-    const bool done =
-        cabinet_api().copy(context.get(), name, directory, 0, &on_notification, nullptr, nullptr) != FALSE;
+    const bool done = api.copy(context.get(), name, directory, 0, &on_notification, nullptr, nullptr) != FALSE;
     current = nullptr;
     if (done && work.has_file && work.written == work.promised) return {};
     if (work.promised > work.largest || work.written > work.largest) return L"too large when unpacked";
@@ -143,11 +139,12 @@ std::wstring expand(expansion& work) {
 }  // namespace
 
 std::wstring expand_cabinet(const boost::filesystem::path& cabinet, temporary_file& to, std::uint64_t largest) {
-    if (!cabinet_api().are_there()) return L"compressed, and this system has no cabinet API";
     try {
+        const auto* const api = system_functions<cabinet_functions>();
+        if (api == nullptr) return L"compressed, and this system has no cabinet API";
         const auto source = classic_reader::open_disk_file(cabinet);
         expansion work{*source, to, largest};
-        return expand(work);
+        return expand(*api, work);
     } catch (const std::exception&) {
         return L"the cabinet cannot be read";
     }

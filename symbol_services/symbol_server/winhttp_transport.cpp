@@ -47,10 +47,13 @@ struct winhttp_functions {
     }
 };
 
-// Stay when the process ends: nobody can say what WinHTTP still does then.
+// Only after has_winhttp().
 const winhttp_functions& winhttp() {
-    static const auto* const functions = new winhttp_functions;
-    return *functions;
+    return *system_functions<winhttp_functions>();
+}
+
+bool has_winhttp() {
+    return system_functions<winhttp_functions>() != nullptr;
 }
 
 struct handle_closer {
@@ -178,16 +181,17 @@ std::optional<std::wstring> environment_variable(const wchar_t* name) {
     return value;
 }
 
-// One session for all requests: connections are kept and used again.
+// One session for all requests: connections are kept and used again. Null where there is none just now. It stays, and
+// so does this library, whose functions it calls.
 HINTERNET session() {
-    static const HINTERNET handle = [] {
-        HMODULE self = nullptr;
-        GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
-                           reinterpret_cast<LPCWSTR>(&session), &self);
-        const auto opened = winhttp().open(L"qv-symsrv", WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY, WINHTTP_NO_PROXY_NAME,
-                                           WINHTTP_NO_PROXY_BYPASS, WINHTTP_FLAG_ASYNC);
-        return opened;
-    }();
+    static std::mutex mutex;
+    static HINTERNET handle = nullptr;
+    const std::lock_guard<std::mutex> lock(mutex);
+    HMODULE self = nullptr;
+    if (handle == nullptr && GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                                                reinterpret_cast<LPCWSTR>(&session), &self))
+        handle = winhttp().open(L"qv-symsrv", WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY, WINHTTP_NO_PROXY_NAME,
+                                WINHTTP_NO_PROXY_BYPASS, WINHTTP_FLAG_ASYNC);
     return handle;
 }
 
@@ -350,7 +354,7 @@ private:
 class winhttp_transport_type final : public http_transport {
 public:
     http_outcome get(const url& target, const http_limits& limits, const http_receiver& receiver) override {
-        if (!winhttp().are_there() || session() == nullptr)
+        if (!has_winhttp() || session() == nullptr)
             return {http_outcome::kind::no_answer, L"this system has no WinHTTP"};
         return winhttp_request(target, limits).run(receiver);
     }

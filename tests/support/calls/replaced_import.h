@@ -1,5 +1,5 @@
-// Calls of the operating system that go elsewhere while an object lives: by the import table of the test program, so
-// that what is tested needs no seam of its own. Windows only.
+// Calls of the operating system that go elsewhere while an object lives: by the import table of the test program, or of
+// a library that it has loaded, so that what is tested needs no seam of its own. Windows only.
 #pragma once
 
 #include <windows.h>
@@ -11,11 +11,12 @@
 
 namespace qv::test {
 
-// Lets the program's calls of an imported function go to `replacement`, which has the same signature. Throws
-// std::runtime_error for a function that the program does not import.
+// Lets the program's calls of an imported function go to `replacement`, which has the same signature; those of the
+// library where one is named, which must stay as long. Throws std::runtime_error for a function that is not imported.
 class replaced_import {
 public:
-    replaced_import(const char* function, void* replacement) : slot_(find_slot(function)), original_(*slot_) {
+    replaced_import(const char* function, void* replacement, HMODULE library = nullptr)
+        : slot_(find_slot(function, library ? library : GetModuleHandleW(nullptr))), original_(*slot_) {
         write_slot(replacement);
     }
     ~replaced_import() { write_slot(original_); }
@@ -25,9 +26,9 @@ public:
     void* original() const noexcept { return original_; }
 
 private:
-    // The slot of the running program's import table through which it calls the function.
-    static void** find_slot(const char* function) {
-        auto* const base = reinterpret_cast<unsigned char*>(GetModuleHandleW(nullptr));
+    // The slot of the import table through which the function is called.
+    static void** find_slot(const char* function, HMODULE caller) {
+        auto* const base = reinterpret_cast<unsigned char*>(caller);
         const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
         const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
         const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];

@@ -87,6 +87,10 @@ void server_process::press_control_c() {
 
 DWORD server_process::exit_code() {
     WaitForSingleObject(process_.get(), patience_milliseconds);
+    return exit_code_now();
+}
+
+DWORD server_process::exit_code_now() const {
     DWORD code = STILL_ACTIVE;
     GetExitCodeProcess(process_.get(), &code);
     return code;

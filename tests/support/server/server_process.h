@@ -40,6 +40,9 @@ public:
     // Waits for the end; STILL_ACTIVE when it does not come.
     DWORD exit_code();
 
+    // STILL_ACTIVE while it runs.
+    DWORD exit_code_now() const;
+
     // What the server has written so far.
     std::string standard_output() const { return read_file(directory_.path() / "stdout.txt"); }
     std::string standard_error() const { return read_file(directory_.path() / "stderr.txt"); }
