@@ -3,23 +3,6 @@
 #include "text/utf.h"
 
 namespace qv::metadata::detail_metadata {
-namespace {
-
-// A compressed integer: its bits, and how many bytes it was written in.
-struct compressed {
-    std::uint32_t bits;
-    std::uint32_t size;
-};
-
-compressed read_compressed(const md_region& region, std::uint32_t& position) {
-    const auto get = [&]() -> std::uint32_t { return region.read_value<unsigned char>(position); };
-    std::uint32_t bytes = get();
-    const std::uint32_t size = compressed_size(bytes);
-    for (std::uint32_t i = 1; i < size; ++i) bytes = bytes << 8 | get();
-    return {compressed_unsigned(bytes, size), size};
-}
-
-}  // namespace
 
 const unsigned char* md_region::read_char_utf8(std::uint32_t& position, const unsigned char** next) const {
     static constexpr throw_site here{
@@ -44,13 +27,10 @@ std::string_view md_region::read_text_utf8() const {
     return {reinterpret_cast<const char*>(data_), size_};
 }
 
-std::uint32_t md_region::read_compressed_unsigned(std::uint32_t& position) const {
-    return read_compressed(*this, position).bits;
-}
-
-std::uint32_t md_region::read_compressed_signed(std::uint32_t& position) const {
-    const compressed number = read_compressed(*this, position);
-    return compressed_signed(number.bits, number.size);
+std::uint32_t md_region::read_longer(std::uint32_t lead, std::uint32_t& position) const {
+    const std::uint32_t size = compressed_size(lead);
+    for (std::uint32_t i = 1; i < size; ++i) lead = lead << 8 | read_value<unsigned char>(position);
+    return compressed_unsigned(lead, size);
 }
 
 void md_region::out_of_region() {

@@ -97,8 +97,14 @@ public:
     // The whole region as text.
     std::string_view read_text_utf8() const;
 
-    std::uint32_t read_compressed_unsigned(std::uint32_t& position) const;
-    std::uint32_t read_compressed_signed(std::uint32_t& position) const;
+    std::uint32_t read_compressed_unsigned(std::uint32_t& position) const {
+        const std::uint32_t lead = read_value<unsigned char>(position);
+        return lead < 0x80 ? lead : read_longer(lead, position);
+    }
+    std::uint32_t read_compressed_signed(std::uint32_t& position) const {
+        const std::uint32_t lead = read_value<unsigned char>(position);
+        return compressed_signed(lead < 0x80 ? lead : read_longer(lead, position), compressed_size(lead));
+    }
 
     // What follows the position, for a reader that checks the bounds of several values at once; empty beyond the end.
     std::span<const unsigned char> rest(std::uint32_t position) const noexcept {
@@ -106,6 +112,9 @@ public:
     }
 
 private:
+    // A number of several bytes, of which the first has been read.
+    std::uint32_t read_longer(std::uint32_t lead, std::uint32_t& position) const;
+
     // The bounds gate: every byte that is read comes through here.
     const unsigned char* take(std::uint32_t& position, std::uint32_t count, const throw_site& site,
                               source_location here = source_location::current()) const {

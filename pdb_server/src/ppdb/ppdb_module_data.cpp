@@ -156,8 +156,7 @@ void ppdb_module_data::get_source_server_data(std::vector<std::uint8_t>& data) {
 }
 
 void ppdb_module_data::get_method_offsets(std::uint32_t method_token, std::vector<std::uint32_t>& offsets) {
-    point_columns<1> columns({&offsets});
-    read_sequence_points(container_->parser(), row_of(method_token), offset_of_point(), columns);
+    read_sequence_points<1>(container_->parser(), row_of(method_token), offset_of_point(), {&offsets});
 }
 
 void ppdb_module_data::get_method_ranges(std::uint32_t method_token, std::vector<std::uint32_t>& document_ids,
@@ -165,8 +164,8 @@ void ppdb_module_data::get_method_ranges(std::uint32_t method_token, std::vector
                                          std::vector<std::uint32_t>& start_columns,
                                          std::vector<std::uint32_t>& end_lines,
                                          std::vector<std::uint32_t>& end_columns) {
-    point_columns<5> columns({&document_ids, &start_lines, &start_columns, &end_lines, &end_columns});
-    read_sequence_points(container_->parser(), row_of(method_token), range_of_point(), columns);
+    read_sequence_points<5>(container_->parser(), row_of(method_token), range_of_point(),
+                            {&document_ids, &start_lines, &start_columns, &end_lines, &end_columns});
 }
 
 void ppdb_module_data::get_document(std::uint32_t document_id, std::wstring& url, GUID& checksum_algorithm,

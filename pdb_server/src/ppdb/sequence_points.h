@@ -31,42 +31,35 @@ struct sequence_point_record {
     bool hidden() const noexcept { return (lines | columns) == 0; }
 };
 
-// Columns of an answer, one value in each for every point. Filled through a block that is handed on when it is full.
+// Columns of an answer, one value in each for every point.
 template <std::size_t Columns>
 class point_columns {
 public:
     using row = std::array<std::uint32_t, Columns>;
     using vectors = std::array<std::vector<std::uint32_t>*, Columns>;
 
-    // Clears the vectors.
-    explicit point_columns(const vectors& outputs) : outputs_(outputs) {
-        for (auto* output : outputs_) output->clear();
+    // Gives the vectors room for so many points. What they hold is not known until `finish`.
+    point_columns(const vectors& outputs, std::size_t most) : outputs_(outputs) {
+        for (std::size_t i = 0; i < Columns; ++i) {
+            outputs_[i]->resize(most);
+            values_[i] = outputs_[i]->data();
+        }
     }
 
-    std::size_t size() const noexcept { return size_; }
-    bool full() const noexcept { return size_ == block_size; }
-
-    // Into a block that is not full.
-    void append(const row& values) noexcept { set(size_++, values); }
-
-    // For a loop that counts by itself: sets row `index` of the block, and then tells how many there are.
-    static constexpr std::size_t block_size = 64;
-    void set(std::size_t index, const row& values) noexcept {
-        for (std::size_t i = 0; i < Columns; ++i) block_[i][index] = values[i];
+    // Not more often than there is room.
+    void append(const row& values) noexcept {
+        for (std::size_t i = 0; i < Columns; ++i) values_[i][size_] = values[i];
+        ++size_;
     }
-    void resize(std::size_t size) noexcept { size_ = size; }
 
-    // Hands on what is in the block.
-    void flush() {
-        for (std::size_t i = 0; i < Columns; ++i)
-            outputs_[i]->insert(outputs_[i]->end(), block_[i].begin(),
-                                block_[i].begin() + static_cast<std::ptrdiff_t>(size_));
-        size_ = 0;
+    // Cuts the vectors to the points that came.
+    void finish() {
+        for (auto* output : outputs_) output->resize(size_);
     }
 
 private:
-    const vectors outputs_;
-    std::array<std::array<std::uint32_t, block_size>, Columns> block_;
+    vectors outputs_;
+    std::array<std::uint32_t*, Columns> values_;
     std::size_t size_ = 0;
 };
 
@@ -80,6 +73,15 @@ inline constexpr auto short_signed = [] {
     for (std::uint32_t i = 0; i < numbers.size(); ++i) numbers[i] = metadata::detail_metadata::compressed_signed(i, 1);
     return numbers;
 }();
+
+// The columns from start to end, in one byte: signed unless the point ends on the line of its start.
+inline constexpr auto short_columns = [] {
+    std::array<std::array<std::uint32_t, 0x80>, 2> numbers{};
+    for (std::uint32_t i = 0; i < 0x80; ++i) numbers[0][i] = short_signed[i], numbers[1][i] = i;
+    return numbers;
+}();
+
+inline constexpr std::size_t shortest_record = 3;  // bytes: of a hidden point
 
 // How much of a blob has been read, and what the next record depends on.
 struct sequence_point_state {
@@ -100,86 +102,83 @@ sequence_point_state begin_sequence_points(const md_region& blob, std::uint32_t 
 // Reads the next record, and the document records before it: every byte is checked.
 read_record read_sequence_point(const md_region& blob, sequence_point_state state);
 
-// Reads records whose numbers have one byte each, of eight bytes that are loaded at once, as long as such records
-// follow the first visible point and the block has room. Returns where they end.
+// The next eight bytes of a blob, the first of them lowest. Where it ends before, they go on with bytes of which no
+// short record is made.
+inline std::uint64_t next_bytes(const unsigned char* at, const unsigned char* end) noexcept {
+    static_assert(std::endian::native == std::endian::little);
+    std::uint64_t bytes = ~std::uint64_t{0};
+    if (end - at >= 8)
+        std::memcpy(&bytes, at, 8);
+    else
+        for (const unsigned char* last = end; last != at;) bytes = bytes << 8 | *--last;
+    return bytes;
+}
+
+// Appends what records of numbers of one byte tell, as long as such records follow the first visible point. Returns
+// where they end.
 template <class Answer, class Columns>
 const unsigned char* read_short_records(const unsigned char* at, const unsigned char* end, Answer& answer,
                                         Columns& columns) noexcept {
-    static_assert(std::endian::native == std::endian::little);
     constexpr std::uint64_t longer = 0x80'80'80'80'80;  // the bits of the five bytes that say that others follow
     constexpr std::uint64_t hidden = 0xFF'FF'80;        // the same of the first, and the two numbers that are then 0
-    Answer sums = answer;                               // so that it may stay in registers
-    std::size_t index = columns.size();
-    for (std::uint64_t bytes = 0; end - at >= 8 && index < columns.block_size; ++index) {
+    Answer sums = answer;                               // both copied so that they may stay in registers
+    Columns out = columns;
+    for (;;) {
         count_work(1);
-        std::memcpy(&bytes, at, sizeof bytes);
+        const std::uint64_t bytes = next_bytes(at, end);
         const auto number = [bytes](unsigned i) { return static_cast<std::uint32_t>(bytes >> 8 * i & 0xFF); };
         if (number(0) == 0) break;  // the record of a document
         if ((bytes & hidden) == 0) {
-            columns.set(index, sums.hidden(number(0)));
+            out.append(sums.hidden(number(0)));
             at += 3;
         } else if ((bytes & longer) == 0) {
-            const std::uint32_t width = number(1) == 0 ? number(2) : short_signed[number(2)];
-            columns.set(index,
-                        sums.visible({number(0), number(1), width, short_signed[number(3)], short_signed[number(4)]}));
+            out.append(sums.visible({number(0), number(1), short_columns[number(1) == 0][number(2)],
+                                     short_signed[number(3)], short_signed[number(4)]}));
             at += 5;
         } else {
             break;
         }
     }
-    columns.resize(index);
     answer = sums;
+    columns = out;
     return at;
-}
-
-// The same of a blob. Of its last bytes no eight can be loaded: they are read in a copy that goes on with bytes of
-// which no short record is made.
-template <class Answer, class Columns>
-std::uint32_t read_short_records(std::span<const unsigned char> rest, Answer& answer, Columns& columns) noexcept {
-    const unsigned char* const end = rest.data() + rest.size();
-    const unsigned char* const at = read_short_records(rest.data(), end, answer, columns);
-    auto done = static_cast<std::size_t>(at - rest.data());
-    if (const std::size_t left = rest.size() - done; left < 8) {
-        std::array<unsigned char, 16> last;
-        last.fill(0xFF);
-        std::memcpy(last.data(), at, left);
-        done += static_cast<std::size_t>(read_short_records(last.data(), last.data() + last.size(), answer, columns) -
-                                         last.data());
-    }
-    return static_cast<std::uint32_t>(done);
 }
 
 }  // namespace detail
 
-// Appends a row to `columns` for each sequence point of the method in blob order; the method is given by its row. What
+// Fills `outputs` with a row for each sequence point of the method in blob order; the method is given by its row. What
 // the row holds is up to `answer`: it makes one of a record, answer.visible(record), and of a hidden point's IL offset,
 // answer.hidden(il_offset), and knows the row of the point's document by its member `document`. It is cheap to copy. A
-// PDB without debug information for methods has no points. Throws what the metadata reader throws.
-template <class Answer, class Columns>
+// PDB without debug information for methods has no points. Throws what the metadata reader throws; what is in `outputs`
+// then is not known.
+template <std::size_t Columns, class Answer>
 void read_sequence_points(const metadata::detail_metadata::metadata_parser& parser, std::uint32_t method_row,
-                          Answer answer, Columns& columns) {
+                          Answer answer, const typename point_columns<Columns>::vectors& outputs) {
     using namespace metadata::detail_metadata;
+    const auto answer_nothing = [&] {
+        for (auto* output : outputs) output->clear();
+    };
     const accessor rows(parser);
-    if (rows.get_row_count<md_MethodDebugInformation>() == 0) return;
+    if (rows.get_row_count<md_MethodDebugInformation>() == 0) return answer_nothing();
     const auto index = rows.get_field_value<md_MethodDebugInformation, fld_SequencePoints>(method_row);
     const md_region blob = parser.get_stream_data(index);
-    if (blob.size() == 0) return;
+    if (blob.size() == 0) return answer_nothing();
     const auto document = rows.get_field_value<md_MethodDebugInformation, fld_Document>(method_row);
 
     auto state = detail::begin_sequence_points(blob, document.value);
+    point_columns<Columns> columns(outputs, blob.size() / detail::shortest_record);
     // A blob always has a first point: one that ends after its header fails.
     while (state.first || state.position != blob.size()) {
-        if (columns.full()) columns.flush();
-        if (!state.first_visible) {
-            state.position += detail::read_short_records(blob.rest(state.position), answer, columns);
-            if (columns.full() || state.position == blob.size()) continue;
-        }
         const auto next = detail::read_sequence_point(blob, state);
         state = next.state;
         answer.document = state.document;
         columns.append(next.record.hidden() ? answer.hidden(next.record.il_offset) : answer.visible(next.record));
+        if (state.first_visible) continue;
+        const auto rest = blob.rest(state.position);
+        const auto* const end = detail::read_short_records(rest.data(), rest.data() + rest.size(), answer, columns);
+        state.position += static_cast<std::uint32_t>(end - rest.data());
     }
-    columns.flush();
+    columns.finish();
 }
 
 }  // namespace qv::profiler::pdb_server
