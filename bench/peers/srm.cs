@@ -1,6 +1,6 @@
 // What the managed reader of the framework needs for the questions that portable_bench asks: srm FILE.dll... The PDB of
 // each image lies beside it or inside it. Prints results as Google Benchmark writes them. The best of all runs counts, of
-// which there are so many that the runtime has the time to compile what is hot; first_runs/... is the best of the first nine.
+// which there are so many that the runtime has the time to compile what is hot.
 using System;
 using System.Collections.Generic;
 using System.Diagnostics;
@@ -98,16 +98,13 @@ static class Program {
 
     static void Time(string name, long items, Action action, int repetitions = 1) {
         TimeSpan enough = TimeSpan.FromSeconds(4);
-        double best = double.MaxValue, bestOfFirst = 0;
+        double best = double.MaxValue;
         var all = Stopwatch.StartNew();
         for (int run = 0; all.Elapsed < enough || run < 20; run++) {
             double begin = ProcessorTime();
             action();
             best = Math.Min(best, (ProcessorTime() - begin) / repetitions);
-            if (run < 9)
-                bestOfFirst = best;
         }
         Results.Add(new { name, run_type = "iteration", real_time = best, cpu_time = best, time_unit = "ns", items_per_second = items * 1e9 / best });
-        Results.Add(new { name = "first_runs/" + name, run_type = "iteration", real_time = bestOfFirst, cpu_time = bestOfFirst, time_unit = "ns" });
     }
 }
