@@ -5,7 +5,7 @@
 // Each scenario starts a server of its own, does its worst to it over the pipe, and looks whether everybody else is
 // answered as ever, whether anything is kept, how the server ends and what its log tells. One line a scenario; ends
 // with 1 when a promise is broken. SECONDS (120) bounds each of those that repeat themselves. FAULTS_SMALL_DISK names
-// a folder on a disk that may be filled up.
+// a folder on a disk that may be filled up, FAULTS_LOOP one in which a symbolic link "a" leads to "b" and "b" to "a".
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -24,7 +24,7 @@ using namespace qv::bench;
 std::vector<scenario> all_scenarios() {
     std::vector<scenario> all;
     for (auto part : {client_scenarios(), file_scenarios(), log_scenarios(), system_call_scenarios(),
-                      library_scenarios(), stop_scenarios()})
+                      library_scenarios(), cabinet_scenarios(), stop_scenarios()})
         std::move(part.begin(), part.end(), std::back_inserter(all));
     return all;
 }
@@ -57,6 +57,7 @@ int main(int argc, char* argv[]) {
     now.time = seconds(argc > 1 ? std::atof(argv[1]) : 120);
     now.seed = std::random_device()();
     if (const char* const folder = std::getenv("FAULTS_SMALL_DISK")) now.small_disk = folder;
+    if (const char* const folder = std::getenv("FAULTS_LOOP")) now.loop = folder;
     const auto is_wanted = [&](const scenario& one) {
         return argc <= 2 || std::find(argv + 2, argv + argc, std::string(one.name)) != argv + argc;
     };

@@ -25,8 +25,13 @@ constexpr std::chrono::seconds patience{20};
 // A conversation in which a module is loaded and asked again and again.
 class asker {
 public:
-    asker(const std::wstring& pipe_id, std::wstring image, const GUID& mvid, std::uint32_t method)
-        : pipe_(pipe_id, {patience, patience}), image_(std::move(image)), mvid_(mvid), method_(method) {}
+    asker(const std::wstring& pipe_id, std::wstring image, const GUID& mvid, std::uint32_t method,
+          std::vector<std::wstring> search_paths = {})
+        : pipe_(pipe_id, {patience, patience}),
+          session_(pipe_, {.policy = 0x0E, .search_paths = std::move(search_paths)}),
+          image_(std::move(image)),
+          mvid_(mvid),
+          method_(method) {}
 
     // What a person would be told: "loaded", "no symbols" or an error.
     std::string ask() {
@@ -54,7 +59,7 @@ private:
     }
 
     pipe_connection pipe_;
-    session session_{pipe_, {}};
+    session session_;
     const std::wstring image_;
     const GUID mvid_;
     const std::uint32_t method_;
@@ -167,9 +172,10 @@ std::string changing_files(const circumstances& now) {
 
 // --- Files that others keep, and names of what is no file.
 
-std::string one_answer(const watched_server& server, const std::wstring& image, const GUID& mvid) {
+std::string one_answer(const watched_server& server, const std::wstring& image, const GUID& mvid,
+                       std::vector<std::wstring> search_paths = {}) {
     const auto begin = clock::now();
-    std::string answer = asker(server.pipe_id(), image, mvid, 0x06000004).ask();
+    std::string answer = asker(server.pipe_id(), image, mvid, 0x06000004, std::move(search_paths)).ask();
     promise(clock::now() - begin < std::chrono::seconds(5), "an answer without a wait");
     return answer;
 }
@@ -241,6 +247,15 @@ std::string odd_names_of_images(const circumstances&) {
     return "directories, devices, pipes and endless paths for an image:" + told(answers);
 }
 
+// An image whose record names this PDB.
+path write_image(const temporary_directory& folder, const GUID& mvid, std::uint16_t minor, const path& pdb) {
+    test::pe_builder image;
+    image.metadata(test::image_metadata(mvid, 4).build());
+    image.debug_entry(2, minor, 1, test::codeview_data({4, 5, 6, {}}, 1, pdb.string()));
+    const test::bytes file = image.build().data;
+    return folder.write("module.dll", {file.begin(), file.end()});
+}
+
 std::string odd_names_of_pdbs(const circumstances&) {
     watched_server server;
     const GUID mvid = {1, 2, 3, {}};
@@ -248,11 +263,7 @@ std::string odd_names_of_pdbs(const circumstances&) {
     const temporary_directory folder;
     for (const std::uint16_t minor : {std::uint16_t{0x504D}, std::uint16_t{0}})  // a portable and a classic PDB
         for (const std::wstring& name : odd_names(server, folder)) {
-            test::pe_builder image;
-            image.metadata(test::image_metadata(mvid, 4).build());
-            image.debug_entry(2, minor, 1, test::codeview_data({4, 5, 6, {}}, 1, path(name).string()));
-            const test::bytes file = image.build().data;
-            const path module = folder.write("module.dll", {file.begin(), file.end()});
+            const path module = write_image(folder, mvid, minor, name);
             const std::string answer = one_answer(server, qv::text::to_wide(module), mvid);
             promise(answer != "loaded", "no symbols from " + path(name).string().substr(0, 100));
             ++answers[answer];
@@ -262,13 +273,47 @@ std::string odd_names_of_pdbs(const circumstances&) {
     return "the same recorded in an image for its PDB:" + told(answers);
 }
 
+// Links that lead to themselves: as an image, as its folder, as what an image records and as places to search.
+std::string loops(const circumstances& now) {
+    if (now.loop.empty()) return "not done: no folder with a loop of links was named";
+    watched_server server;
+    const temporary_directory folder;
+    const GUID mvid = {1, 2, 3, {}};
+    const path loop = path(now.loop) / "a";
+    std::map<std::string, unsigned> answers;
+    const auto expect_none = [&](const path& image, const GUID& id, std::vector<std::wstring> search_paths) {
+        const std::string answer = one_answer(server, qv::text::to_wide(image), id, std::move(search_paths));
+        promise(answer != "loaded", "nothing from a loop");
+        ++answers[answer];
+    };
+    expect_none(loop, mvid, {});
+    expect_none(loop / "module.dll", mvid, {});
+    for (const std::uint16_t minor : {std::uint16_t{0x504D}, std::uint16_t{0}})
+        for (const path& pdb : {loop, loop / "module.pdb"})
+            expect_none(write_image(folder, mvid, minor, pdb), mvid, {});
+
+    const path original = fixture("Standalone.dll"), pdb = fixture("Standalone.pdb");
+    const path image = folder.copy(original, "Standalone.dll");
+    const std::wstring place = loop.native(), store = (folder.path() / "store").native();
+    for (const std::wstring& element : {place, L"srv*" + place, L"srv*" + place + L"\\s*" + place, L"cache*" + place})
+        expect_none(image, mvid_of(image), {element});
+    folder.copy(pdb, "store" / store_place(original, pdb));
+    const std::string cached =
+        one_answer(server, qv::text::to_wide(image), mvid_of(image), {L"srv*" + place + L"*" + store});
+    promise(cached == "loaded", "the PDB of a store whose cache is a loop, not: " + cached);
+    server.expect_as_before();
+    server.expect_orderly_end();
+    return "a loop of links for an image, its PDB, search paths, stores and caches:" + told(answers);
+}
+
 }  // namespace
 
 std::vector<scenario> file_scenarios() {
     return {{"changing_files", changing_files},
             {"locked_files", locked_files},
             {"odd_names_of_images", odd_names_of_images},
-            {"odd_names_of_pdbs", odd_names_of_pdbs}};
+            {"odd_names_of_pdbs", odd_names_of_pdbs},
+            {"loops", loops}};
 }
 
 }  // namespace qv::bench

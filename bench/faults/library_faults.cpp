@@ -12,7 +12,6 @@
 #include "core/stream/MemoryStreams.h"
 #include "pdb_server/src/command_processor.h"
 #include "pdb_server/src/system/windows/symsrv_imports.h"
-#include "qv/portable_executable/readers.h"
 #include "tests/support/pdb_writer/sample_module.h"
 #include "tests/support/server/handle_count.h"
 
@@ -26,16 +25,6 @@ using profiler::pdb_server::process_commands;
 constexpr unsigned char load_code = 0x30;
 
 // --- What is asked.
-
-// Where a PDB lies in a store, by the record of its image.
-path store_place(const path& image, const path& pdb) {
-    const auto entry = portable_executable::read_image_file(image).debug_entries.at(0);
-    const bool portable = entry.MinorVersion == portable_executable::portable_pdb_minor_version;
-    GUID id;
-    std::copy_n(entry.data.begin() + 4, sizeof id, reinterpret_cast<unsigned char*>(&id));
-    const std::wstring age = portable ? L"FFFFFFFF" : std::to_wstring(entry.data.at(20));
-    return pdb.filename() / (quorvex::common::to_store_key(id) + age) / pdb.filename();
-}
 
 // A module whose symbols lie in one kind of place, and a conversation about it.
 class asked_module {

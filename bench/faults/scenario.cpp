@@ -4,6 +4,8 @@
 #include <array>
 #include <string_view>
 
+#include "qv/portable_executable/readers.h"
+
 namespace qv::bench {
 
 using namespace testing;
@@ -75,6 +77,15 @@ std::vector<std::string> errors_in(const std::string& log) {
 
 std::string first_part(const std::string& failure) {
     return failure.substr(0, failure.find(" ("));
+}
+
+boost::filesystem::path store_place(const boost::filesystem::path& image, const boost::filesystem::path& pdb) {
+    const auto entry = portable_executable::read_image_file(image).debug_entries.at(0);
+    const bool portable = entry.MinorVersion == portable_executable::portable_pdb_minor_version;
+    GUID id;
+    std::copy_n(entry.data.begin() + 4, sizeof id, reinterpret_cast<unsigned char*>(&id));
+    const std::wstring age = portable ? L"FFFFFFFF" : std::to_wstring(entry.data.at(20));
+    return pdb.filename() / (quorvex::common::to_store_key(id) + age) / pdb.filename();
 }
 
 std::vector<exchange> whole_conversation() {

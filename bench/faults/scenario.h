@@ -28,6 +28,7 @@ inline void promise(bool kept, const std::string& what) {
 struct circumstances {
     seconds time{};          // for each scenario that repeats itself
     std::string small_disk;  // a folder on a disk that may be filled up; empty where there is none
+    std::string loop;        // a folder with a link "a" to a link "b" to "a"; empty where there is none
     unsigned long seed = 0;  // of everything random
 };
 
@@ -44,6 +45,7 @@ std::vector<scenario> file_scenarios();
 std::vector<scenario> log_scenarios();
 std::vector<scenario> system_call_scenarios();
 std::vector<scenario> library_scenarios();
+std::vector<scenario> cabinet_scenarios();
 
 // Whether this process was started as a client that a scenario kills; it has been one then.
 bool is_client(int count, char* words[]);
@@ -78,6 +80,9 @@ bool is_of_a_lost_client(const std::string& failure);
 
 // A failure's text without its code.
 std::string first_part(const std::string& failure);
+
+// Where a PDB lies in a store, by the record of its image.
+boost::filesystem::path store_place(const boost::filesystem::path& image, const boost::filesystem::path& pdb);
 
 // From the first to the last byte, with the handshake before and the end after it.
 std::vector<testing::exchange> whole_conversation();
