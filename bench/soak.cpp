@@ -1,12 +1,14 @@
 // Many clients on one server for a given time, with good modules and broken ones, every answer compared.
 //
-//     soak SECONDS [CSV [SERVER.exe]]
+//     soak SECONDS [CSV [SERVER.exe]] [clients=N] [log=FILE] [shared=1]
 //
-// 200 clients have conversation after conversation: load, query, unload at random, and at the end a quit or nothing at
-// all. Once a second a line goes to the CSV file (soak.csv): seconds, bytes of memory, handles, threads, answers so
-// far. On Windows the server is a process of its own, reached over its pipe; elsewhere it is the command loop in this
-// process. Ends with 1 when an answer is not the expected one, when a conversation fails, or when what the server holds
-// goes on growing after the first minute. bench/soak_plot.py draws the CSV file.
+// 200 clients, or as many as are asked for, have conversation after conversation: load, query, unload at random, and at
+// the end a quit or nothing at all. Once a second a line goes to the CSV file (soak.csv): seconds, bytes of memory,
+// handles, threads, answers so far. With `log` the server writes its log of all components there. With `shared` the
+// clients are threads that ask one symbol engine of this process for the same modules, which another thread loads and
+// unloads. On Windows the server is a process of its own, reached over its pipe; elsewhere it is the command loop in
+// this process. Ends with 1 when an answer is not the expected one, when a conversation fails, or when what the server
+// holds goes on growing after the first minute. bench/soak_plot.py draws the CSV file.
 #include "bench/soak.h"
 
 #include <algorithm>
@@ -16,37 +18,40 @@
 #include <chrono>
 #include <cstdio>
 #include <mutex>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "bench/soak_questions.h"
+#include "text/path.h"
 
 namespace qv::soak {
 namespace {
 
-constexpr unsigned clients = 200;
 constexpr std::size_t warm_up = 60;  // seconds until what the server holds has to be level
 constexpr std::uint64_t few = 16;    // handles, threads or listeners that come and go
 constexpr std::uint64_t little = std::uint64_t{16} << 20;
 
-class run {
+class conversations final : public load {
 public:
-    run(server& host, const std::vector<sample_module>& modules) : host_(host), modules_(modules) {
+    conversations(server& host, const std::vector<sample_module>& modules, unsigned clients)
+        : host_(host), modules_(modules), clients_(clients) {
         for (unsigned i = 0; i < clients; ++i) threads_.emplace_back([this, i] { be_client(i); });
     }
-    ~run() { end(); }
+    ~conversations() override { conversations::end(); }
 
-    void end() {
+    void end() override {
         stop_ = true;
         threads_.clear();
     }
 
-    bool failed() const { return failed_; }
-    std::uint64_t answers() const { return answers_; }
+    bool failed() const override { return failed_; }
+    std::uint64_t answers() const override { return answers_; }
 
-    void print() const {
-        std::printf("%u clients: %llu conversations, %llu answers, %llu connections turned away\n", clients,
+    void print() const override {
+        std::printf("%u clients: %llu conversations, %llu answers, %llu connections turned away\n", clients_,
                     static_cast<unsigned long long>(conversations_), static_cast<unsigned long long>(answers_),
                     static_cast<unsigned long long>(turned_away_));
         if (failed_) std::printf("FAILED: %s\n", failure_.c_str());
@@ -54,7 +59,7 @@ public:
 
 private:
     void be_client(unsigned number) {
-        for (std::uint32_t seed = number; !stop_; seed += clients) {
+        for (std::uint32_t seed = number; !stop_; seed += clients_) {
             bool welcome = false;
             try {
                 const std::unique_ptr<ICoreStream> stream = host_.connect();
@@ -78,6 +83,7 @@ private:
 
     server& host_;
     const std::vector<sample_module>& modules_;
+    const unsigned clients_;
     std::atomic<bool> stop_{false}, failed_{false};
     std::atomic<std::uint64_t> conversations_{0}, answers_{0}, turned_away_{0};
     std::mutex mutex_;
@@ -121,32 +127,70 @@ bool is_level(const std::vector<holdings>& samples) {
     return level;
 }
 
-std::vector<holdings> watch(const run& load, const server& host, std::chrono::seconds time,
+std::vector<holdings> watch(const load& asking, const server& host, std::chrono::seconds time,
                             const boost::filesystem::path& csv) {
     boost::filesystem::ofstream file(csv);
     file << "seconds,memory,handles,threads,answers\n";
     std::vector<holdings> samples;
     const auto begin = std::chrono::steady_clock::now();
-    for (std::chrono::seconds passed{1}; passed <= time && !load.failed(); ++passed) {
+    for (std::chrono::seconds passed{1}; passed <= time && !asking.failed(); ++passed) {
         std::this_thread::sleep_until(begin + passed);
         const holdings& now = samples.emplace_back(host.now());
-        file << passed.count() << ',' << now.memory << ',' << now.handles << ',' << now.threads << ',' << load.answers()
-             << std::endl;
+        file << passed.count() << ',' << now.memory << ',' << now.handles << ',' << now.threads << ','
+             << asking.answers() << std::endl;
     }
     return samples;
 }
 
+// Nothing where a word is no setting.
+std::optional<settings> settings_of(const std::vector<std::wstring>& words) {
+    settings chosen;
+    std::vector<std::wstring> plain;
+    try {
+        for (const std::wstring& word : words) {
+            const std::size_t at = word.find(L'=');
+            const std::wstring name = word.substr(0, at), value = at == word.npos ? L"" : word.substr(at + 1);
+            if (at == word.npos)
+                plain.push_back(word);
+            else if (name == L"clients")
+                chosen.clients = static_cast<unsigned>(std::stoul(value));
+            else if (name == L"log")
+                chosen.log = value;
+            else if (name == L"shared")
+                chosen.shared = value == L"1";
+            else
+                return std::nullopt;
+        }
+        if (plain.empty() || plain.size() > 3) return std::nullopt;
+        chosen.time = std::chrono::seconds(std::stoul(plain[0]));
+    } catch (const std::logic_error&) {
+        return std::nullopt;  // no number
+    }
+    if (plain.size() > 1) chosen.csv = plain[1];
+    if (plain.size() > 2) chosen.program = plain[2];
+    return chosen;
+}
+
 }  // namespace
 
-int soak(std::chrono::seconds time, const boost::filesystem::path& csv, const std::wstring& program) {
+int soak(const std::vector<std::wstring>& words) {
+    const auto chosen = settings_of(words);
+    if (!chosen) {
+        std::fputs("soak SECONDS [CSV [SERVER.exe]] [clients=N] [log=FILE] [shared=1]\n", stderr);
+        return 2;
+    }
     const testing::temporary_directory folder;
-    const std::vector<sample_module> modules = make_modules(folder);
-    const std::unique_ptr<server> host = start_server(program);
-    run load(*host, modules);
-    const std::vector<holdings> samples = watch(load, *host, time, csv);
-    load.end();
-    load.print();
-    return !load.failed() && is_level(samples) ? 0 : 1;
+    const std::vector<sample_module> modules = chosen->shared ? std::vector<sample_module>() : make_modules(folder);
+    const std::unique_ptr<server> host = start_server(*chosen);
+    std::unique_ptr<load> asking;
+    if (chosen->shared)
+        asking = ask_for_shared_modules(chosen->clients);
+    else
+        asking = std::make_unique<conversations>(*host, modules, chosen->clients);
+    const std::vector<holdings> samples = watch(*asking, *host, chosen->time, text::to_path(chosen->csv));
+    asking->end();
+    asking->print();
+    return !asking->failed() && is_level(samples) ? 0 : 1;
 }
 
 }  // namespace qv::soak

@@ -1,11 +1,11 @@
 // A soak run, and the server that it is made on: how it is reached, and what it holds of the system's.
 #pragma once
 
-#include <boost/filesystem/path.hpp>
 #include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "core/stream/CoreStreams.h"
 
@@ -24,10 +24,33 @@ public:
     virtual holdings now() const = 0;
 };
 
-// Each system has its own. `program`: the server's path, where one is run; empty for that beside this program.
-std::unique_ptr<server> start_server(const std::wstring& program);
+// What somebody who runs the program can choose.
+struct settings {
+    std::chrono::seconds time{};
+    std::wstring csv = L"soak.csv";
+    std::wstring program;  // the server's path, where one is run; empty: that beside this program
+    std::wstring log;      // file of the server's log, of all components; empty: none
+    unsigned clients = 200;
+    bool shared = false;  // the clients are threads that ask for the same loaded modules
+};
 
-// The program's exit code.
-int soak(std::chrono::seconds time, const boost::filesystem::path& csv, const std::wstring& program);
+// Each system has its own.
+std::unique_ptr<server> start_server(const settings& chosen);
+
+// Somebody who asks the server.
+class load {
+public:
+    virtual ~load() = default;
+    virtual bool failed() const = 0;
+    virtual std::uint64_t answers() const = 0;
+    virtual void end() = 0;
+    virtual void print() const = 0;
+};
+
+// `clients` threads ask one symbol engine of this process for the same modules, while another loads and unloads these.
+std::unique_ptr<load> ask_for_shared_modules(unsigned clients);
+
+// Takes the words of the command line after the program's name, and returns the program's exit code.
+int soak(const std::vector<std::wstring>& words);
 
 }  // namespace qv::soak

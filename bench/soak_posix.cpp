@@ -6,13 +6,18 @@
 #include <thread>
 
 #include "bench/soak.h"
+#include "diagnostics/log.h"
 #include "pdb_server/src/command_processor.h"
 #include "tests/support/streams/duplex_pipe.h"
+#include "text/path.h"
+#include "text/utf.h"
 
 namespace qv::soak {
 namespace {
 
 namespace fs = boost::filesystem;
+
+constexpr std::uint16_t all_components = 17;
 
 // The client's end of a conversation that a thread of this process serves.
 class conversation : public ICoreStream {
@@ -62,13 +67,20 @@ public:
 
 }  // namespace
 
-std::unique_ptr<server> start_server(const std::wstring&) {
+std::unique_ptr<server> start_server(const settings& chosen) {
+    if (!chosen.log.empty()) {
+        log::Logger::instance().open(text::to_path(chosen.log));
+        log::Logger::instance().set_components(all_components);
+    }
     return std::make_unique<in_process>();
 }
 
 }  // namespace qv::soak
 
 int main(int count, char** arguments) {
-    if (count < 2) return 2;
-    return qv::soak::soak(std::chrono::seconds(std::stoul(arguments[1])), count > 2 ? arguments[2] : "soak.csv", {});
+    std::vector<std::wstring> words;
+    for (int i = 1; i < count; ++i) words.push_back(qv::text::to_utf16(arguments[i]));
+    const int result = qv::soak::soak(words);
+    qv::log::Logger::instance().close();
+    return result;
 }

@@ -3,6 +3,7 @@
 #include <psapi.h>
 #include <tlhelp32.h>
 
+#include <boost/filesystem/path.hpp>
 #include <stdexcept>
 
 #include "base/holders.h"
@@ -22,7 +23,7 @@ constexpr std::chrono::minutes patience{2};
 
 class spawned : public server {
 public:
-    explicit spawned(const std::wstring& program) : server_(program, {}) {
+    spawned(const std::wstring& program, const std::vector<std::wstring>& arguments) : server_(program, arguments) {
         server_.wait_until_ready(patience);
         const handle_hld pipe(
             valid_handle_or_null(CreateFileW((L"\\\\.\\pipe\\" + server_.pipe_id()).c_str(),
@@ -61,9 +62,11 @@ private:
 
 }  // namespace
 
-std::unique_ptr<server> start_server(const std::wstring& program) {
+std::unique_ptr<server> start_server(const settings& chosen) {
     const auto own = boost::filesystem::path(module_path(nullptr)).parent_path() / L"pdb_server.exe";
-    return std::make_unique<spawned>(program.empty() ? own.native() : program);
+    std::vector<std::wstring> arguments;
+    if (!chosen.log.empty()) arguments = {L"--log_file", chosen.log, L"--log_mask", L"17"};
+    return std::make_unique<spawned>(chosen.program.empty() ? own.native() : chosen.program, arguments);
 }
 
 }  // namespace qv::soak
@@ -71,7 +74,5 @@ std::unique_ptr<server> start_server(const std::wstring& program) {
 extern "C" int wmain(int argc, wchar_t* argv[]);
 
 int wmain(int argc, wchar_t* argv[]) {
-    if (argc < 2) return 2;
-    return qv::soak::soak(std::chrono::seconds(std::stoul(argv[1])), argc > 2 ? argv[2] : L"soak.csv",
-                          argc > 3 ? argv[3] : L"");
+    return qv::soak::soak({argv + 1, argv + argc});
 }

@@ -47,10 +47,24 @@ bool run(const scenario& one, const circumstances& now) {
     return kept;
 }
 
+// A thread of a scenario that lets an exception go would end the program without a word.
+void tell_and_end() {
+    try {
+        if (const auto thrown = std::current_exception()) std::rethrow_exception(thrown);
+        std::fprintf(stderr, "ended without an exception\n");
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "ended by: %s\n", error.what());
+    } catch (...) {
+        std::fprintf(stderr, "ended by an exception of no known kind\n");
+    }
+    std::abort();
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
     if (is_client(argc, argv)) return 0;
+    std::set_terminate(&tell_and_end);
     ::testing::InitGoogleTest(&argc, argv);
     GTEST_FLAG_SET(throw_on_failure, true);  // what the test support asserts is a promise, too
     circumstances now;
