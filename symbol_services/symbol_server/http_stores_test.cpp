@@ -246,6 +246,7 @@ TEST(Address, IsReadAsItIsMeant) {
                              L"http://a b/", L"http://\u00FC/", L"http://[::1/", L"http:/h/", L"http://h/\xD800"})
         EXPECT_FALSE(parse_url(text)) << ::testing::PrintToString(text);
     EXPECT_FALSE(parse_url(L"http://h/" + std::wstring(3000, L'a')));
+    EXPECT_FALSE(parse_url(L"http://h/" + std::wstring(1000, L' '))) << "it is longer once it is encoded";
 }
 
 TEST(Proxy, IsChosenByTheEnvironment) {

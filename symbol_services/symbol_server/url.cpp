@@ -115,6 +115,11 @@ void parse_path(std::string_view text, url& result) {
     result.query = encode(text.substr(question), "?%/!$&'()*+,;=:@[]");
 }
 
+// Encoding makes an address longer than the text that it was.
+bool is_too_long(const url& address) {
+    return address.origin().size() + address.path.size() + address.query.size() > longest_url;
+}
+
 std::optional<url> parse(std::string_view text) {
     if (text.size() > longest_url || text.find('\0') != std::string_view::npos) return std::nullopt;
     const auto secure = take_scheme(text);
@@ -124,6 +129,7 @@ std::optional<url> parse(std::string_view text) {
     const auto end = std::min(text.find_first_of("/?#"), text.size());
     if (!parse_authority(text.substr(0, end), result)) return std::nullopt;
     parse_path(text.substr(end), result);
+    if (is_too_long(result)) return std::nullopt;
     return result;
 }
 
@@ -194,7 +200,7 @@ std::optional<url> redirected(const url& from, std::string_view location) {
     auto target = other_host ? parse((from.secure ? "https:" : "http:") + std::string(location))
                   : absolute ? parse(location)
                              : relative_to(from, location);
-    if (!target || (from.secure && !target->secure)) return std::nullopt;
+    if (!target || is_too_long(*target) || (from.secure && !target->secure)) return std::nullopt;
     target->user_info = target->origin() == from.origin() ? from.user_info : std::string();
     return target;
 }
