@@ -17,7 +17,6 @@
 #include <boost/filesystem/path.hpp>
 #include <chrono>
 #include <cstdio>
-#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -38,32 +37,17 @@ class conversations final : public load {
 public:
     conversations(server& host, const std::vector<sample_module>& modules, unsigned clients)
         : host_(host), modules_(modules), clients_(clients) {
-        for (unsigned i = 0; i < clients; ++i) threads_.emplace_back([this, i] { be_client(i); });
+        for (unsigned i = 0; i < clients; ++i) start([this, i] { be_client(i); });
     }
-    ~conversations() override { conversations::end(); }
-
-    void end() override {
-        stop_ = true;
-        threads_.clear();
-    }
-
-    bool failed() const override { return failed_; }
-    std::uint64_t answers() const override { return answers_; }
-
-    void print() const override {
-        std::printf("%u clients: %llu conversations, %llu answers, %llu connections turned away\n", clients_,
-                    static_cast<unsigned long long>(conversations_), static_cast<unsigned long long>(answers_),
-                    static_cast<unsigned long long>(turned_away_));
-        if (failed_) std::printf("FAILED: %s\n", failure_.c_str());
-    }
+    ~conversations() override { end(); }
 
 private:
     void be_client(unsigned number) {
-        for (std::uint32_t seed = number; !stop_; seed += clients_) {
+        for (std::uint32_t seed = number; !stopping(); seed += clients_) {
             bool welcome = false;
             try {
                 const std::unique_ptr<ICoreStream> stream = host_.connect();
-                answers_ += converse(*stream, modules_, seed, welcome);
+                count_answers(converse(*stream, modules_, seed, welcome));
                 ++conversations_;
             } catch (const std::exception& error) {
                 // A listener that is no longer needed may go just as a client comes, who has to come again.
@@ -75,20 +59,16 @@ private:
         }
     }
 
-    void fail(const std::string& what) {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        if (!failed_) failure_ = what;
-        failed_ = stop_ = true;
+    void print_counts() const override {
+        std::printf("%u clients: %llu conversations, %llu answers, %llu connections turned away\n", clients_,
+                    static_cast<unsigned long long>(conversations_), static_cast<unsigned long long>(answers()),
+                    static_cast<unsigned long long>(turned_away_));
     }
 
     server& host_;
     const std::vector<sample_module>& modules_;
     const unsigned clients_;
-    std::atomic<bool> stop_{false}, failed_{false};
-    std::atomic<std::uint64_t> conversations_{0}, answers_{0}, turned_away_{0};
-    std::mutex mutex_;
-    std::string failure_;
-    std::vector<std::jthread> threads_;
+    std::atomic<std::uint64_t> conversations_{0}, turned_away_{0};
 };
 
 // --- What the server holds, second by second.

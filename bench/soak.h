@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/soak_load.h"
 #include "core/stream/CoreStreams.h"
 
 namespace qv::soak {
@@ -36,16 +37,6 @@ struct settings {
 
 // Each system has its own.
 std::unique_ptr<server> start_server(const settings& chosen);
-
-// Somebody who asks the server.
-class load {
-public:
-    virtual ~load() = default;
-    virtual bool failed() const = 0;
-    virtual std::uint64_t answers() const = 0;
-    virtual void end() = 0;
-    virtual void print() const = 0;
-};
 
 // `clients` threads ask one symbol engine of this process for the same modules, while another loads and unloads these.
 std::unique_ptr<load> ask_for_shared_modules(unsigned clients);

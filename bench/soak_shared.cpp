@@ -2,7 +2,6 @@
 #include <array>
 #include <atomic>
 #include <cstdio>
-#include <mutex>
 #include <random>
 #include <stdexcept>
 #include <thread>
@@ -77,33 +76,20 @@ public:
             for (unsigned i = 0; i < kinds; ++i) module.answers.push_back(ask(engine_, module.id, i));
             modules_.push_back(module);
         }
-        threads_.emplace_back([this] { come_and_go(); });
-        for (unsigned i = 0; i < clients; ++i) threads_.emplace_back([this, i] { be_client(i); });
+        start([this] { come_and_go(); });
+        for (unsigned i = 0; i < clients; ++i) start([this, i] { be_client(i); });
     }
-    ~shared_modules() override { shared_modules::end(); }
-
-    void end() override {
-        stop_ = true;
-        threads_.clear();
-    }
-
-    bool failed() const override { return failed_; }
-    std::uint64_t answers() const override { return answers_; }
-    void print() const override {
-        std::printf("%llu answers about shared modules, %llu of them about one just unloaded\n",
-                    static_cast<unsigned long long>(answers_), static_cast<unsigned long long>(too_late_));
-        if (failed_) std::printf("FAILED: %s\n", failure_.c_str());
-    }
+    ~shared_modules() override { end(); }
 
 private:
     // A further module, under an id that is known as long as it is loaded.
     void come_and_go() {
         const auto image = testing::fixture("NoMethods.dll");
         const GUID mvid = testing::mvid_of(image);
-        while (!stop_) {
+        while (!stopping()) {
             const unsigned id = engine_.load_module(image, mvid);
             guest_ = id;
-            for (const std::uint64_t before = answers_; answers_ < before + modules_.size() && !stop_;)
+            for (const std::uint64_t before = answers(); answers() < before + modules_.size() && !stopping();)
                 std::this_thread::yield();
             engine_.unload_module(id);
         }
@@ -111,7 +97,7 @@ private:
 
     void be_client(unsigned seed) {
         std::mt19937 random(seed);
-        while (!stop_) {
+        while (!stopping()) {
             const auto question = static_cast<unsigned>(random() % kinds);
             if (random() % 4 == 0) {
                 if (ask(engine_, guest_, question) == unknown_module) ++too_late_;
@@ -121,24 +107,19 @@ private:
                 if (answer != module.answers[question])
                     fail("an unexpected answer to question " + std::to_string(question) + ": " + answer);
             }
-            ++answers_;
+            count_answers(1);
         }
     }
 
-    void fail(const std::string& what) {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        if (!failed_) failure_ = what;
-        failed_ = stop_ = true;
+    void print_counts() const override {
+        std::printf("%llu answers about shared modules, %llu of them about one just unloaded\n",
+                    static_cast<unsigned long long>(answers()), static_cast<unsigned long long>(too_late_));
     }
 
     pdb_processor engine_;
     std::vector<shared_module> modules_;
     std::atomic<unsigned> guest_{1};
-    std::atomic<std::uint64_t> answers_{0}, too_late_{0};
-    std::atomic<bool> stop_{false}, failed_{false};
-    std::mutex mutex_;
-    std::string failure_;
-    std::vector<std::jthread> threads_;
+    std::atomic<std::uint64_t> too_late_{0};
 };
 
 }  // namespace
