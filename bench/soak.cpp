@@ -80,6 +80,13 @@ std::uint64_t mean(const std::vector<holdings>& samples, std::size_t first, std:
     return sum / count;
 }
 
+// The thread sanitizer remembers more the longer it runs.
+#ifdef __SANITIZE_THREAD__
+constexpr bool tells_memory = false;
+#else
+constexpr bool tells_memory = true;
+#endif
+
 // Compares the quarter after the first minute with the last quarter.
 bool is_level(const std::vector<holdings>& samples) {
     if (samples.size() < 2 * warm_up) {
@@ -98,10 +105,11 @@ bool is_level(const std::vector<holdings>& samples) {
     for (const auto& kind : kinds) {
         const std::uint64_t early = mean(samples, warm_up, quarter, kind.what);
         const std::uint64_t late = mean(samples, samples.size() - quarter, quarter, kind.what);
-        const bool good = late <= early + std::max(kind.allowed, early / 20);
+        const bool is_known = tells_memory || kind.what != &holdings::memory;
+        const bool good = !is_known || late <= early + std::max(kind.allowed, early / 20);
         std::printf("%-8s %12llu after the first minute, %12llu at the end%s\n", kind.name,
                     static_cast<unsigned long long>(early), static_cast<unsigned long long>(late),
-                    good ? "" : "  GROWS");
+                    good ? is_known ? "" : "  (the thread sanitizer's too)" : "  GROWS");
         level = level && good;
     }
     return level;
