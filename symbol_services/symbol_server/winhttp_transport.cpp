@@ -87,7 +87,7 @@ public:
         return result;
     }
 
-    std::array<char, 64 * 1024> buffer;
+    std::array<char, 1U << 16> buffer;
 
     static void CALLBACK on_status(HINTERNET, DWORD_PTR context, DWORD status, void* information, DWORD length) {
         auto* const owner = reinterpret_cast<std::shared_ptr<progress>*>(context);  // NOLINT(performance-no-int-to-ptr)
