@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "symbol_services/classic_reader/byte_source.h"
+#include "symbol_services/symbol_server/cabinet_check.h"
 #include "symbol_services/symbol_server/system_library.h"
 
 namespace qv::symbol_store {
@@ -143,6 +144,7 @@ std::wstring expand_cabinet(const boost::filesystem::path& cabinet, temporary_fi
         const auto* const api = system_functions<cabinet_functions>();
         if (api == nullptr) return L"compressed, and this system has no cabinet API";
         const auto source = classic_reader::open_disk_file(cabinet);
+        if (auto fault = cabinet_fault(*source); !fault.empty()) return fault;
         expansion work{*source, to, largest};
         return expand(*api, work);
     } catch (const std::exception&) {

@@ -9,7 +9,7 @@
 
 namespace qv::symbol_store {
 
-// Writes the first file of the cabinet, of at most `largest` bytes. Answers why that cannot be done, or an empty text.
+// Writes the file of the cabinet, of at most `largest` bytes. Answers why that cannot be done, or an empty text.
 std::wstring expand_cabinet(const boost::filesystem::path& cabinet, temporary_file& to, std::uint64_t largest);
 
 }  // namespace qv::symbol_store

@@ -3,10 +3,12 @@
 #include <boost/filesystem/operations.hpp>
 #include <sstream>
 
+#include "symbol_services/symbol_server/cabinet_check.h"
 #include "symbol_services/symbol_server/file_identity.h"
 #include "symbol_services/symbol_server/lookup.h"
 #include "tests/fuzz/mutator.h"
 #include "tests/fuzz/sample_pdb.h"
+#include "tests/support/builders/cabinet.h"
 #include "tests/support/files/test_files.h"
 #include "text/path.h"
 
@@ -53,7 +55,11 @@ outcome run(const unsigned char* data, std::size_t size) {
     http_clock clock;
     clock.pause = [](std::chrono::milliseconds) {};
     http_stores stores(
-        transport, [](const auto&, temporary_file&, std::uint64_t) { return L"no cabinets here"; }, clock);
+        transport,
+        [](const auto& cabinet, temporary_file&, std::uint64_t) {
+            return cabinet_fault(*classic_reader::open_disk_file(cabinet)) + L"; not unpacked here";
+        },
+        clock);
     const request wanted{*file_key::make(L"a.pdb", wanted_index), 1000, [](const std::wstring&) {}};
     lookup_result result;
     require_cost_within(std::uint64_t{64} * size + 10'000, size, [&] {
@@ -84,6 +90,8 @@ std::vector<bytes> seeds() {
     const std::string none = answer("404", ""), moved = answer("302 - - /s", "");
     const bytes built = sample_image(test::pe_kind::pe32).build().data;
     const std::string image(built.begin(), built.end());
+    const bytes packed = test::stored_cabinet();
+    const std::string cabinet = answer("200", {packed.begin(), packed.end()});
     std::vector<bytes> result;
     for (const std::string& each :
          {none + answer("200 - " + std::to_string(body.size()), body), answer("200", "") + answer("200", body),
@@ -91,8 +99,9 @@ std::vector<bytes> seeds() {
           none + answer("302 - - /other", "") + answer("200", body), none + answer("200 - 9999", body),
           none + answer("200 - -", body.substr(0, 90)), none + none + none + none + none + answer("200", "MSG: gone"),
           none + answer("200 gzip", "\x1F\x8B\x08\x00"), none + answer("0", ""),
-          none + none + none + none + none + none + none + none, none + answer("200", image),
-          none + answer("200", "MZ"), none + moved + moved + moved + moved + moved + moved + moved,
+          none + none + none + none + none + none + none + none, none + answer("200", image), none + none + cabinet,
+          none + none + none + cabinet, none + answer("200", "MZ"),
+          none + moved + moved + moved + moved + moved + moved + moved,
           none + none + none + none + none + answer("200", "PATH:\\\\h\\a\\a.pdb"),
           none + none + none + none + none + answer("200", "PATH:/a.pdb")})
         result.emplace_back(each.begin(), each.end());
@@ -102,6 +111,7 @@ std::vector<bytes> seeds() {
 }  // namespace
 
 const fuzz_target target = {
-    run, seeds, {"200 gzip ", "200 deflate ", "302 - - http://h/x\n", "404\n", "503 ", "PATH:"}, nullptr, nullptr, 60};
+    run,     seeds,   {"200 gzip ", "200 deflate ", "302 - - http://h/x\n", "404\n", "503 ", "PATH:", "MSCF"},
+    nullptr, nullptr, 60};
 
 }  // namespace qv::fuzz
