@@ -64,7 +64,7 @@ def table(ours, managed, other):
         if name not in ours:
             continue
         line = [what, shown(ours[name])]
-        for there, key in [(other, name)] * bool(other) + [(managed, *managed_name or [name])] * bool(managed):
+        for there, key in [(other, name)] * bool(other) + [(managed, (managed_name or [name])[0])] * bool(managed):
             line += [shown(there[key]), ratio(there[key], ours[name])] if key in there else ['', '']
         line += [f'{limit}: {shown(ours[limit_name])}', ratio(ours[name], ours[limit_name])] if limit_name in ours else ['', '']
         lines.append(line)
