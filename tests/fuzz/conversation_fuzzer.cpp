@@ -1,6 +1,7 @@
 // Reads the input as all that one client sends, and checks that each of its requests gets one whole answer.
 #include "core/bridge_protocol.h"
 #include "core/stream/MemoryStreams.h"
+#include "core/stream/PacketStream.h"
 #include "pdb_server/src/command_processor.h"
 #include "tests/fuzz/mutator.h"
 #include "tests/support/conversations/conversations.h"
@@ -46,20 +47,30 @@ void check_answers(const bytes& sent, const bytes& answered) {
     }
 }
 
+// What a client has sent, and what it is told.
+struct client : ICoreStream {
+    explicit client(const bytes& sent) : in(sent) {}
+    void Read(void* destination, std::uint64_t size) override { in.Read(destination, size); }
+    void Write(const void* source, std::uint64_t size) override { out.Write(source, size); }
+
+    MemoryBlockStream in;
+    MemoryStream out;
+};
+
 outcome run(const unsigned char* data, std::size_t size) {
     const bytes sent(data, data + size);
-    MemoryBlockStream in(sent);
-    MemoryStream out;
-    packet_reader reader(in);
-    packet_writer writer(out);
+    client channel(sent);
+    PacketStream stream(channel);
+    packet_reader reader(stream);
+    packet_writer writer(stream);
     bool left = false;
     const auto wait = [&](int) {
-        left = left || in.GetPosition() == sent.size();
+        left = left || channel.in.GetPosition() == sent.size();
         return !left;
     };
     const auto result =
         attempt([&] { pdb_server::process_commands([&] { return left; }, wait, &reader, &writer, services); });
-    check_answers(sent, out.bytes());
+    check_answers(sent, channel.out.bytes());
     return result;
 }
 
