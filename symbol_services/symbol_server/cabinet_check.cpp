@@ -1,9 +1,7 @@
 #include "symbol_services/symbol_server/cabinet_check.h"
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
-#include <string_view>
 
 namespace qv::symbol_store {
 namespace {
@@ -23,13 +21,14 @@ public:
     }
     void skip(std::uint64_t count) { go_to(position_ + count); }
 
-    template <std::size_t Size>
-    std::array<unsigned char, Size> take() {
-        std::array<unsigned char, Size> taken;
+    // All numbers of a cabinet are little-endian, as the processor's are.
+    template <class T>
+    T read() {
+        T value;
         const std::uint64_t begin = position_;
-        skip(Size);
-        bytes_.read(begin, taken);
-        return taken;
+        skip(sizeof value);
+        bytes_.read(begin, {reinterpret_cast<unsigned char*>(&value), sizeof value});
+        return value;
     }
 
 private:
@@ -37,20 +36,40 @@ private:
     std::uint64_t position_ = 0;
 };
 
-template <std::size_t Size>
-std::uint32_t u16(const std::array<unsigned char, Size>& bytes, std::size_t at) noexcept {
-    return bytes[at] | std::uint32_t{bytes[at + 1]} << 8;
-}
+struct cabinet_header {
+    std::array<char, 4> signature;
+    std::uint32_t reserved1, size, reserved2, first_file, reserved3;
+    std::uint16_t version, folders, files, flags, set, index;
+};
+static_assert(sizeof(cabinet_header) == 36);
 
-template <std::size_t Size>
-std::uint32_t u32(const std::array<unsigned char, Size>& bytes, std::size_t at) noexcept {
-    return u16(bytes, at) | u16(bytes, at + 2) << 16;
-}
+struct reserved_sizes {
+    std::uint16_t header;
+    std::uint8_t folder, block;
+};
+static_assert(sizeof(reserved_sizes) == 4);
+
+struct folder_entry {
+    std::uint32_t first_block;
+    std::uint16_t blocks, method;
+};
+static_assert(sizeof(folder_entry) == 8);
+
+struct file_entry {
+    std::uint32_t size, begin;
+    std::uint16_t folder, date, time, attributes;  // the name follows
+};
+static_assert(sizeof(file_entry) == 16);
+
+struct block_header {
+    std::uint32_t checksum;
+    std::uint16_t packed, unpacked;
+};
+static_assert(sizeof(block_header) == 8);
 
 struct layout {
     std::uint32_t first_file;
-    std::uint32_t first_block;
-    std::uint32_t blocks;
+    folder_entry folder;
     std::uint32_t reserve_of_block;  // bytes before the data
 };
 
@@ -63,47 +82,42 @@ void check_method(std::uint32_t type) {
 
 // The header and the folder, which follows it.
 layout read_layout(cursor& at) {
-    const auto header = at.take<36>();
-    if (std::string_view(reinterpret_cast<const char*>(header.data()), 4) != "MSCF") throw fault{L"without signature"};
-    if (u16(header, 24) != 0x0103) throw fault{L"of another version"};
-    if (u16(header, 26) != 1 || u16(header, 28) != 1) throw fault{L"not of one file"};
-    const std::uint32_t flags = u16(header, 30);
-    if ((flags & 3) != 0) throw fault{L"part of a set"};
-    layout result = {u32(header, 16), 0, 0, 0};
-    if ((flags & 4) != 0) {
-        const auto reserves = at.take<4>();
-        at.skip(u16(reserves, 0));
-        result.reserve_of_block = reserves[3];
+    const auto header = at.read<cabinet_header>();
+    if (header.signature != std::array{'M', 'S', 'C', 'F'}) throw fault{L"without signature"};
+    if (header.version != 0x0103) throw fault{L"of another version"};
+    if (header.folders != 1 || header.files != 1) throw fault{L"not of one file"};
+    if ((header.flags & 3) != 0) throw fault{L"part of a set"};
+    reserved_sizes reserved = {};
+    if ((header.flags & 4) != 0) {
+        reserved = at.read<reserved_sizes>();
+        at.skip(reserved.header);
     }
-    const auto folder = at.take<8>();
-    result.first_block = u32(folder, 0);
-    result.blocks = u16(folder, 4);
-    check_method(u16(folder, 6));
-    return result;
+    const auto folder = at.read<folder_entry>();
+    check_method(folder.method);
+    return {header.first_file, folder, reserved.block};
 }
 
 // The end of the file in what the blocks hold.
 std::uint64_t read_file(cursor& at) {
     constexpr unsigned longest_name = 256;
-    const auto file = at.take<16>();
-    if (u16(file, 8) != 0) throw fault{L"its file in no folder"};
+    const auto file = at.read<file_entry>();
+    if (file.folder != 0) throw fault{L"its file in no folder"};
     unsigned length = 0;
-    while (at.take<1>()[0] != 0)
+    while (at.read<char>() != 0)
         if (++length == longest_name) throw fault{L"its file with an endless name"};
-    return std::uint64_t{u32(file, 0)} + u32(file, 4);
+    return std::uint64_t{file.begin} + file.size;
 }
 
 // How many bytes the blocks hold when they are unpacked.
 std::uint64_t read_blocks(cursor& at, const layout& cabinet) {
     constexpr std::uint32_t largest_unpacked = 0x8000, largest_packed = largest_unpacked + 6144;
     std::uint64_t unpacked = 0;
-    for (std::uint32_t i = 0; i < cabinet.blocks; ++i) {
-        const auto block = at.take<8>();
-        const std::uint32_t packed = u16(block, 4), size = u16(block, 6);
-        if (size == 0) throw fault{L"part of a set"};
-        if (size > largest_unpacked || packed > largest_packed) throw fault{L"with too large a block"};
-        at.skip(cabinet.reserve_of_block + packed);
-        unpacked += size;
+    for (std::uint32_t i = 0; i < cabinet.folder.blocks; ++i) {
+        const auto block = at.read<block_header>();
+        if (block.unpacked == 0) throw fault{L"part of a set"};
+        if (block.unpacked > largest_unpacked || block.packed > largest_packed) throw fault{L"with too large a block"};
+        at.skip(std::uint64_t{cabinet.reserve_of_block} + block.packed);
+        unpacked += block.unpacked;
     }
     return unpacked;
 }
@@ -112,7 +126,7 @@ void check(cursor at) {
     const layout cabinet = read_layout(at);
     at.go_to(cabinet.first_file);
     const std::uint64_t end_of_file = read_file(at);
-    at.go_to(cabinet.first_block);
+    at.go_to(cabinet.folder.first_block);
     if (read_blocks(at, cabinet) < end_of_file) throw fault{L"cut off"};
 }
 
