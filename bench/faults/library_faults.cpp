@@ -1,7 +1,5 @@
 // Calls of the system that fail in the libraries that the server loads, and a share that vanishes while it is read, in
 // a symbol engine of this process.
-#include <objbase.h>
-
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <map>
@@ -106,13 +104,10 @@ private:
 // The process as the server makes it for its workers.
 class engine {
 public:
-    engine() {
-        promise(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)), "COM");
-        profiler::pdb_server::symsrv_imports::init({});
-    }
-    ~engine() { CoUninitialize(); }
-    engine(const engine&) = delete;
-    engine& operator=(const engine&) = delete;
+    engine() { profiler::pdb_server::symsrv_imports::init({}); }
+
+private:
+    com_apartment com_;
 };
 
 std::vector<std::unique_ptr<asked_module>> modules() {

@@ -2,6 +2,10 @@
 // Windows only.
 #pragma once
 
+#include <windows.h>
+// after <windows.h>
+#include <objbase.h>
+
 #include <chrono>
 #include <functional>
 #include <stdexcept>
@@ -37,6 +41,15 @@ struct circumstances {
 struct scenario {
     const char* name;
     std::function<std::string(const circumstances&)> run;
+};
+
+// The thread's membership of COM's multithreaded apartment, which holds the libraries that COM has loaded.
+class com_apartment {
+public:
+    com_apartment() { promise(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)), "COM"); }
+    ~com_apartment() { CoUninitialize(); }
+    com_apartment(const com_apartment&) = delete;
+    com_apartment& operator=(const com_apartment&) = delete;
 };
 
 std::vector<scenario> client_scenarios();

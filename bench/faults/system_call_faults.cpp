@@ -78,11 +78,6 @@ std::vector<system_call> system_calls() {
         failing<decltype(AddMandatoryAce)>("AddMandatoryAce", 1, {"Can't add LOW_MANDATORY_LEVEL to SACL"})};
 }
 
-struct com_apartment {
-    com_apartment() { promise(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)), "COM"); }
-    ~com_apartment() { CoUninitialize(); }
-};
-
 // The manager and its workers on threads of this process.
 class own_server {
 public:
