@@ -48,6 +48,7 @@ std::string query_integrity() {
 // Whether the image has a certificate table. The loader has checked these headers.
 bool query_signed() {
     const auto* base = reinterpret_cast<const unsigned char*>(GetModuleHandleW(nullptr));
+    if (base == nullptr) return false;
     const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
     const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
     const IMAGE_OPTIONAL_HEADER& optional = headers->OptionalHeader;

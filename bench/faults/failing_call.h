@@ -23,6 +23,9 @@ public:
         left_ = turn;
     }
 
+    // Counts each as it fails.
+    static void count_in(LONG* count) { count_ = count; }
+
     // How many have failed.
     static unsigned end() {
         left_ = 0;
@@ -37,6 +40,7 @@ public:
         if (left != 1) return false;
         if (how_ == duration::once && left_.exchange(0) != 1) return false;  // another thread's call has failed
         ++failed_;
+        if (LONG* const count = count_) InterlockedIncrement(count);
         return true;
     }
 
@@ -53,6 +57,7 @@ private:
     static inline thread_local bool is_spared_ = false;
     static inline std::atomic<int> left_{0};
     static inline std::atomic<unsigned> failed_{0};
+    static inline std::atomic<LONG*> count_{nullptr};
     static inline std::atomic<duration> how_{duration::once};
 };
 

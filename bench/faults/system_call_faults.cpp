@@ -1,120 +1,30 @@
-// Every call of the system that the server makes fails once, in a server of this process.
-#include <objbase.h>
-#include <process.h>
+// Every call of the system that the server's program makes fails once, in a process of its own: from the start of the
+// program, over a conversation, to its end.
+#include <winsock2.h>
 
 #include <algorithm>
 #include <atomic>
+#include <future>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <set>
-#include <thread>
 
-#include "bench/faults/failing_call.h"
+#include "base/module_path.h"
+#include "bench/faults/failing_server.h"
+#include "bench/faults/program_calls.h"
 #include "bench/faults/scenario.h"
 #include "core/stream/MemoryStreams.h"
-#include "diagnostics/log.h"
-#include "pdb_server/src/command_processor.h"
-#include "pdb_server/src/pipe_manager.h"
-#include "tests/support/server/handle_count.h"
 
 namespace qv::bench {
 namespace {
 
 using namespace testing;
 
-struct system_call {
-    const char* name;
-    std::function<std::unique_ptr<test::replaced_import>()> replace;
-    int turns;                    // beyond these the calls are the same again
-    std::set<std::string> texts;  // what the failure may be called; besides, it may look like a lost client
-};
+constexpr unsigned tries = 300;  // to connect, 10 ms apart
+constexpr std::chrono::seconds longest_conversation{30};
 
-template <class Signature, moment When = moment::before>
-system_call failing(const char* name, int turns, std::set<std::string> texts, result_of<Signature> failure = {}) {
-    return {name, [=] { return failing_call<Signature, When>::replace(name, failure); }, turns, std::move(texts)};
-}
-
-std::vector<system_call> system_calls() {
-    return {
-        failing<decltype(CreateEventW)>("CreateEventW", 6, {"Can't create event", "Can't create pipe"}, nullptr),
-        failing<decltype(CreateNamedPipeW)>("CreateNamedPipeW", 3, {"Can't create pipe"}, INVALID_HANDLE_VALUE),
-        failing<decltype(ConnectNamedPipe)>("ConnectNamedPipe", 6, {}),
-        failing<decltype(GetOverlappedResult), moment::after>("GetOverlappedResult", 12, {}),
-        failing<decltype(ReadFile)>("ReadFile", 24, {"Can't read file"}),
-        failing<decltype(WriteFile)>("WriteFile", 8, {}),
-        failing<decltype(FlushFileBuffers)>("FlushFileBuffers", 2, {}),
-        failing<decltype(DisconnectNamedPipe)>("DisconnectNamedPipe", 2, {}),
-        failing<decltype(CreateFileW)>("CreateFileW", 8,
-                                       {"Can't open file", "Invalid MVID for the absolute module path is detected"},
-                                       INVALID_HANDLE_VALUE),
-        failing<decltype(GetFileSizeEx)>("GetFileSizeEx", 8, {"Can't get file size"}),
-        failing<decltype(GetFileType)>("GetFileType", 6,
-                                       {"Can't open file", "Invalid MVID for the absolute module path is detected"},
-                                       FILE_TYPE_UNKNOWN),
-        failing<decltype(WaitForMultipleObjects)>("WaitForMultipleObjects", 6, {}, WAIT_FAILED),
-        failing<decltype(OpenThread)>("OpenThread", 2, {}, nullptr),
-        failing<decltype(RegisterWaitForSingleObject)>("RegisterWaitForSingleObject", 2, {}),
-        failing<decltype(CoInitializeEx)>("CoInitializeEx", 3, {"Can't initialize COM"}, E_OUTOFMEMORY),
-        failing<decltype(CoCreateInstance)>(
-            "CoCreateInstance", 2, {"Can't create symbol binder", "Can't create metadata dispenser"}, E_OUTOFMEMORY),
-        failing<decltype(_beginthreadex)>("_beginthreadex", 4, {"Can't create thread"}),
-        failing<decltype(GetEnvironmentVariableW)>("GetEnvironmentVariableW", 3,
-                                                   {"Failed to get environment variable"}),
-        failing<decltype(AllocateAndInitializeSid)>(
-            "AllocateAndInitializeSid", 7,
-            {"Can't create BUILTIN_ADMINISTRATORS group SID", "Can't create LOCAL_SYSTEM user SID",
-             "Can't create ANONYMOUS group SID", "Can't create ALL_APP_PACKAGES group SID",
-             "Can't create EVERYONE group SID", "Can't create CREATOR_OWNER user SID",
-             "Can't create LOW_MANDATORY_LEVEL group SID"}),
-        failing<decltype(LocalAlloc)>(
-            "LocalAlloc", 3,
-            {"Can't alloc DACL buffer", "Can't alloc SACL buffer", "Can't allocate security descriptor"}, nullptr),
-        failing<decltype(InitializeSecurityDescriptor)>("InitializeSecurityDescriptor", 1,
-                                                        {"Can't initialize security descriptor"}),
-        failing<decltype(AddAccessAllowedAce)>(
-            "AddAccessAllowedAce", 6,
-            {"Can't add BUILTIN_ADMINISTRATORS in DACL", "Can't add LOCAL_SYSTEM in DACL",
-             "Can't add CREATOR_OWNER in DACL", "Can't add EVERYONE in DACL", "Can't add ANONYMOUS in DACL",
-             "Can't add ALL_APP_PACKAGES in DACL"}),
-        failing<decltype(AddMandatoryAce)>("AddMandatoryAce", 1, {"Can't add LOW_MANDATORY_LEVEL to SACL"})};
-}
-
-// The manager and its workers on threads of this process.
-class own_server {
-public:
-    explicit own_server(const std::wstring& name) {
-        profiler::pdb_server::pipe_manager_params params;
-        params.pipe_name = name;
-        params.stop = [this] { return stop_.load(); };
-        params.process_commands = [](const auto& stopping, const auto& wait, auto* reader, auto* writer) {
-            profiler::pdb_server::process_commands(stopping, wait, reader, writer);
-        };
-        thread_ = std::thread([this, params] {
-            try {
-                run_pipes(params, [] {});
-            } catch (const std::exception& error) {
-                failure_ = error.what();
-            }
-            over_ = true;
-        });
-    }
-    ~own_server() { stop(); }
-    own_server(const own_server&) = delete;
-    own_server& operator=(const own_server&) = delete;
-
-    void stop() {
-        stop_ = true;
-        if (thread_.joinable()) thread_.join();
-    }
-    // Also where it could not even begin.
-    bool is_over() const { return over_; }
-    // After the stop.
-    const std::string& failure() const { return failure_; }
-
-private:
-    std::atomic<bool> stop_{false}, over_{false};
-    std::string failure_;
-    std::thread thread_;
-};
+// --- The client.
 
 // The payload's length, of which one byte has been read.
 std::size_t rest_of(bytes& head, raw_client& client) {
@@ -131,7 +41,7 @@ std::string error_text(const bytes& payload) {
 
 // Right answers, an error text in place of one, or the end of the connection: what a client may meet. Returns the text.
 std::string converse(const std::wstring& name) {
-    raw_client client(name, 100);
+    raw_client client(name, tries);
     for (const exchange& step : whole_conversation()) {
         client.send(step.request);
         bytes head = client.receive(2);
@@ -150,74 +60,292 @@ std::string converse(const std::wstring& name) {
     return {};
 }
 
-void expect_right_answers(const std::wstring& name) {
-    raw_client client(name, 300);
-    promise(client.wrong_answers(whole_conversation()) == 0, "right answers for the next client");
-}
-
-std::size_t handles() {
-    return test::count_handles(GetCurrentProcessId());
-}
-
-// One server, one failing call. False where it has no call of this number.
-bool fail_once(const std::wstring& name, int turn, std::set<std::string>& texts) {
-    failing_calls::begin(turn);
-    own_server server(name);
+// As above, but no harm is done where there is no listener, or the listener goes as the client comes.
+std::string try_to_converse(const std::wstring& name) {
     try {
-        if (const std::string text = converse(name); !text.empty()) texts.insert(first_part(text));
+        return converse(name);
     } catch (const broken_promise&) {
         throw;
     } catch (const std::exception&) {
-        // It found no listener, or its listener went as it came.
+        return {};
     }
-    const bool failed = failing_calls::end() != 0;
-    if (!server.is_over()) expect_right_answers(name);
-    server.stop();
-    if (!server.failure().empty()) texts.insert(server.failure());
-    return failed;
 }
 
-std::string system_calls_fail(const circumstances& now) {
-    const failing_calls::spared this_thread;
-    // As in a host that lives long: else COM would load the symbol reader anew for each server, which costs handles.
-    const com_apartment com;
-    const auto begin = clock::now();
-    const temporary_directory folder;
-    const auto log = folder.path() / "log.txt";
-    log::Logger::instance().open(log);
-    unsigned number = 0, failures = 0;
-    std::string text;
-    for (const system_call& each : system_calls()) {
-        std::set<std::string> texts;
-        int turn = 0;
-        const std::size_t told = read_file(log).size();
-        const auto name = [&] {
-            return L"faults_" + std::to_wstring(GetCurrentProcessId()) + std::to_wstring(++number);
-        };
-        const auto import = each.replace();
-        fail_once(name(), 0, texts);  // what is made once is made
-        const std::size_t before = handles();
+// Whether a client gets right answers, who comes again where his listener goes as he comes.
+bool is_served(const std::wstring& name) {
+    for (int i = 0; i < 3; ++i) {
         try {
-            while (turn < each.turns && (turn == 0 || clock::now() - begin < now.time) &&
-                   fail_once(name(), turn + 1, texts))
-                ++turn;
-        } catch (const broken_promise& broken) {
-            throw broken_promise(std::string(each.name) + ", call " + std::to_string(turn + 1) + ": " + broken.what());
+            return raw_client(name, tries).wrong_answers(whole_conversation()) == 0;
+        } catch (const std::exception&) {
+            // It could not be written to.
         }
-        const std::size_t kept = handles() - std::min(handles(), before);
-        promise(kept <= static_cast<std::size_t>(turn) / 2 + 4,
-                std::string(each.name) + " keeps " + std::to_string(kept));
-        for (const std::string& failure : errors_in(read_file(log).substr(told))) texts.insert(first_part(failure));
-        text += "\n      " + std::string(each.name) + ", " + std::to_string(turn) + " times:";
-        for (const std::string& one : texts) {
-            promise(each.texts.contains(one) || is_of_a_lost_client(one), std::string(each.name) + " told as: " + one);
-            text += "\n        " + one;
-        }
-        failures += static_cast<unsigned>(turn);
     }
-    log::Logger::instance().close();
-    return std::to_string(failures) + " failing calls of " + std::to_string(system_calls().size()) +
-           " functions; what client and log are told:" + text;
+    return false;
+}
+
+// A host of this machine to which one may connect, and which says nothing.
+class silent_host {
+public:
+    silent_host() {
+        WSADATA version;
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        auto* const place = reinterpret_cast<sockaddr*>(&address);
+        int size = sizeof address;
+        promise(WSAStartup(MAKEWORD(2, 2), &version) == 0, "sockets");
+        socket_ = socket(AF_INET, SOCK_STREAM, 0);
+        promise(bind(socket_, place, size) == 0 && listen(socket_, 8) == 0 && getsockname(socket_, place, &size) == 0,
+                "a socket that listens");
+        port_ = ntohs(address.sin_port);
+    }
+    ~silent_host() {
+        closesocket(socket_);
+        WSACleanup();
+    }
+    silent_host(const silent_host&) = delete;
+    silent_host& operator=(const silent_host&) = delete;
+
+    unsigned port() const { return port_; }
+
+private:
+    SOCKET socket_;
+    unsigned port_ = 0;
+};
+
+// A client who has a module looked for there, and leaves meanwhile. The server looks now and then whether he has.
+void search_and_leave(const std::wstring& name) {
+    const silent_host host;
+    const temporary_directory folder;
+    const auto image = folder.copy(fixture("Standalone.dll"), "Standalone.dll");
+    raw_client client(name, tries);
+    constexpr unsigned char policy = 0x0E;
+    client.send(
+        handshake(policy, {"srv*" + folder.path().string() + "*http://127.0.0.1:" + std::to_string(host.port())}));
+    client.receive(handshake_answer().size());
+    client.send(load_request(1, image, mvid_of(image)));
+    Sleep(500);
+}
+
+// Asks, takes leave and reads nothing, for as long as it lives.
+class unreading_client {
+public:
+    explicit unreading_client(const std::wstring& name) : client_(name, tries) {
+        client_.send(handshake());
+        client_.receive(handshake_answer().size());
+        client_.send(packet(0x42, {1, 1, 0}) + packet(0xFF, {1}));
+        Sleep(200);  // for the server to have answered
+    }
+
+private:
+    raw_client client_;
+};
+
+// --- The server.
+
+// A failure's text with its code and without the system's words for it.
+std::string told(const std::string& failure) {
+    const std::size_t code = failure.find(" (");
+    return code == failure.npos ? failure : failure.substr(0, failure.find_first_of(",)", code));
+}
+
+struct outcome {
+    failure_report report;
+    std::set<std::string> texts;
+    std::string log;
+};
+
+server_process::settings settings_for(const program_call& call, int turn, const std::string& report) {
+    static const std::wstring program =
+        (boost::filesystem::path(module_path(nullptr)).parent_path() / "failing_server.exe").native();
+    const std::string variable =
+        std::string(failing_call_variable) + "=" + call.name + " " + std::to_string(turn) + " " + report;
+    std::vector<std::wstring> options = {L"--local_clients_only", L"--new_pipe_only"};
+    if (call.when != life::searching) options.push_back(L"--local_paths_only");
+    return {.further_arguments = options,
+            .executable = program,
+            .variable = std::wstring(variable.begin(), variable.end())};
+}
+
+// The system refuses to start a process now and then.
+std::unique_ptr<server_process> start(const server_process::settings& how) {
+    for (int left = 3;; Sleep(100)) {
+        try {
+            return std::make_unique<server_process>(how);
+        } catch (const std::exception&) {
+            if (--left == 0) throw;
+        }
+    }
+}
+
+// What it says where it ends by itself; nothing where it does not.
+std::string end_of(const server_process& server) {
+    const std::string exception = "\r\nException: ", output = server.standard_output();
+    const std::size_t at = output.find(exception);
+    if (at == output.npos) return {};
+    const std::size_t text = at + exception.size();
+    return output.substr(text, output.find("\r\n", text) - text);
+}
+
+// Empty where there is none.
+std::string log_of(const server_process& server) {
+    try {
+        return server.log();
+    } catch (const std::exception&) {
+        return {};
+    }
+}
+
+class failing_server {
+public:
+    failing_server(const program_call& call, int turn)
+        : call_(call), name_(next_name()), report_(name_), server_(start(settings_for(call, turn, name_))) {}
+
+    outcome live() {
+        if (is_alive()) {
+            client_ = std::async(std::launch::async, [this] { meet_clients(); });
+            promise(client_.wait_for(longest_conversation) == std::future_status::ready, "answers in time");
+            client_.get();
+        }
+        stop();
+        outcome_.report = *report_;
+        return outcome_;
+    }
+
+private:
+    static std::string next_name() {
+        static std::atomic<unsigned> number = 0;
+        return "faults_" + std::to_string(GetCurrentProcessId()) + "_" + std::to_string(++number);
+    }
+
+    bool is_alive() const { return server_->exit_code_now() == STILL_ACTIVE; }
+
+    void meet_clients() {
+        note(try_to_converse(server_->pipe_id()));
+        if (call_.when == life::searching) search_and_leave(server_->pipe_id());
+        // Where it has not failed by now, it may while this client asks, or at the end.
+        if ((*report_).failures == 0)
+            note(try_to_converse(server_->pipe_id()));
+        else if (is_alive())
+            promise(is_served(server_->pipe_id()), "right answers for the next client");
+    }
+
+    void note(const std::string& text) {
+        if (!text.empty()) outcome_.texts.insert(told(text));
+    }
+
+    void stop() {
+        std::optional<unreading_client> unreading;
+        if (call_.when == life::unread && is_alive()) unreading.emplace(server_->pipe_id());
+        server_->request_stop();
+        const DWORD code = server_->exit_code();
+        const std::string end = end_of(*server_);
+        promise(code == (end.empty() ? 0 : 1), "not exit code " + std::to_string(code) + " after: " + end);
+        outcome_.log = log_of(*server_);
+        // Without a log of its own it has said so.
+        promise(
+            outcome_.log.ends_with(" Finished\r\n") || (outcome_.log.empty() && end.starts_with("Can't create file")),
+            "Finished at the end of the log");
+        note(end);
+        for (const std::string& failure : errors_in(outcome_.log)) note(failure);
+    }
+
+    const program_call& call_;
+    const std::string name_;
+    const shared_failure_report report_;
+    outcome outcome_{};
+    std::future<void> client_;  // outlives the server, without which it ends
+    const std::unique_ptr<server_process> server_;
+};
+
+outcome fail_once(const program_call& call, int turn) {
+    return failing_server(call, turn).live();
+}
+
+// --- The table.
+
+// The most handles that are open at the end where nothing fails: a thread of the system's own comes and goes.
+LONG usual_handles(life when) {
+    constexpr int lives = 6;
+    program_call call = program_calls().front();
+    call.when = when;
+    std::vector<std::future<outcome>> all;
+    while (all.size() < lives) all.push_back(std::async(std::launch::async, fail_once, std::cref(call), 0));
+    LONG most = 0;
+    for (auto& each : all) most = std::max(most, each.get().report.handles);
+    return most;
+}
+
+struct tally {
+    int failures = 0;
+    LONG kept = 0;  // handles, more or less than without a failure
+    std::set<std::string> texts;
+};
+
+void note(const program_call& call, const outcome& one, LONG handles, tally& all) {
+    for (const std::string& text : one.texts)
+        promise(call.texts.contains(text) || is_of_a_lost_client(text), "told as: " + text);
+    promise(one.log.find(call.in_log) != one.log.npos, "a log that says" + call.in_log);
+    all.texts.insert(one.texts.begin(), one.texts.end());
+    all.kept += one.report.handles - handles;
+    ++all.failures;
+}
+
+tally fail_each(const program_call& call, LONG handles, const std::function<bool()>& has_time) {
+    tally all;
+    for (int turn = 1; turn <= call.turns && (turn == 1 || has_time()); ++turn) {
+        try {
+            const outcome one = fail_once(call, turn);
+            if (one.report.failures == 0) break;
+            note(call, one, handles, all);
+        } catch (const std::exception& broken) {
+            throw broken_promise(call.name + ", call " + std::to_string(turn) + ": " + broken.what());
+        }
+    }
+    promise(all.failures != 0, call.name + " is called at all");
+    promise(all.kept <= all.failures / 4 + 4, call.name + " keeps " + std::to_string(all.kept));
+    return all;
+}
+
+std::string tell(const program_call& call, const tally& all) {
+    std::string text = "\n      " + call.name + ", " + std::to_string(all.failures) + " times:";
+    for (const std::string& one : all.texts) text += "\n        " + one;
+    return text;
+}
+
+// Several at a time: most of what a server does here is to wait.
+std::string system_calls_fail(const circumstances& now) {
+    constexpr int threads = 4;
+    const auto begin = clock::now();
+    const auto calls = program_calls();
+    std::map<life, LONG> handles;
+    for (const life each : {life::usual, life::searching, life::unread}) handles[each] = usual_handles(each);
+    std::atomic<std::size_t> next = 0;
+    std::atomic<int> failures = 0;
+    std::vector<std::string> texts(calls.size());
+    std::mutex mutex;
+    std::string broken;
+    const auto work = [&] {
+        for (std::size_t i; (i = next++) < calls.size();) {
+            try {
+                const tally all =
+                    fail_each(calls[i], handles.at(calls[i].when), [&] { return clock::now() - begin < now.time; });
+                failures += all.failures;
+                texts[i] = tell(calls[i], all);
+            } catch (const broken_promise& promised) {
+                const std::lock_guard<std::mutex> lock(mutex);
+                broken += std::string("\n      ") + promised.what();
+            }
+        }
+    };
+    std::vector<std::future<void>> workers;
+    while (workers.size() < threads) workers.push_back(std::async(std::launch::async, work));
+    for (auto& worker : workers) worker.get();
+    promise(broken.empty(), broken);
+    std::string text;
+    for (const std::string& each : texts) text += each;
+    return std::to_string(failures) + " failing calls of " + std::to_string(calls.size()) +
+           " functions; what client, log and host are told:" + text;
 }
 
 }  // namespace

@@ -29,6 +29,7 @@ constexpr const char* wait_failed = "Failed to wait operation to be completed";
 
 constexpr std::uint64_t largest_transfer = 16384;
 constexpr DWORD connect_step_ms = 100;
+constexpr DWORD cancel_again_ms = 10;
 
 handle_hld create_manual_event() {
     handle_hld event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
@@ -47,6 +48,13 @@ DWORD keep_if_alone(handle_hld& pipe) {
         error = ERROR_ACCESS_DENIED;
     if (error != ERROR_SUCCESS) pipe.reset();
     return error;
+}
+
+// Takes back the operation of the event, if it is not over. A refusal is not the last word: without a cancellation the
+// operation may last as long as the peer pleases, and whoever waits for its end with it.
+void cancel(HANDLE pipe, HANDLE event) {
+    while (!CancelIo(pipe) && WaitForSingleObject(event, cancel_again_ms) == WAIT_TIMEOUT) {
+    }
 }
 
 HANDLE open_client_end(const std::wstring& path, file_access access, SECURITY_ATTRIBUTES* security) {
@@ -118,7 +126,7 @@ bool NamedPipeStream::ConnectStep() {
     if (error != ERROR_IO_PENDING) throw_win32_error(connect_failed, error, connect_site);
 
     if (WaitForSingleObject(connect_event_.get(), connect_step_ms) == WAIT_OBJECT_0) return true;
-    CancelIo(pipe_.get());
+    cancel(pipe_.get(), connect_event_.get());
     DWORD transferred = 0;
     // A client may have come before the cancellation.
     if (GetOverlappedResult(pipe_.get(), &operation, &transferred, TRUE)) return true;
@@ -143,7 +151,7 @@ void NamedPipeStream::ReadAhead(std::uint32_t timeout) {
     if (!ReadFile(pipe_.get(), ahead_.data(), static_cast<DWORD>(ahead_.size()), nullptr, &operation)) {
         const DWORD error = GetLastError();
         if (error != ERROR_IO_PENDING) throw_win32_error(check_failed, error, wait_site);
-        if (!grace_.wait_before_stop(read_event_.get(), timeout)) CancelIo(pipe_.get());
+        if (!grace_.wait_before_stop(read_event_.get(), timeout)) cancel(pipe_.get(), read_event_.get());
     }
     DWORD transferred = 0;
     if (GetOverlappedResult(pipe_.get(), &operation, &transferred, TRUE)) {
@@ -219,7 +227,7 @@ std::uint32_t NamedPipeStream::TransferOnce(const direction& way, HANDLE event, 
     if (!way.start(pipe_.get(), bytes, count, &operation)) {
         const DWORD error = GetLastError();
         if (error != ERROR_IO_PENDING) throw_win32_error(way.failed, error, way.site);
-        if (!transfer.wait(event)) CancelIo(pipe_.get());
+        if (!transfer.wait(event)) cancel(pipe_.get(), event);
     }
     DWORD transferred = 0;
     if (!GetOverlappedResult(pipe_.get(), &operation, &transferred, TRUE))

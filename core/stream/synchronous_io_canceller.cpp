@@ -1,5 +1,6 @@
 #include "core/stream/synchronous_io_canceller.h"
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -13,6 +14,7 @@ struct synchronous_io_canceller::guarded_call {
     const DWORD delay;
     const handle_hld thread;
     const handle_hld done;
+    mutable std::atomic<bool> is_done = false;  // also where the event cannot be set
 };
 
 namespace {
@@ -79,6 +81,7 @@ synchronous_io_canceller::synchronous_io_canceller(HANDLE stop_event, DWORD dela
 }
 
 synchronous_io_canceller::~synchronous_io_canceller() {
+    call_->is_done = true;
     SetEvent(call_->done.get());
     // Returns when a callback under way has returned too.
     UnregisterWaitEx(wait_, INVALID_HANDLE_VALUE);
@@ -90,7 +93,8 @@ synchronous_io_canceller::~synchronous_io_canceller() {
 void synchronous_io_canceller::cancel(void* number, BOOLEAN) {
     const auto call = registry::instance().find(reinterpret_cast<std::uintptr_t>(number));
     if (!call) return;
-    for (DWORD pause = call->delay; WaitForSingleObject(call->done.get(), pause) == WAIT_TIMEOUT; pause = retry_ms)
+    for (DWORD pause = call->delay; WaitForSingleObject(call->done.get(), pause) == WAIT_TIMEOUT && !call->is_done;
+         pause = retry_ms)
         CancelSynchronousIo(call->thread.get());
 }
 

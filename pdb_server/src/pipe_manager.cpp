@@ -57,9 +57,10 @@ void write_shutdown_record(const char* result, DWORD start) {
 
 void shut_down(pipe_manager_state& state) noexcept {
     write_host_record(context, "shutdowning");
-    SetEvent(state.stop_event.get());
     const DWORD start = GetTickCount();
     for (unsigned ticks = 1; state.unfinished_count != 0; ++ticks) {
+        // Each time, should the system have refused: without it a worker may wait for ever.
+        SetEvent(state.stop_event.get());
         Sleep(tick_ms);
         if (ticks % report_every_ticks == 0) write_shutdown_record("shutdowning", start);
     }

@@ -31,7 +31,7 @@ using query_function = LONG(NTAPI*)(ULONG kind, void* information, ULONG size, U
 
 }  // namespace
 
-std::size_t count_handles(unsigned long process_id) {
+std::size_t count_handles(unsigned long process_id, void* unlike) {
     const auto query = reinterpret_cast<query_function>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
     std::vector<std::uint64_t> memory(1u << 14);
@@ -41,8 +41,14 @@ std::size_t count_handles(unsigned long process_id) {
         memory.resize(2 * memory.size());
     }
     const auto& list = *reinterpret_cast<const handle_list*>(memory.data());
-    return static_cast<std::size_t>(std::count_if(list.entries, list.entries + list.count,
-                                                  [&](const auto& each) { return each.process == process_id; }));
+    const handle_list::entry* const first = list.entries;
+    const auto* const end = first + list.count;
+    const auto* const other = std::find_if(first, end, [&](const auto& each) {
+        return each.process == GetCurrentProcessId() && each.handle == reinterpret_cast<ULONG_PTR>(unlike);
+    });
+    return static_cast<std::size_t>(std::count_if(first, end, [&](const auto& each) {
+        return each.process == process_id && (other == end || each.type != other->type);
+    }));
 }
 
 }  // namespace qv::test

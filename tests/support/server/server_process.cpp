@@ -6,6 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cwchar>
+#include <memory>
+#include <mutex>
 #include <stdexcept>
 
 #include "tests/support/server/handle_count.h"
@@ -32,6 +35,17 @@ handle_hld inheritable_file(const boost::filesystem::path& path) {
                                                        &inheritable, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)));
 }
 
+// This process's variables and one more, as CreateProcess wants them.
+std::wstring environment_with(const std::wstring& variable) {
+    struct freer {
+        void operator()(wchar_t* block) const noexcept { FreeEnvironmentStringsW(block); }
+    };
+    const std::unique_ptr<wchar_t, freer> own(GetEnvironmentStringsW());
+    const wchar_t* end = own.get();
+    while (*end != L'\0') end += std::wcslen(end) + 1;
+    return std::wstring(own.get(), static_cast<std::size_t>(end - own.get())) + variable + L'\0';
+}
+
 void check(bool succeeded, const char* what) {
     if (!succeeded) throw std::runtime_error(std::string(what) + " failed with " + std::to_string(GetLastError()));
 }
@@ -42,11 +56,21 @@ server_process::server_process(const settings& s) : pipe_id_(unique_name()) {
     const std::wstring stop_name = pipe_id_ + L"_stop";
     ready_.reset(CreateEventW(nullptr, TRUE, FALSE, (pipe_id_ + L"_ready").c_str()));
     stop_.reset(CreateEventW(nullptr, TRUE, FALSE, stop_name.c_str()));
-    std::wstring command = quoted(L"" QV_SERVER_EXECUTABLE) + L" --pipe " + quoted(s.pipe_argument.value_or(pipe_id_)) +
-                           L" --log_file " + quoted(s.log_file.value_or((directory_.path() / "log.txt").native())) +
-                           L" --log_mask " + std::to_wstring(s.log_mask) + L" --stop_request_event " + stop_name;
+    std::wstring command = quoted(s.executable.value_or(L"" QV_SERVER_EXECUTABLE)) + L" --pipe " +
+                           quoted(s.pipe_argument.value_or(pipe_id_)) + L" --log_file " +
+                           quoted(s.log_file.value_or((directory_.path() / "log.txt").native())) + L" --log_mask " +
+                           std::to_wstring(s.log_mask) + L" --stop_request_event " + stop_name;
     for (const std::wstring& argument : s.further_arguments) command += L" " + quoted(argument);
 
+    start(s, command);
+    const HANDLE handles[] = {ready_.get(), process_.get()};
+    EXPECT_NE(WaitForMultipleObjects(2, handles, FALSE, patience_milliseconds), DWORD{WAIT_TIMEOUT});
+}
+
+void server_process::start(const settings& s, std::wstring& command) {
+    // One at a time: a child inherits all that may be inherited, also the files of another one.
+    static std::mutex mutex;
+    const std::lock_guard<std::mutex> lock(mutex);
     // Pressing Ctrl-C for an earlier server made this process ignore it, which a child would inherit.
     SetConsoleCtrlHandler(nullptr, FALSE);
     const handle_hld output = inheritable_file(directory_.path() / "stdout.txt");
@@ -57,14 +81,14 @@ server_process::server_process(const settings& s) : pipe_id_(unique_name()) {
     startup.hStdOutput = output.get();
     startup.hStdError = errors.get();
     PROCESS_INFORMATION process = {};
-    check(CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, s.own_console ? CREATE_NEW_CONSOLE : 0,
-                         nullptr, nullptr, &startup, &process) != FALSE,
+    std::wstring environment = environment_with(s.variable);
+    const DWORD flags = CREATE_UNICODE_ENVIRONMENT | (s.own_console ? CREATE_NEW_CONSOLE : 0);
+    check(CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, flags, environment.data(), nullptr, &startup,
+                         &process) != FALSE,
           "CreateProcess");
     process_.reset(process.hProcess);
     process_id_ = process.dwProcessId;
     CloseHandle(process.hThread);
-    const HANDLE handles[] = {ready_.get(), process_.get()};
-    EXPECT_NE(WaitForMultipleObjects(2, handles, FALSE, patience_milliseconds), DWORD{WAIT_TIMEOUT});
 }
 
 server_process::~server_process() {

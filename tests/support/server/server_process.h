@@ -23,6 +23,8 @@ public:
         std::optional<std::wstring> pipe_argument = {};    // in place of the pipe's own name
         std::optional<std::wstring> log_file = {};         // in place of the log that log() reads
         std::vector<std::wstring> further_arguments = {};  // as further words of the command line
+        std::optional<std::wstring> executable = {};       // in place of pdb_server.exe
+        std::wstring variable = {};                        // "NAME=VALUE", in the environment that it inherits
     };
 
     // Blocks until the server is ready or has ended.
@@ -57,6 +59,8 @@ public:
     const std::wstring& pipe_id() const noexcept { return pipe_id_; }
 
 private:
+    void start(const settings& s, std::wstring& command);
+
     std::wstring pipe_id_;
     temporary_directory directory_;
     handle_hld ready_;
