@@ -17,13 +17,12 @@ namespace qv::bench {
 namespace {
 
 using namespace profiler::pdb_server;
-using numbers = std::vector<std::uint32_t>;
 
 constexpr std::uint32_t first_method = 0x06000001;
 
 // The vectors of a query, kept from one to the next.
 struct answer {
-    numbers columns[5];
+    point_values columns[5];
 
     std::size_t ranges(module_data& module, std::uint32_t token) {
         module.get_method_ranges(token, columns[0], columns[1], columns[2], columns[3], columns[4]);

@@ -94,7 +94,7 @@ TEST(AllocationFailure, LeavesAModuleThatAnswers) {
             return engine;
         };
         fail_each(make_loaded, [](const std::shared_ptr<pdb_processor>& engine) {
-            std::vector<unsigned> offsets, ranges[5];
+            profiler::pdb_server::point_values offsets, ranges[5];
             std::wstring url;
             GUID algorithm;
             bytes checksum, source;

@@ -16,7 +16,7 @@
 namespace qv::profiler::pdb_server {
 namespace {
 
-using words = std::vector<std::uint32_t>;
+using words = point_values;
 using bytes = std::vector<unsigned char>;
 
 constexpr const char* source = "pdb_server/src/command_processor";

@@ -23,7 +23,7 @@ void process_commands(const std::function<bool()>& stop, const std::function<boo
                       packet_writer* writer, const platform_services& services = system_services());
 
 // Document ids, start lines, start columns, end lines and end columns of a method's points.
-using method_ranges = std::array<std::vector<std::uint32_t>, 5>;
+using method_ranges = std::array<point_values, 5>;
 
 // Writes them as an answer carries them: the count and then each vector in one block. When their sizes differ nothing
 // is written and this throws.

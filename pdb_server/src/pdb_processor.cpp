@@ -216,7 +216,7 @@ void pdb_processor::unload_module(unsigned int mid) {
     modules_.erase_atom(mid);
 }
 
-void pdb_processor::get_method_offsets(unsigned int mid, unsigned int token, std::vector<unsigned int>& offsets) const {
+void pdb_processor::get_method_offsets(unsigned int mid, unsigned int token, point_values& offsets) const {
     static constexpr throw_site here{
         "void __cdecl qv::profiler::pdb_server::pdb_processor::get_method_offsets(unsigned int,unsigned int,class "
         "std::vector<unsigned int,class std::allocator<unsigned int> > &) const",
@@ -228,10 +228,9 @@ void pdb_processor::get_method_offsets(unsigned int mid, unsigned int token, std
     log_method_result(offsets_tag, mid, token, offsets.size());
 }
 
-void pdb_processor::get_method_ranges(unsigned int mid, unsigned int token, std::vector<unsigned int>& document_ids,
-                                      std::vector<unsigned int>& start_lines, std::vector<unsigned int>& start_columns,
-                                      std::vector<unsigned int>& end_lines,
-                                      std::vector<unsigned int>& end_columns) const {
+void pdb_processor::get_method_ranges(unsigned int mid, unsigned int token, point_values& document_ids,
+                                      point_values& start_lines, point_values& start_columns, point_values& end_lines,
+                                      point_values& end_columns) const {
     static constexpr const char* tag = "PP::GetMethodRanges";
     static constexpr throw_site here{
         "void __cdecl qv::profiler::pdb_server::pdb_processor::get_method_ranges(unsigned int,unsigned int,class "

@@ -49,10 +49,9 @@ public:
 
     // The queries of module_data, by module id. They fail, and look in this order, for a module id of 0, for a token
     // that is no MethodDef token or a document id of 0, and for a module id that is not loaded.
-    void get_method_offsets(unsigned int mid, unsigned int token, std::vector<unsigned int>& offsets) const;
-    void get_method_ranges(unsigned int mid, unsigned int token, std::vector<unsigned int>& document_ids,
-                           std::vector<unsigned int>& start_lines, std::vector<unsigned int>& start_columns,
-                           std::vector<unsigned int>& end_lines, std::vector<unsigned int>& end_columns) const;
+    void get_method_offsets(unsigned int mid, unsigned int token, point_values& offsets) const;
+    void get_method_ranges(unsigned int mid, unsigned int token, point_values& document_ids, point_values& start_lines,
+                           point_values& start_columns, point_values& end_lines, point_values& end_columns) const;
     void get_document(unsigned int mid, unsigned int did, std::wstring& url, GUID& checksum_algorithm,
                       std::vector<unsigned char>& checksum) const;
     void get_source_server_data(unsigned int mid, std::vector<unsigned char>& data) const;

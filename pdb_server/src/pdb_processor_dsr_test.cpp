@@ -22,7 +22,7 @@ constexpr HRESULT class_not_registered = static_cast<HRESULT>(0x80040154);
 constexpr GUID mvid{0x12345678, 1, 2, {3, 4, 5, 6, 7, 8, 9, 10}};
 constexpr GUID sha256{0x8829D00F, 0x11B8, 0x4213, {0x87, 0x8B, 0x77, 0x0E, 0x85, 0x97, 0xAC, 0x16}};
 
-using words = std::vector<std::uint32_t>;
+using words = point_values;
 
 // A symbol reader that fails and lies; it has one method. Every call fills its outputs and then answers what the script
 // says, so that a failing call may have given something. A success other than S_OK gives no object.

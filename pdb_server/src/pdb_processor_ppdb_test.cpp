@@ -54,7 +54,7 @@ protected:
             });
         if (!module) return 0;
         EXPECT_EQ(module->mvid, mvid);
-        std::vector<std::uint32_t> offsets;
+        point_values offsets;
         module->get_method_offsets(0x06000001, offsets);
         return offsets.at(0);
     }

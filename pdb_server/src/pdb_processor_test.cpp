@@ -159,14 +159,14 @@ TEST(LocalPath, LiesOnADriveOfThisMachine) {
 TEST_F(PdbProcessor, AnswersManyThreadsWhileModulesComeAndGo) {
     processor.init(0, {});
     ASSERT_EQ(load(fixture("Standalone.dll"), standalone), "1");
-    std::vector<unsigned> expected;
+    point_values expected;
     processor.get_method_offsets(1, 0x06000004, expected);
     std::atomic<unsigned> newest{1}, queries{0};
     std::vector<std::thread> threads;
     for (int i = 0; i < 3; ++i)
         threads.emplace_back([&] {
             for (; newest != 0; ++queries) {
-                std::vector<unsigned> offsets = expected;
+                point_values offsets = expected;
                 const auto failure =
                     test::message_of([&] { processor.get_method_offsets(newest, 0x06000004, offsets); });
                 EXPECT_THAT(failure, AnyOf("", "Unknown PDB module", "Invalid PDB module id"));

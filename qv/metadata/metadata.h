@@ -44,6 +44,9 @@ public:
     // The heap of names, for readers that bound how much of a name they look at.
     const md_region& strings() const noexcept { return heaps_[strings_heap - 1]; }
 
+    // The heap of blobs, for readers that look at bytes behind a blob's end.
+    const md_region& blobs() const noexcept { return heaps_[blob_heap - 1]; }
+
     // The GUID of an index; index 0 fails, or is the zero GUID where null is allowed.
     GUID get_stream_data(md_stream<guid_heap> index, bool null_allowed) const;
 

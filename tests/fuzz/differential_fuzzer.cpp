@@ -46,14 +46,16 @@ void compare_method(const simple_pdb& simple, module_data& module, std::uint32_t
     columns before;
     before.fill({1, 2, 3});
     const auto expected = [&](columns& answer) { simple.get_points(row, answer); };
-    compare("offsets", before, expected, [&](columns& answer) {
-        module.get_method_ranges(row, answer[1], answer[2], answer[3], answer[4], answer[5]);
-        module.get_method_offsets(row, answer[0]);
-    });
-    compare("ranges", before, expected, [&](columns& answer) {
-        module.get_method_offsets(row, answer[0]);
-        module.get_method_ranges(row, answer[1], answer[2], answer[3], answer[4], answer[5]);
-    });
+    const auto ask = [&](columns& answer, bool offsets_first) {
+        std::array<point_values, 6> values;
+        for (auto& value : values) value.assign(before[0].begin(), before[0].end());
+        if (offsets_first) module.get_method_offsets(row, values[0]);
+        module.get_method_ranges(row, values[1], values[2], values[3], values[4], values[5]);
+        if (!offsets_first) module.get_method_offsets(row, values[0]);
+        for (std::size_t i = 0; i < values.size(); ++i) answer[i].assign(values[i].begin(), values[i].end());
+    };
+    compare("offsets", before, expected, [&](columns& answer) { ask(answer, false); });
+    compare("ranges", before, expected, [&](columns& answer) { ask(answer, true); });
 }
 
 void compare_document(const simple_pdb& simple, module_data& module, std::uint32_t row) {

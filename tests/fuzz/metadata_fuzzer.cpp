@@ -18,8 +18,7 @@ using namespace profiler::pdb_server;
 constexpr std::uint32_t rows_asked = 16;
 
 void ask_method(module_data& module, std::uint32_t token, std::size_t size) {
-    std::vector<std::uint32_t> offsets;
-    std::vector<std::uint32_t> ranges[5];
+    point_values offsets, ranges[5];
     const outcome first = attempt([&] { module.get_method_offsets(token, offsets); });
     const outcome second =
         attempt([&] { module.get_method_ranges(token, ranges[0], ranges[1], ranges[2], ranges[3], ranges[4]); });

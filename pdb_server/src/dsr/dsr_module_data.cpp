@@ -55,15 +55,13 @@ void dsr_module_data::get_source_server_data(std::vector<std::uint8_t>& data) {
     if (block != nullptr) data.assign(block, block + size);
 }
 
-void dsr_module_data::get_method_offsets(std::uint32_t method_token, std::vector<std::uint32_t>& offsets) {
+void dsr_module_data::get_method_offsets(std::uint32_t method_token, point_values& offsets) {
     offsets = read_point_offsets(reader_, method_token);
 }
 
-void dsr_module_data::get_method_ranges(std::uint32_t method_token, std::vector<std::uint32_t>& document_ids,
-                                        std::vector<std::uint32_t>& start_lines,
-                                        std::vector<std::uint32_t>& start_columns,
-                                        std::vector<std::uint32_t>& end_lines,
-                                        std::vector<std::uint32_t>& end_columns) {
+void dsr_module_data::get_method_ranges(std::uint32_t method_token, point_values& document_ids,
+                                        point_values& start_lines, point_values& start_columns, point_values& end_lines,
+                                        point_values& end_columns) {
     method_points points = read_points(reader_, method_token);
     document_ids.clear();
     document_ids.reserve(points.documents.size());

@@ -24,10 +24,9 @@ public:
     ~dsr_module_data() override;
 
     void get_source_server_data(std::vector<std::uint8_t>& data) override;
-    void get_method_offsets(std::uint32_t method_token, std::vector<std::uint32_t>& offsets) override;
-    void get_method_ranges(std::uint32_t method_token, std::vector<std::uint32_t>& document_ids,
-                           std::vector<std::uint32_t>& start_lines, std::vector<std::uint32_t>& start_columns,
-                           std::vector<std::uint32_t>& end_lines, std::vector<std::uint32_t>& end_columns) override;
+    void get_method_offsets(std::uint32_t method_token, point_values& offsets) override;
+    void get_method_ranges(std::uint32_t method_token, point_values& document_ids, point_values& start_lines,
+                           point_values& start_columns, point_values& end_lines, point_values& end_columns) override;
     void get_document(std::uint32_t document_id, std::wstring& url, GUID& checksum_algorithm,
                       std::vector<std::uint8_t>& checksum) override;
 

@@ -65,7 +65,7 @@ void shorten(ULONG32 given, Vectors&... vectors) {
 
 }  // namespace
 
-std::vector<ULONG32> read_point_offsets(const com_hld<com::ISymUnmanagedReader>& reader, std::uint32_t token) {
+point_values read_point_offsets(const com_hld<com::ISymUnmanagedReader>& reader, std::uint32_t token) {
     static constexpr throw_site here{
         "class std::vector<unsigned int,class std::allocator<unsigned int> > __cdecl "
         "qv::profiler::pdb_server::read_point_offsets(const class qv::com_hld<struct qv::com::ISymUnmanagedReader> "
@@ -73,7 +73,7 @@ std::vector<ULONG32> read_point_offsets(const com_hld<com::ISymUnmanagedReader>&
         source};
     const auto method = find_method(reader, token, here);
     if (!method) return {};
-    std::vector<ULONG32> offsets(read_count(*method));
+    point_values offsets(read_count(*method), 0);  // the reader may fill fewer than it says
     if (offsets.empty()) return offsets;
     ULONG32 given = 0;
     const HRESULT result = (*method)->GetSequencePoints(static_cast<ULONG32>(offsets.size()), &given, offsets.data(),
@@ -96,7 +96,7 @@ method_points read_points(const com_hld<com::ISymUnmanagedReader>& reader, std::
     points.documents.reserve(count);
     for (auto* field :
          {&points.offsets, &points.start_lines, &points.start_columns, &points.end_lines, &points.end_columns})
-        field->resize(count);
+        field->resize(count, 0);
     ULONG32 given = 0;
     const HRESULT result =
         (*method)->GetSequencePoints(count, &given, points.offsets.data(), documents.data(), points.start_lines.data(),

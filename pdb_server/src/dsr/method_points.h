@@ -10,19 +10,20 @@
 
 #include "common/com/symbol_interfaces.h"
 #include "common/sdk_helpers.h"
+#include "pdb_server/src/module_data.h"
 
 namespace qv::profiler::pdb_server {
 
 // Parallel vectors, one entry per point, in the reader's order. A point may have no document, and nothing is known of
 // how its positions relate.
 struct method_points {
-    std::vector<ULONG32> offsets;
+    point_values offsets;
     std::vector<com_hld<com::ISymUnmanagedDocument>> documents;
-    std::vector<ULONG32> start_lines, start_columns, end_lines, end_columns;
+    point_values start_lines, start_columns, end_lines, end_columns;
 };
 
 // The IL offsets alone. A method that the reader does not know has no points.
-std::vector<ULONG32> read_point_offsets(const com_hld<com::ISymUnmanagedReader>& reader, std::uint32_t token);
+point_values read_point_offsets(const com_hld<com::ISymUnmanagedReader>& reader, std::uint32_t token);
 
 // All there is to the points.
 method_points read_points(const com_hld<com::ISymUnmanagedReader>& reader, std::uint32_t token);

@@ -36,8 +36,8 @@ struct offset_of_point {
     std::uint32_t document = 0;
     std::uint32_t il_offset = 0;
 
-    point_columns<1>::row hidden(std::uint32_t il_step) noexcept { return {il_offset += il_step}; }
-    point_columns<1>::row visible(const sequence_point_record& record) noexcept { return hidden(record.il_offset); }
+    point_writer<1>::row hidden(std::uint32_t il_step) noexcept { return {il_offset += il_step}; }
+    point_writer<1>::row visible(const sequence_point_record& record) noexcept { return hidden(record.il_offset); }
 };
 
 struct range_of_point {
@@ -45,8 +45,8 @@ struct range_of_point {
     std::uint32_t start_line = 0;
     std::uint32_t start_column = 0;
 
-    point_columns<5>::row hidden(std::uint32_t) const noexcept { return {document, hidden_line, 0, hidden_line, 0}; }
-    point_columns<5>::row visible(const sequence_point_record& record) noexcept {
+    point_writer<5>::row hidden(std::uint32_t) const noexcept { return {document, hidden_line, 0, hidden_line, 0}; }
+    point_writer<5>::row visible(const sequence_point_record& record) noexcept {
         start_line += record.start_line;
         start_column += record.start_column;
         return {document, start_line, start_column, start_line + record.lines, start_column + record.columns};
@@ -155,15 +155,13 @@ void ppdb_module_data::get_source_server_data(std::vector<std::uint8_t>& data) {
     }
 }
 
-void ppdb_module_data::get_method_offsets(std::uint32_t method_token, std::vector<std::uint32_t>& offsets) {
+void ppdb_module_data::get_method_offsets(std::uint32_t method_token, point_values& offsets) {
     read_sequence_points<1>(container_->parser(), row_of(method_token), offset_of_point(), {&offsets});
 }
 
-void ppdb_module_data::get_method_ranges(std::uint32_t method_token, std::vector<std::uint32_t>& document_ids,
-                                         std::vector<std::uint32_t>& start_lines,
-                                         std::vector<std::uint32_t>& start_columns,
-                                         std::vector<std::uint32_t>& end_lines,
-                                         std::vector<std::uint32_t>& end_columns) {
+void ppdb_module_data::get_method_ranges(std::uint32_t method_token, point_values& document_ids,
+                                         point_values& start_lines, point_values& start_columns,
+                                         point_values& end_lines, point_values& end_columns) {
     read_sequence_points<5>(container_->parser(), row_of(method_token), range_of_point(),
                             {&document_ids, &start_lines, &start_columns, &end_lines, &end_columns});
 }

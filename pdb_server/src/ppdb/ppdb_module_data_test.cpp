@@ -35,11 +35,11 @@ std::vector<numbers> points_of_blob(std::uint32_t document, const bytes& blob) {
     portable_pdb_builder builder = pdb();
     builder.method(document, blob);
     const auto module = load(builder);
-    numbers columns[6] = {{9}, {9}, {9}, {9}, {9}, {9}};
+    point_values columns[6] = {{9}, {9}, {9}, {9}, {9}, {9}};
     module->get_method_offsets(0x06000001, columns[0]);
     module->get_method_ranges(0x06000001, columns[1], columns[2], columns[3], columns[4], columns[5]);
     std::vector<numbers> points(columns[0].size());
-    for (const numbers& column : columns) {
+    for (const point_values& column : columns) {
         EXPECT_EQ(column.size(), points.size());
         for (std::size_t i = 0; i < points.size(); ++i) points[i].push_back(column.at(i));
     }

@@ -1,19 +1,21 @@
 // Decodes the sequence points of a method (Portable PDB format, "Sequence Points Blob").
 //
 // A blob is read record by record, and what is asked of the points is made of the records as they come. Nearly all
-// records consist of numbers of one byte: runs of these are read by a loop that does nothing else. All other records,
-// and all that are cut off, go byte by byte through md_region.
+// records consist of numbers of one byte: runs of these are read by a loop that does nothing else, and their bounds are
+// checked once. All other records, and all that are cut off, go byte by byte through md_region.
 #pragma once
 
 #include <array>
 #include <bit>
+#include <boost/config.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <span>
-#include <vector>
+#include <utility>
 
 #include "base/work_counter.h"
+#include "pdb_server/src/module_data.h"
 #include "qv/metadata/metadata.h"
 
 namespace qv::profiler::pdb_server {
@@ -33,115 +35,129 @@ struct sequence_point_record {
 
 // Columns of an answer, one value in each for every point.
 template <std::size_t Columns>
-class point_columns {
+using point_columns = std::array<point_values*, Columns>;
+
+// Writes the rows of such columns; cheap to make and to copy.
+template <std::size_t Columns>
+class point_writer {
 public:
     using row = std::array<std::uint32_t, Columns>;
-    using vectors = std::array<std::vector<std::uint32_t>*, Columns>;
 
-    // Gives the vectors room for so many points. What they hold is not known until `finish`.
-    point_columns(const vectors& outputs, std::size_t most) : outputs_(outputs) {
-        for (std::size_t i = 0; i < Columns; ++i) {
-            outputs_[i]->resize(most);
-            values_[i] = outputs_[i]->data();
-        }
+    // Begins at the row `size`. The columns have room for all that comes, and stay where they are.
+    point_writer(const point_columns<Columns>& columns, std::size_t size) noexcept : size_(size) {
+        for_each_column([&](std::size_t i) { values_[i] = columns[i]->data(); }, all);
     }
 
-    // Not more often than there is room.
+    std::size_t size() const noexcept { return size_; }
+
     void append(const row& values) noexcept {
-        for (std::size_t i = 0; i < Columns; ++i) values_[i][size_] = values[i];
+        for_each_column([&](std::size_t i) { values_[i][size_] = values[i]; }, all);
         ++size_;
     }
 
-    // Cuts the vectors to the points that came.
-    void finish() {
-        for (auto* output : outputs_) output->resize(size_);
-    }
-
 private:
-    vectors outputs_;
+    // Not a loop: one that is not unrolled keeps its columns in memory.
+    template <class Visit, std::size_t... I>
+    static void for_each_column(Visit visit, std::index_sequence<I...>) noexcept {
+        (visit(I), ...);
+    }
+    static constexpr std::make_index_sequence<Columns> all{};
+
     std::array<std::uint32_t*, Columns> values_;
-    std::size_t size_ = 0;
+    std::size_t size_;
 };
 
 namespace detail {
 
 using metadata::detail_metadata::md_region;
+using metadata::detail_metadata::metadata_parser;
 
-// The signed numbers of one byte.
-inline constexpr auto short_signed = [] {
-    std::array<std::uint32_t, 0x80> numbers{};
-    for (std::uint32_t i = 0; i < numbers.size(); ++i) numbers[i] = metadata::detail_metadata::compressed_signed(i, 1);
-    return numbers;
-}();
+// Bytes of the records whose numbers have one byte each, which are the shortest. Eight bytes are looked at at once.
+constexpr std::ptrdiff_t short_hidden_size = 3;
+constexpr std::ptrdiff_t short_visible_size = 5;
+constexpr std::ptrdiff_t loaded_size = 8;
 
-// The columns from start to end, in one byte: signed unless the point ends on the line of its start.
-inline constexpr auto short_columns = [] {
-    std::array<std::array<std::uint32_t, 0x80>, 2> numbers{};
-    for (std::uint32_t i = 0; i < 0x80; ++i) numbers[0][i] = short_signed[i], numbers[1][i] = i;
-    return numbers;
-}();
+// Reads the records of one method: every byte is checked.
+class sequence_point_reader {
+public:
+    // Reads the blob's header.
+    sequence_point_reader(const metadata_parser& parser, std::uint32_t method_row);
 
-inline constexpr std::size_t shortest_record = 3;  // bytes: of a hidden point
+    bool has_points() const noexcept { return blob_.size() != 0; }
+    // Not less than there are.
+    std::size_t most_points() const noexcept { return blob_.size() / std::size_t{short_hidden_size}; }
+    bool is_at_end() const noexcept { return position_ == blob_.size(); }
 
-// How much of a blob has been read, and what the next record depends on.
-struct sequence_point_state {
-    std::uint32_t position = 0;
-    std::uint32_t document = 0;  // row of the Document table
-    bool first = true;           // no point has been read
-    bool first_visible = true;   // no point with lines has been read
+    // The next record, after the document records before it.
+    sequence_point_record read();
+    // Of the record that was read last: row of the Document table.
+    std::uint32_t document() const noexcept { return document_; }
+
+    // The bytes, the next one first, at which a short record may begin and needs no check of bounds: either kind lies
+    // inside the blob, and all that is looked at inside the heap. None before the first visible point.
+    std::span<const unsigned char> short_starts() const noexcept;
+    // Goes on behind what has been read of them.
+    void go_on_at(const unsigned char* next) noexcept { position_ = static_cast<std::uint32_t>(next - blob_.data()); }
+
+private:
+    md_region blob_;
+    std::ptrdiff_t heap_size_ = 0;  // from the blob on
+    std::uint32_t position_ = 0;
+    std::uint32_t document_ = 0;
+    bool is_first_ = true;          // no point has been read
+    bool is_first_visible_ = true;  // no point with lines has been read
 };
 
-struct read_record {
-    sequence_point_state state;
-    sequence_point_record record;
-};
-
-// Reads the blob's header.
-sequence_point_state begin_sequence_points(const md_region& blob, std::uint32_t document);
-
-// Reads the next record, and the document records before it: every byte is checked.
-read_record read_sequence_point(const md_region& blob, sequence_point_state state);
-
-// The next eight bytes of a blob, the first of them lowest. Where it ends before, they go on with bytes of which no
-// short record is made.
-inline std::uint64_t next_bytes(const unsigned char* at, const unsigned char* end) noexcept {
-    static_assert(std::endian::native == std::endian::little);
-    std::uint64_t bytes = ~std::uint64_t{0};
-    if (end - at >= 8)
-        std::memcpy(&bytes, at, 8);
-    else
-        for (const unsigned char* last = end; last != at;) bytes = bytes << 8 | *--last;
-    return bytes;
-}
-
-// Appends what records of numbers of one byte tell, as long as such records follow the first visible point. Returns
-// where they end.
-template <class Answer, class Columns>
-const unsigned char* read_short_records(const unsigned char* at, const unsigned char* end, Answer& answer,
-                                        Columns& columns) noexcept {
-    constexpr std::uint64_t longer = 0x80'80'80'80'80;  // the bits of the five bytes that say that others follow
-    constexpr std::uint64_t hidden = 0xFF'FF'80;        // the same of the first, and the two numbers that are then 0
-    Answer sums = answer;                               // both copied so that they may stay in registers
-    Columns out = columns;
-    for (;;) {
-        count_work(1);
-        const std::uint64_t bytes = next_bytes(at, end);
-        const auto number = [bytes](unsigned i) { return static_cast<std::uint32_t>(bytes >> 8 * i & 0xFF); };
-        if (number(0) == 0) break;  // the record of a document
-        if ((bytes & hidden) == 0) {
-            out.append(sums.hidden(number(0)));
-            at += 3;
-        } else if ((bytes & longer) == 0) {
-            out.append(sums.visible({number(0), number(1), short_columns[number(1) == 0][number(2)],
-                                     short_signed[number(3)], short_signed[number(4)]}));
-            at += 5;
-        } else {
-            break;
-        }
+// The numbers of one byte: signed, and behind them unsigned.
+constexpr std::uint32_t short_numbers_count = 0x80;
+inline constexpr auto short_numbers = [] {
+    std::array<std::uint32_t, 2 * short_numbers_count> numbers{};
+    for (std::uint32_t i = 0; i < short_numbers_count; ++i) {
+        numbers[i] = metadata::detail_metadata::compressed_signed(i, 1);
+        numbers[short_numbers_count + i] = i;
     }
-    answer = sums;
-    columns = out;
-    return at;
+    return numbers;
+}();
+
+// Appends what short records tell, as long as such records begin at one of the bytes; `size` is how many rows there
+// are. Returns where they end. Not inlined: its few variables are to stay in registers.
+template <class Answer, std::size_t Columns>
+BOOST_NOINLINE const unsigned char* read_short_records(std::span<const unsigned char> starts, Answer& answer,
+                                                       const point_columns<Columns>& outputs,
+                                                       std::size_t& size) noexcept {
+    static_assert(std::endian::native == std::endian::little);
+    constexpr std::uint64_t first = 0xFF;               // zero in the record of a document
+    constexpr std::uint64_t hidden = 0xFF'FF'80;        // zero in a short record of a hidden point
+    constexpr std::uint64_t longer = 0x80'80'80'80'80;  // zero in one of a visible point
+    const unsigned char* at = starts.data();
+    const unsigned char* const end = at + starts.size();
+    Answer sums = answer;
+    point_writer<Columns> out(outputs, size);
+    const auto stop = [&] {
+        answer = sums;
+        size = out.size();
+        return at;
+    };
+    std::uint64_t bytes;
+    static_assert(sizeof bytes == loaded_size);
+    for (; at < end; at += short_visible_size) {
+        count_work(1);
+        std::memcpy(&bytes, at, sizeof bytes);
+        // Hidden points are few and come one by one between visible ones: apart, they do not slow those down.
+        while ((bytes & hidden) == 0 && (bytes & first) != 0) {
+            count_work(1);
+            out.append(sums.hidden(at[0]));
+            at += short_hidden_size;
+            if (at >= end) return stop();
+            std::memcpy(&bytes, at, sizeof bytes);
+        }
+        if ((bytes & first) == 0 || (bytes & longer) != 0) break;
+        const std::uint32_t lines = at[1];
+        // The columns are signed unless the point ends on the line of its start.
+        const std::uint32_t columns = at[2] | ((lines - 1) & short_numbers_count);
+        out.append(sums.visible({at[0], lines, short_numbers[columns], short_numbers[at[3]], short_numbers[at[4]]}));
+    }
+    return stop();
 }
 
 }  // namespace detail
@@ -153,32 +169,23 @@ const unsigned char* read_short_records(const unsigned char* at, const unsigned 
 // then is not known.
 template <std::size_t Columns, class Answer>
 void read_sequence_points(const metadata::detail_metadata::metadata_parser& parser, std::uint32_t method_row,
-                          Answer answer, const typename point_columns<Columns>::vectors& outputs) {
-    using namespace metadata::detail_metadata;
-    const auto answer_nothing = [&] {
-        for (auto* output : outputs) output->clear();
+                          Answer answer, const point_columns<Columns>& outputs) {
+    const auto resize = [&](std::size_t size) {
+        for (auto* output : outputs) output->resize(size);
     };
-    const accessor rows(parser);
-    if (rows.get_row_count<md_MethodDebugInformation>() == 0) return answer_nothing();
-    const auto index = rows.get_field_value<md_MethodDebugInformation, fld_SequencePoints>(method_row);
-    const md_region blob = parser.get_stream_data(index);
-    if (blob.size() == 0) return answer_nothing();
-    const auto document = rows.get_field_value<md_MethodDebugInformation, fld_Document>(method_row);
-
-    auto state = detail::begin_sequence_points(blob, document.value);
-    point_columns<Columns> columns(outputs, blob.size() / detail::shortest_record);
+    detail::sequence_point_reader reader(parser, method_row);
+    if (!reader.has_points()) return resize(0);
+    resize(reader.most_points());
+    std::size_t size = 0;
     // A blob always has a first point: one that ends after its header fails.
-    while (state.first || state.position != blob.size()) {
-        const auto next = detail::read_sequence_point(blob, state);
-        state = next.state;
-        answer.document = state.document;
-        columns.append(next.record.hidden() ? answer.hidden(next.record.il_offset) : answer.visible(next.record));
-        if (state.first_visible) continue;
-        const auto rest = blob.rest(state.position);
-        const auto* const end = detail::read_short_records(rest.data(), rest.data() + rest.size(), answer, columns);
-        state.position += static_cast<std::uint32_t>(end - rest.data());
-    }
-    columns.finish();
+    do {
+        const auto record = reader.read();
+        answer.document = reader.document();
+        point_writer<Columns>(outputs, size++)
+            .append(record.hidden() ? answer.hidden(record.il_offset) : answer.visible(record));
+        reader.go_on_at(detail::read_short_records(reader.short_starts(), answer, outputs, size));
+    } while (!reader.is_at_end());
+    resize(size);
 }
 
 }  // namespace qv::profiler::pdb_server
