@@ -29,7 +29,7 @@ run_test_program() {
   [ "${s:-0}" = 0 ] || printf ', %d skipped' "$s"
   printf '\n'
   [ "${s:-0}" = 0 ] || sed -n '/: Skipped$/{n;s/^/             skipped: /p}' "$output" | sort -u
-  if [ "${f:-0}" != 0 ]; then sed 's/^/    | /' "$output" | tail -60; fi
+  [ "${f:-0}" = 0 ] || { sed 's/^/    | /' "$output" | tail -60; echo "    ended with exit code $status"; }
 }
 
 # The HTTP server that tests of symbol stores ask: a folder, and three ports that it chooses.
