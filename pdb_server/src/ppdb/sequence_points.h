@@ -151,7 +151,7 @@ BOOST_NOINLINE const unsigned char* read_short_records(std::span<const unsigned 
             if (at >= end) return stop();
             std::memcpy(&bytes, at, sizeof bytes);
         }
-        if ((bytes & first) == 0 || (bytes & longer) != 0) break;
+        if (((bytes | (bytes - 1)) & longer) != 0) break;  // a first byte of zero counts as one of 0xFF
         const std::uint32_t lines = at[1];
         // The columns are signed unless the point ends on the line of its start.
         const std::uint32_t columns = at[2] | ((lines - 1) & short_numbers_count);
