@@ -111,7 +111,7 @@ private:
 // The numbers of one byte: signed, and behind them unsigned.
 constexpr std::uint32_t short_numbers_count = 0x80;
 inline constexpr auto short_numbers = [] {
-    std::array<std::uint32_t, 2 * short_numbers_count> numbers{};
+    std::array<std::uint32_t, 2 * std::size_t{short_numbers_count}> numbers{};
     for (std::uint32_t i = 0; i < short_numbers_count; ++i) {
         numbers[i] = metadata::detail_metadata::compressed_signed(i, 1);
         numbers[short_numbers_count + i] = i;
