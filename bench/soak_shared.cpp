@@ -32,7 +32,7 @@ std::string ask(const pdb_processor& engine, unsigned module, unsigned question)
     try {
         if (question < 2 * methods_asked) {
             const unsigned token = 0x06000001 + question / 2;
-            std::array<point_values, 5> columns;
+            std::array<profiler::pdb_server::point_values, 5> columns;
             if (question % 2 == 0)
                 engine.get_method_offsets(module, token, columns[0]);
             else
