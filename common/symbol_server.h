@@ -26,6 +26,9 @@ public:
     // Owns a library that has been loaded, and tells it how it will be asked.
     explicit library(library_hld loaded);
 
+    // Whether it has an entry point to ask.
+    bool can_find() const noexcept { return find_ != nullptr || sized_find_ != nullptr; }
+
     // Asks for a file with what an element_walk says. Empty when the library does not have it or lacks the entry
     // points.
     boost::filesystem::path find(const std::wstring& parameters, const std::wstring& file_name, const GUID& id,

@@ -8,6 +8,8 @@
 #include <functional>
 #include <thread>
 
+#include "tests/support/calls/replaced_import.h"
+
 namespace {
 
 ULONG64 guid_pointer_option = 0;
@@ -55,6 +57,13 @@ TEST(ForeignLibrary, IsAskedByItsPublishedContract) {
     EXPECT_EQ(find(asked, L"c:\\a*d:\\b"), L"c:\\a*d:\\b|m.pdb|1234ABCD|FFFFFFFF|0|1");
     EXPECT_EQ(find(asked, L"c:\\a", L"absent.pdb"), L"");
     EXPECT_EQ(find(library(library_hld(LoadLibraryW(L"version.dll"))), L"c:\\a"), L"") << "no such entry point";
+    {
+        const test::failing_call<decltype(CreateMutexA)> no_mutex("CreateMutexA");
+        EXPECT_EQ(find(asked, L"c:\\a"), L"");
+    }
+    const test::failing_call<decltype(WaitForSingleObject)> no_turn("WaitForSingleObject", 1, WAIT_FAILED);
+    EXPECT_EQ(find(asked, L"c:\\a"), L"");
+    EXPECT_NE(find(asked, L"c:\\a"), L"");
 }
 
 std::vector<std::wstring> heard;

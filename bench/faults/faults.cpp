@@ -24,7 +24,8 @@ using namespace qv::bench;
 std::vector<scenario> all_scenarios() {
     std::vector<scenario> all;
     for (auto part : {client_scenarios(), file_scenarios(), log_scenarios(), system_call_scenarios(),
-                      library_scenarios(), cabinet_scenarios(), stop_scenarios()})
+                      library_scenarios(), http_scenarios(), reader_scenarios(), registration_scenarios(),
+                      completeness_scenarios(), cabinet_scenarios(), stop_scenarios()})
         std::move(part.begin(), part.end(), std::back_inserter(all));
     return all;
 }

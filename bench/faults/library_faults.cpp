@@ -5,7 +5,7 @@
 #include <map>
 #include <set>
 
-#include "bench/faults/failing_call.h"
+#include "bench/faults/library_calls.h"
 #include "bench/faults/scenario.h"
 #include "core/stream/MemoryStreams.h"
 #include "pdb_server/src/command_processor.h"
@@ -21,6 +21,8 @@ using boost::filesystem::path;
 using profiler::pdb_server::process_commands;
 
 constexpr unsigned char load_code = 0x30;
+
+using names = std::set<std::string>;
 
 // --- What is asked.
 
@@ -75,7 +77,7 @@ public:
             const bool has_no_symbols = heard[i].first == load_code && heard[i].second.back() == 0;
             promise(!text.empty() || has_no_symbols, "the right answer or an error about " + name_);
             // What follows is about a module that is not there.
-            texts.insert(text.empty() ? "(no symbols)" : text);
+            texts.insert(text.empty() ? no_symbols : text);
             if (heard[i].first == load_code) break;
         }
         return texts;
@@ -138,49 +140,6 @@ HMODULE pinned(const wchar_t* name) {
 
 // --- Every call fails once.
 
-struct library_call {
-    const wchar_t* library;
-    const char* name;
-    std::function<std::unique_ptr<test::replaced_import>(HMODULE)> replace;
-    std::set<std::string> texts;  // what the failure may be called
-};
-
-const std::string none = "(no symbols)";
-constexpr const wchar_t* reader = L"qv_symbols.dll";
-constexpr const wchar_t* store = L"SymSrv.dll";
-
-template <class Signature>
-library_call failing(const wchar_t* library, const char* name, std::set<std::string> texts,
-                     result_of<Signature> failure = {}) {
-    const auto replace = [=](HMODULE loaded) { return failing_call<Signature>::replace(name, failure, loaded); };
-    return {library, name, replace, std::move(texts)};
-}
-
-std::vector<library_call> library_calls() {
-    const std::string scope = "Can't open metadata scope", points = "Can't get sequence point count",
-                      algorithm = "Can't get document checksum algorithm id";
-    return {
-        failing<decltype(CreateFileW)>(reader, "CreateFileW", {none, scope}, INVALID_HANDLE_VALUE),
-        failing<decltype(GetFileType)>(reader, "GetFileType", {none, scope}, FILE_TYPE_UNKNOWN),
-        failing<decltype(GetFileInformationByHandle)>(reader, "GetFileInformationByHandle", {none, algorithm, points}),
-        failing<decltype(GetFileSizeEx)>(reader, "GetFileSizeEx", {scope}),
-        failing<decltype(ReadFile)>(reader, "ReadFile", {none, algorithm, points, scope}),
-        failing<decltype(MultiByteToWideChar)>(reader, "MultiByteToWideChar", {none}),
-        failing<decltype(CreateFileW)>(store, "CreateFileW", {none}, INVALID_HANDLE_VALUE),
-        failing<decltype(GetFileType)>(store, "GetFileType", {none}, FILE_TYPE_UNKNOWN),
-        failing<decltype(GetFileSizeEx)>(store, "GetFileSizeEx", {none}),
-        failing<decltype(ReadFile)>(store, "ReadFile", {none}),
-        // What only a copy into the cache needs fails nobody: the file of the store serves.
-        failing<decltype(WriteFile)>(store, "WriteFile", {}),
-        failing<decltype(FlushFileBuffers)>(store, "FlushFileBuffers", {}),
-        failing<decltype(MoveFileExW)>(store, "MoveFileExW", {}),
-        failing<decltype(CreateDirectoryW)>(store, "CreateDirectoryW", {}),
-        failing<decltype(GetModuleHandleExW)>(store, "GetModuleHandleExW", {}),
-        failing<decltype(GetModuleFileNameW)>(store, "GetModuleFileNameW", {}),
-        failing<decltype(MultiByteToWideChar)>(store, "MultiByteToWideChar", {none}),
-    };
-}
-
 // The reader looks for the symbol-server library when the first search needs it. A call that fails then must not keep
 // it away from the next search; so this comes before any other search of the process.
 void fail_first_search() {
@@ -189,11 +148,18 @@ void fail_first_search() {
     const asked_module beside("a classic PDB", classic.image, classic.pdb, sample_module::mvid, place::beside);
     const asked_module stored("the first PDB of a store", classic.image, classic.pdb, sample_module::mvid, place::store,
                               &beside);
-    const auto import =
-        failing_call<decltype(GetModuleHandleExW)>::replace("GetModuleHandleExW", FALSE, pinned(reader));
-    failing_calls::begin(2);  // the library is there, but it cannot be made sure that it stays
-    stored.converse();
-    promise(failing_calls::end() == 1, "a search that looks for the library");
+    const auto fail = [&](const names& functions, int from, failing_calls::duration how, unsigned failures) {
+        std::vector<std::unique_ptr<test::replaced_import>> imports;
+        for (const library_call& each : first_search_calls())
+            if (functions.contains(each.name)) imports.push_back(each.replace(pinned(reader)));
+        failing_calls::begin(from, how);
+        stored.converse();
+        promise(failing_calls::end() == failures, "a search that looks for the library");
+    };
+    using how_long = failing_calls::duration;
+    fail({"GetModuleHandleExW", "LoadLibraryW"}, 1, how_long::for_good, 2);  // it is not found
+    fail({"GetModuleHandleExW"}, 2, how_long::once, 1);                      // nothing makes sure that it stays
+    fail({"GetProcAddress"}, 1, how_long::for_good, 3);                      // it seems to have none of the functions
     stored.expect_right_answers();
 }
 
@@ -248,7 +214,9 @@ std::string library_calls_fail(const circumstances&) {
         } catch (const broken_promise& broken) {
             throw broken_promise(what + ": " + broken.what());
         }
-        promise(times != 0 || !has_symbol_binder(), what + " is called at all");
+        promise(each.is_called ? times != 0 || !has_symbol_binder() : times == 0,
+                what + (each.is_called ? " is called at all" : " is not called"));
+        if (!each.is_called) continue;
         text += "\n      " + what + ", " + std::to_string(times) + " times:";
         for (const std::string& one : texts) {
             promise(each.texts.contains(one), what + " told as: " + one);

@@ -155,6 +155,10 @@ void add_conversation(std::vector<program_call>& all) {
     add(failing<decltype(GetEnvironmentVariableW)>("GetEnvironmentVariableW",
                                                    {"Failed to get environment variable (COM error 800705aa"}));
     add(failing<decltype(GetDriveTypeW)>("GetDriveTypeW", {"The module path is not allowed"}));
+    // Held in a source that the program shares with the libraries.
+    constexpr int never = 0;
+    add(failing<decltype(GetFileInformationByHandle)>("GetFileInformationByHandle", {}, never));
+    add(failing<decltype(MoveFileExW)>("MoveFileExW", {}, never));
     add(failing<decltype(CoCreateInstance)>(
         "CoCreateInstance", {hresult("Can't create symbol binder"), hresult("Can't create metadata dispenser")},
         each_one, E_OUTOFMEMORY));

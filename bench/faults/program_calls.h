@@ -25,7 +25,7 @@ struct program_call {
     // What the failure may be called, by the client's answer, the log, or the program as it ends. With the code, where
     // it has one. Besides, it may look like a lost client.
     std::set<std::string> texts;
-    int turns;                // beyond these the calls are the same again
+    int turns;                // beyond these the calls are the same again; 0: it is never made
     std::string in_log = {};  // what the log then says
     life when = life::usual;
 };

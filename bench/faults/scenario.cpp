@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <string_view>
 
 #include "qv/portable_executable/readers.h"
@@ -77,6 +78,12 @@ std::vector<std::string> errors_in(const std::string& log) {
 
 std::string first_part(const std::string& failure) {
     return failure.substr(0, failure.find(" ("));
+}
+
+std::string result_text(HRESULT result) {
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "%08lx", static_cast<unsigned long>(result));
+    return text.data();
 }
 
 boost::filesystem::path store_place(const boost::filesystem::path& image, const boost::filesystem::path& pdb) {

@@ -58,7 +58,11 @@ std::vector<scenario> file_scenarios();
 std::vector<scenario> log_scenarios();
 std::vector<scenario> system_call_scenarios();
 std::vector<scenario> library_scenarios();
+std::vector<scenario> http_scenarios();
+std::vector<scenario> reader_scenarios();
+std::vector<scenario> registration_scenarios();
 std::vector<scenario> cabinet_scenarios();
+std::vector<scenario> completeness_scenarios();
 
 // Whether this process was started as a client that a scenario kills; it has been one then.
 bool is_client(int count, char* words[]);
@@ -93,6 +97,9 @@ bool is_of_a_lost_client(const std::string& failure);
 
 // A failure's text without its code.
 std::string first_part(const std::string& failure);
+
+// As eight digits.
+std::string result_text(HRESULT result);
 
 // Where a PDB lies in a store, by the record of its image.
 boost::filesystem::path store_place(const boost::filesystem::path& image, const boost::filesystem::path& pdb);

@@ -1,7 +1,5 @@
 // Every call of the system that the server's program makes fails once, in a process of its own: from the start of the
 // program, over a conversation, to its end.
-#include <winsock2.h>
-
 #include <algorithm>
 #include <atomic>
 #include <future>
@@ -12,6 +10,7 @@
 
 #include "base/module_path.h"
 #include "bench/faults/failing_server.h"
+#include "bench/faults/http_host.h"
 #include "bench/faults/program_calls.h"
 #include "bench/faults/scenario.h"
 #include "core/stream/MemoryStreams.h"
@@ -83,45 +82,15 @@ bool is_served(const std::wstring& name) {
     return false;
 }
 
-// A host of this machine to which one may connect, and which says nothing.
-class silent_host {
-public:
-    silent_host() {
-        WSADATA version;
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        auto* const place = reinterpret_cast<sockaddr*>(&address);
-        int size = sizeof address;
-        promise(WSAStartup(MAKEWORD(2, 2), &version) == 0, "sockets");
-        socket_ = socket(AF_INET, SOCK_STREAM, 0);
-        promise(bind(socket_, place, size) == 0 && listen(socket_, 8) == 0 && getsockname(socket_, place, &size) == 0,
-                "a socket that listens");
-        port_ = ntohs(address.sin_port);
-    }
-    ~silent_host() {
-        closesocket(socket_);
-        WSACleanup();
-    }
-    silent_host(const silent_host&) = delete;
-    silent_host& operator=(const silent_host&) = delete;
-
-    unsigned port() const { return port_; }
-
-private:
-    SOCKET socket_;
-    unsigned port_ = 0;
-};
-
-// A client who has a module looked for there, and leaves meanwhile. The server looks now and then whether he has.
+// A client who has a module looked for where nobody answers, and leaves meanwhile. The server looks now and then
+// whether he has.
 void search_and_leave(const std::wstring& name) {
-    const silent_host host;
+    const local_port host;
     const temporary_directory folder;
     const auto image = folder.copy(fixture("Standalone.dll"), "Standalone.dll");
     raw_client client(name, tries);
     constexpr unsigned char policy = 0x0E;
-    client.send(
-        handshake(policy, {"srv*" + folder.path().string() + "*http://127.0.0.1:" + std::to_string(host.port())}));
+    client.send(handshake(policy, {"srv*" + folder.path().string() + "*" + host.address()}));
     client.receive(handshake_answer().size());
     client.send(load_request(1, image, mvid_of(image)));
     Sleep(500);
@@ -293,6 +262,7 @@ void note(const program_call& call, const outcome& one, LONG handles, tally& all
 
 tally fail_each(const program_call& call, LONG handles, const std::function<bool()>& has_time) {
     tally all;
+    if (call.turns == 0) promise(fail_once(call, 1).report.failures == 0, call.name + " is not called");
     for (int turn = 1; turn <= call.turns && (turn == 1 || has_time()); ++turn) {
         try {
             const outcome one = fail_once(call, turn);
@@ -302,7 +272,7 @@ tally fail_each(const program_call& call, LONG handles, const std::function<bool
             throw broken_promise(call.name + ", call " + std::to_string(turn) + ": " + broken.what());
         }
     }
-    promise(all.failures != 0, call.name + " is called at all");
+    promise(all.failures != 0 || call.turns == 0, call.name + " is called at all");
     promise(all.kept <= all.failures / 4 + 4, call.name + " keeps " + std::to_string(all.kept));
     return all;
 }

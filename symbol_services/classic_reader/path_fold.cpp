@@ -5,6 +5,8 @@
 
 #include <numeric>
 #include <vector>
+
+#include "base/exception.h"
 #else
 #include <locale.h>
 #include <wctype.h>
@@ -25,7 +27,8 @@ namespace {
 #ifdef _WIN32
 
 void map_to_lower_case(const wchar_t* text, int size, wchar_t* mapped) {
-    LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_LOWERCASE, text, size, mapped, size, nullptr, nullptr, 0);
+    if (LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_LOWERCASE, text, size, mapped, size, nullptr, nullptr, 0) == 0)
+        throw_win32_error("Can't map to lower case", GetLastError());
 }
 
 // Of all characters of one unit, because asking for each costs a call.

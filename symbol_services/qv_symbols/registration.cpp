@@ -3,9 +3,12 @@
 #include <objbase.h>
 #include <olectl.h>
 
+#include <exception>
 #include <iterator>
 #include <optional>
+#include <vector>
 
+#include "base/exception.h"
 #include "base/holders.h"
 #include "common/com/runtime_interfaces.h"
 #include "common/com/symbol_interfaces.h"
@@ -44,24 +47,37 @@ std::wstring server_key_of(const GUID& id) {
     return key_of(id) + L"\\InprocServer32";
 }
 
+void check(LSTATUS result) {
+    if (result != ERROR_SUCCESS) throw_win32_error("Can't change the registry", static_cast<DWORD>(result));
+}
+
+bool is_absent(LSTATUS result) {
+    return result == ERROR_FILE_NOT_FOUND || result == ERROR_PATH_NOT_FOUND || result == ERROR_UNSUPPORTED_TYPE;
+}
+
+// None where there is none. A failure is not taken for that: what is there would be lost.
 std::optional<std::wstring> read_text(HKEY root, const std::wstring& key, const wchar_t* name) {
     DWORD size = 0;
-    if (RegGetValueW(root, key.c_str(), name, RRF_RT_REG_SZ, nullptr, nullptr, &size) != 0) return std::nullopt;
+    const LSTATUS result = RegGetValueW(root, key.c_str(), name, RRF_RT_REG_SZ, nullptr, nullptr, &size);
+    if (is_absent(result)) return std::nullopt;
+    check(result);
     std::wstring text(size / sizeof(wchar_t) + 1, L'\0');
     size = static_cast<DWORD>(text.size() * sizeof(wchar_t));
-    if (RegGetValueW(root, key.c_str(), name, RRF_RT_REG_SZ, nullptr, text.data(), &size) != 0) return std::nullopt;
+    check(RegGetValueW(root, key.c_str(), name, RRF_RT_REG_SZ, nullptr, text.data(), &size));
     text.resize(wcsnlen(text.data(), text.size()));
     return text;
 }
 
-LSTATUS write_text(HKEY root, const std::wstring& key, const wchar_t* name, const std::wstring& text) {
-    return RegSetKeyValueW(root, key.c_str(), name, REG_SZ, text.c_str(),
-                           static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+void write_text(HKEY root, const std::wstring& key, const wchar_t* name, const std::wstring& text) {
+    check(RegSetKeyValueW(root, key.c_str(), name, REG_SZ, text.c_str(),
+                          static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t))));
 }
 
 bool is_same_file(std::wstring_view left, std::wstring_view right) {
-    return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
-                                static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
+    const int order = CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
+                                           static_cast<int>(right.size()), TRUE);
+    if (order == 0) throw_win32_error("Can't compare paths", GetLastError());
+    return order == CSTR_EQUAL;
 }
 
 // Whether the path leads to this library or to a copy of it elsewhere, as an earlier version may have left behind.
@@ -74,59 +90,114 @@ bool is_offered_by_others(const GUID& id, const std::wstring& library) {
     const auto server = read_text(HKEY_CLASSES_ROOT, server_key_of(id), nullptr);
     if (!server || is_own(*server, library)) return false;
     const HRESULT initialised = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    if (FAILED(initialised) && initialised != RPC_E_CHANGED_MODE)
+        throw_hresult_error("Can't initialize COM", initialised);
     com_hld<IClassFactory> factory;
     const HRESULT found =
         CoGetClassObject(id, CLSCTX_INPROC_SERVER, nullptr, com::iid_of<IClassFactory>, factory.put_void());
     factory.reset();
     if (SUCCEEDED(initialised)) CoUninitialize();
-    return SUCCEEDED(found);
+    // A library that there is no memory to load is there all the same.
+    return SUCCEEDED(found) || found == E_OUTOFMEMORY;
 }
 
-LSTATUS enter(HKEY root, const registered_class& entry, const std::wstring& library) {
+// Takes this library's entry out, and puts back what it has replaced.
+void take_out(HKEY root, const registered_class& entry) {
     const std::wstring server_key = server_key_of(entry.id);
-    const auto replaced = read_text(root, server_key, nullptr);
-    LSTATUS result = 0;
-    if (replaced && !is_own(*replaced, library)) result = write_text(root, server_key, replaced_value, *replaced);
-    if (result == 0 && !replaced) result = write_text(root, key_of(entry.id), nullptr, entry.description);
-    if (result == 0) result = write_text(root, server_key, L"ThreadingModel", L"Both");
-    if (result == 0) result = write_text(root, server_key, nullptr, library);
-    return result;
+    const auto replaced = read_text(root, server_key, replaced_value);
+    if (!replaced) return check(RegDeleteTreeW(root, key_of(entry.id).c_str()));
+    write_text(root, server_key, nullptr, *replaced);
+    check(RegDeleteKeyValueW(root, server_key.c_str(), replaced_value));
 }
 
-LSTATUS leave(HKEY root, const registered_class& entry, const std::wstring& library) {
+// As far as it goes: what made it necessary is told.
+void try_to_take_out(HKEY root, const registered_class& entry) noexcept {
+    try {
+        take_out(root, entry);
+    } catch (const std::exception&) {
+    }
+}
+
+// The library's path comes last: without it an entry is nobody's.
+void write_entry(HKEY root, const std::wstring& server_key, const std::wstring& library) {
+    write_text(root, server_key, L"ThreadingModel", L"Both");
+    write_text(root, server_key, nullptr, library);
+}
+
+// Answers whether it was not there; throws, and has changed nothing, where it cannot be entered.
+bool enter(HKEY root, const registered_class& entry, const std::wstring& library) {
+    const std::wstring server_key = server_key_of(entry.id);
+    const auto before = read_text(root, server_key, nullptr);
+    if (before && is_own(*before, library)) {
+        write_entry(root, server_key, library);
+        return false;
+    }
+    if (before) write_text(root, server_key, replaced_value, *before);
+    try {
+        if (!before) write_text(root, key_of(entry.id), nullptr, entry.description);
+        write_entry(root, server_key, library);
+    } catch (const std::exception&) {
+        try_to_take_out(root, entry);
+        throw;
+    }
+    return true;
+}
+
+void leave(HKEY root, const registered_class& entry, const std::wstring& library) {
     const std::wstring server_key = server_key_of(entry.id);
     const auto server = read_text(root, server_key, nullptr);
-    if (!server || !is_same_file(*server, library)) return 0;
-    const auto replaced = read_text(root, server_key, replaced_value);
-    if (!replaced) return RegDeleteTreeW(root, key_of(entry.id).c_str());
-    const LSTATUS result = write_text(root, server_key, nullptr, *replaced);
-    return result == 0 ? RegDeleteKeyValueW(root, server_key.c_str(), replaced_value) : result;
+    if (!server) return;
+    if (is_same_file(*server, library)) return take_out(root, entry);
+    // What an earlier try has put back, but could not tidy up after.
+    if (read_text(root, server_key, replaced_value) == server)
+        check(RegDeleteKeyValueW(root, server_key.c_str(), replaced_value));
 }
 
-// The classes of all users, or of this one, open for changes; or why not.
-LSTATUS open_classes(HKEY root, key_hld& key) {
+// The classes of all users, or of this one, open for changes.
+key_hld open_classes(HKEY root) {
     HKEY opened = nullptr;
-    const LSTATUS result =
-        RegCreateKeyExW(root, L"Software\\Classes", 0, nullptr, 0, KEY_READ | KEY_WRITE, nullptr, &opened, nullptr);
-    key.reset(opened);
-    return result;
+    check(RegCreateKeyExW(root, L"Software\\Classes", 0, nullptr, 0, KEY_READ | KEY_WRITE, nullptr, &opened, nullptr));
+    return key_hld(opened);
 }
 
-LSTATUS enter_all(HKEY root, const std::wstring& library) {
-    key_hld key;
-    LSTATUS result = open_classes(root, key);
-    for (const auto& entry : classes)
-        if (result == 0) result = enter(key.get(), entry, library);
-    return result;
+// All of them or none.
+void enter_all(HKEY root, const std::wstring& library) {
+    const key_hld key = open_classes(root);
+    std::vector<const registered_class*> entered;
+    entered.reserve(std::size(classes));
+    try {
+        for (const auto& entry : classes)
+            if (enter(key.get(), entry, library)) entered.push_back(&entry);
+    } catch (const std::exception&) {
+        for (const auto* entry : entered) try_to_take_out(key.get(), *entry);
+        throw;
+    }
 }
 
-LSTATUS leave_all(HKEY root, const std::wstring& library) {
-    key_hld key;
-    LSTATUS first = open_classes(root, key);
-    if (first != 0) return first;
-    for (const auto& entry : classes)
-        if (const LSTATUS result = leave(key.get(), entry, library); first == 0) first = result;
-    return first;
+// As many as go.
+void leave_all(HKEY root, const std::wstring& library) {
+    const key_hld key = open_classes(root);
+    std::exception_ptr first;
+    for (const auto& entry : classes) {
+        try {
+            leave(key.get(), entry, library);
+        } catch (const std::exception&) {
+            if (!first) first = std::current_exception();
+        }
+    }
+    if (first) std::rethrow_exception(first);
+}
+
+bool is_access_denied(HRESULT result) {
+    return result == HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
+}
+
+template <class Work>
+HRESULT result_of(Work&& work) noexcept {
+    return guard([&] {
+        work();
+        return S_OK;
+    });
 }
 
 }  // namespace
@@ -135,19 +206,16 @@ HRESULT register_classes(const std::wstring& library) noexcept {
     return guard([&]() -> HRESULT {
         for (const auto& entry : classes)
             if (is_offered_by_others(entry.id, library)) return SELFREG_E_CLASS;
-        LSTATUS result = enter_all(HKEY_LOCAL_MACHINE, library);
-        if (result == ERROR_ACCESS_DENIED) result = enter_all(HKEY_CURRENT_USER, library);
-        return HRESULT_FROM_WIN32(static_cast<DWORD>(result));
+        const HRESULT all = result_of([&] { enter_all(HKEY_LOCAL_MACHINE, library); });
+        return is_access_denied(all) ? result_of([&] { enter_all(HKEY_CURRENT_USER, library); }) : all;
     });
 }
 
 HRESULT unregister_classes(const std::wstring& library) noexcept {
-    return guard([&]() -> HRESULT {
-        const LSTATUS own = leave_all(HKEY_CURRENT_USER, library);
-        const LSTATUS all = leave_all(HKEY_LOCAL_MACHINE, library);
-        // Someone who may not change the classes of all users has none of them to take out but his own.
-        return HRESULT_FROM_WIN32(static_cast<DWORD>(own != 0 || all == ERROR_ACCESS_DENIED ? own : all));
-    });
+    const HRESULT own = result_of([&] { leave_all(HKEY_CURRENT_USER, library); });
+    const HRESULT all = result_of([&] { leave_all(HKEY_LOCAL_MACHINE, library); });
+    // Someone who may not change the classes of all users has none of them to take out but his own.
+    return FAILED(own) || is_access_denied(all) ? own : all;
 }
 
 }  // namespace qv::symbols

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <memory>
 #include <mutex>
 
 #include "common/symbol_server.h"
@@ -22,7 +23,8 @@ const symbol_server::library* load_symbol_server() noexcept {
         if (!owned || !GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
                                           reinterpret_cast<LPCWSTR>(&load_symbol_server), &pinned))
             return nullptr;
-        return new symbol_server::library(std::move(owned));
+        auto library = std::make_unique<const symbol_server::library>(std::move(owned));
+        return library->can_find() ? library.release() : nullptr;
     } catch (...) {
         return nullptr;
     }
