@@ -6,6 +6,7 @@
 #include <locale>
 #include <string>
 
+#include "base/fill_buffer.h"
 #include "base/os_file.h"
 #include "text/path.h"
 
@@ -35,19 +36,6 @@ opening opening_of(os_file::mode how) noexcept {
         case os_file::mode::replace: return {GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL};
         case os_file::mode::create: return {GENERIC_WRITE, 0, CREATE_NEW, FILE_ATTRIBUTE_NORMAL};
         default: return {GENERIC_READ, share_moves | FILE_SHARE_WRITE, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL};
-    }
-}
-
-// Calls a function that fills a buffer and returns the length needed (with terminator) or filled (without).
-template <class Call>
-std::wstring fill_buffer(Call call) {
-    std::wstring buffer(MAX_PATH, L'\0');
-    for (;;) {
-        const DWORD length = call(buffer.data(), static_cast<DWORD>(buffer.size()));
-        if (length == 0) return {};
-        const bool fits = length < buffer.size();
-        buffer.resize(length);
-        if (fits) return buffer;
     }
 }
 

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <utility>
 
+#include "base/fill_buffer.h"
 #include "symbol_services/symbol_server/http_proxy.h"
 #include "symbol_services/symbol_server/system_library.h"
 
@@ -174,10 +175,11 @@ std::wstring headers_for(const url& address) {
     return headers;
 }
 
+// One that says nothing is as good as none.
 std::optional<std::wstring> environment_variable(const wchar_t* name) {
-    std::wstring value(GetEnvironmentVariableW(name, nullptr, 0), L'\0');
+    auto value =
+        fill_buffer([name](wchar_t* buffer, DWORD size) { return GetEnvironmentVariableW(name, buffer, size); });
     if (value.empty()) return std::nullopt;
-    value.resize(GetEnvironmentVariableW(name, value.data(), static_cast<DWORD>(value.size())));
     return value;
 }
 
