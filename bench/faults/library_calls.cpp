@@ -51,7 +51,6 @@ std::vector<library_call> library_calls() {
         failing<decltype(GetModuleHandleExW)>(store, "GetModuleHandleExW", {}),
         failing<decltype(GetModuleFileNameW)>(store, "GetModuleFileNameW", {}),
         failing<decltype(MultiByteToWideChar)>(store, "MultiByteToWideChar", {no_symbols}),
-        failing<decltype(WideCharToMultiByte)>(store, "WideCharToMultiByte", {no_symbols}),
         unused<decltype(GetFileInformationByHandle)>(store, "GetFileInformationByHandle"),
         unused<decltype(GetFinalPathNameByHandleW)>(store, "GetFinalPathNameByHandleW"),
         unused<decltype(GetFullPathNameW)>(store, "GetFullPathNameW"),
